@@ -1,0 +1,182 @@
+#include "core/tlcore.h"
+
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+#include <string_view>
+
+// Words of the ATA identity that hold the model (ATA8-ACS, IDENTIFY DEVICE).
+static constexpr int firstmodelword = 27;
+static constexpr int lastmodelword = 46;
+
+static constexpr std::size_t modelsize = sizeof(DISKINFO::model);
+
+// Copies into a `model`, cut to fit, and zeroes what is left of it.
+static void setmodel(char *model, std::string_view text)
+{
+    std::memset(model, 0, modelsize);
+    text.copy(model, modelsize - 1);
+}
+
+void getallhdinfo(std::vector<DISKINFO> &list)
+{
+    char systemmodel[modelsize] = {};
+    std::string systempath;
+    // without a system volume the model stays empty, and no disk is marked
+    if (platform::backend().systemvolume(systempath).ok())
+        getdisk(systempath.c_str(), systemmodel);
+
+    std::vector<std::string> names;
+    getalldevicenames(names);
+    for (std::string &name : names) {
+        DISKINFO info;
+        if (name.size() >= sizeof info.devicepath)
+            continue;
+        if (getdisk(name.c_str(), info.model) != 0)
+            continue;
+        unsigned long long bytes = 0;
+        if (diskbytesize(name.data(), &bytes) != 0)
+            bytes = 0;
+        if (bytes > maxdiskbytes)
+            continue;
+        info.sizemb = bytes / 1'000'000;
+        // an empty model names nothing: two of them are no match
+        info.runningos = info.model[0] != '\0' && std::strcmp(info.model, systemmodel) == 0;
+        if (info.model[0] == '\0') {
+            const std::size_t slash = name.find_last_of("/\\");
+            setmodel(info.model,
+                     std::string_view(name).substr(slash == std::string::npos ? 0 : slash + 1));
+        }
+        name.copy(info.devicepath, sizeof info.devicepath - 1);
+        list.push_back(info);
+    }
+}
+
+int getalldevicenames(std::vector<std::string> &names)
+{
+    std::vector<std::string> present;
+    // what was listed before a failure still counts
+    const bool listed = platform::backend().listdisks(present).ok();
+    for (const std::string &path : present) {
+        if (isusbflash(path.c_str()))
+            continue;
+        void *handle = opendisk(path.c_str());
+        if (handle == invaliddisk)
+            continue;
+        closedisk(handle);
+        names.push_back(path);
+    }
+    return listed ? 0 : 1;
+}
+
+bool isusbflash(const char *path)
+{
+    void *handle = opendisk(path);
+    if (handle == invaliddisk)
+        return false;
+    bool removable = false;
+    const bool answered = platform::device(handle).removable(removable).ok();
+    closedisk(handle);
+    return answered && removable;
+}
+
+int getdisk(const char *path, char *model)
+{
+    std::memset(model, 0, modelsize);
+    void *handle = opendisk(path);
+    if (handle == invaliddisk)
+        return -1;
+    platform::Device &disk = platform::device(handle);
+    std::uint8_t map = 0;
+    if (!disk.identitymap(map).ok() || map == 0) {
+        // no model in the path either: it stays empty, and the caller knows what that means
+        getusbsnmodel(path, model);
+        closedisk(handle);
+        return 0;
+    }
+    // the upper half of the map stands for packet devices
+    const bool packet = (map & 0xF0) != 0;
+    const unsigned drives = packet ? map >> 4 : map;
+    platform::IdentifyCommand command;
+    command.command = packet ? 0xA1 : 0xEC;
+    command.drive = static_cast<std::uint8_t>(std::countr_zero(drives));
+    command.drivehead = (command.drive & 1) != 0 ? 0xB0 : 0xA0;
+    platform::IdentifyData data{};
+    const bool identified = disk.identify(command, data).ok();
+    closedisk(handle);
+    if (!identified)
+        return -3;
+    unsigned short words[256];
+    for (std::size_t i = 0; i < 256; i++)
+        words[i] = static_cast<unsigned short>(data[2 * i] | data[2 * i + 1] << 8);
+    setmodel(model, getstring(words, firstmodelword, lastmodelword));
+    return 0;
+}
+
+int getusbsnmodel(const char *path, char *model)
+{
+    std::memset(model, 0, modelsize);
+    // prefix # device part # instance part # class part
+    const std::string_view whole(path);
+    const std::size_t device = whole.find('#');
+    if (device == std::string_view::npos)
+        return -1;
+    const std::size_t instance = whole.find('#', device + 1);
+    if (instance == std::string_view::npos)
+        return -1;
+    const std::size_t last = std::min(whole.find('#', instance + 1), whole.size());
+    const std::size_t mark = whole.find('&', device + 1);
+    if (mark == std::string_view::npos || mark >= last)
+        return -1;
+    const std::size_t end = mark < instance ? instance : last;
+    std::string text(whole.substr(mark + 1, end - mark - 1));
+    std::replace(text.begin(), text.end(), '&', '-');
+    setmodel(model, text);
+    return 0;
+}
+
+const char *getstring(const unsigned short *words, int first, int last)
+{
+    static char text[257];
+    int length = 0;
+    for (int i = first; i <= last; i++) {
+        for (const int c : {words[i] >> 8, words[i] & 0xFF}) {
+            if (c != '\0' && c != ' ' && length < 256)
+                text[length++] = static_cast<char>(c);
+        }
+    }
+    text[length] = '\0';
+    return text;
+}
+
+int diskbytesize(void *handle, unsigned long long *size)
+{
+    if (handle == invaliddisk)
+        return -1;
+    platform::Device &disk = platform::device(handle);
+    std::uint64_t bytes = 0;
+    platform::DriveGeometry drive;
+    std::uint32_t low = 0;
+    if (disk.partitionlength(bytes).ok()) {
+        *size = bytes;
+    } else if (disk.drivegeometry(drive).ok()) {
+        // in 32 bits, as the record's own fields are
+        *size = drive.cylinders *
+                (drive.trackspercylinder * drive.bytespersector * drive.sectorspertrack);
+    } else if (disk.filesize(bytes).ok()) {
+        *size = bytes;
+    } else if (disk.filesizelow(low).ok() && low != 0xFFFFFFFFU) {
+        *size = low;
+    }
+    return 0;
+}
+
+int diskbytesize(char *path, unsigned long long *size)
+{
+    void *handle = platform::open(path, platform::Access::read);
+    const int result = diskbytesize(handle, size);
+    closedisk(handle);
+    return result;
+}

@@ -1,0 +1,71 @@
+#include "core/tlcore.h"
+
+#include "core/bytes.h"
+#include "core/memory.h"
+
+#include <algorithm>
+#include <climits>
+
+// Offsets inside the record's sector.
+static constexpr std::size_t magic1offset = 0;
+static constexpr std::size_t magic2offset = 4;
+static constexpr std::size_t countoffset = 8;
+static constexpr std::size_t bitsoffset = 12;
+
+static constexpr const char *nomemory = "can not allocate memory!\n";
+
+std::vector<std::uint8_t> encodescanrecord(const SEG *segs, int count, int bytespersector)
+{
+    std::vector<std::uint8_t> sector(static_cast<std::size_t>(bytespersector));
+    putlittle(&sector[magic1offset], scanrecordmagic1, 4);
+    putlittle(&sector[magic2offset], scanrecordmagic2, 4);
+    putlittle(&sector[countoffset], static_cast<std::uint32_t>(count), 4);
+    const int room = static_cast<int>(sector.size() - bitsoffset) * CHAR_BIT;
+    for (int i = 0; i < std::min(count, room); i++) {
+        if (segs[i].isbad != 0)
+            sector[bitsoffset + static_cast<std::size_t>(i / 8)] |=
+                static_cast<std::uint8_t>(0x80 >> i % 8);
+    }
+    return sector;
+}
+
+bool isscanrecord(std::span<const std::uint8_t> sector, int count)
+{
+    if (count <= 0 || sector.size() < bitsoffset + (static_cast<std::size_t>(count) + 7) / 8)
+        return false;
+    return getlittle(&sector[magic1offset], 4) == scanrecordmagic1 &&
+           getlittle(&sector[magic2offset], 4) == scanrecordmagic2 &&
+           getlittle(&sector[countoffset], 4) == static_cast<std::uint32_t>(count);
+}
+
+void decodescanrecord(std::span<const std::uint8_t> sector, SEG *segs, int count)
+{
+    for (int i = 0; i < count; i++)
+        segs[i].isbad = (sector[bitsoffset + static_cast<std::size_t>(i / 8)] & 0x80 >> i % 8) != 0;
+}
+
+int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int count)
+{
+    std::vector<std::uint8_t> image =
+        encodescanrecord(segs, count, static_cast<int>(g.bytespersector));
+    return writeasector(handle, sector, reinterpret_cast<char *>(image.data()));
+}
+
+int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count)
+{
+    const auto buffer = sectorbuffer(g.bytespersector, nomemory);
+    if (readasector(handle, sector, buffer.get()) != 0)
+        return 1;
+    decodescanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector}, segs,
+                     count);
+    return 0;
+}
+
+bool hasseginfo(void *handle, int count)
+{
+    const auto buffer = sectorbuffer(g.bytespersector, nomemory);
+    if (readasector(handle, 1, buffer.get()) != 0)
+        return false;
+    return isscanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector},
+                        count);
+}

@@ -1,0 +1,152 @@
+#include "core/tlcore.h"
+
+#include "core/memory.h"
+#include "platform/platform.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+static constexpr const char *noreadbuffer = "cannot allocate read buffer\n";
+static constexpr const char *nowritebuffer = "cannot allocate write buffer\n";
+static constexpr const char *nomemory = "unable to allocate memory!\n";
+
+// Byte i of a buffer is i modulo 256; the ramp does not restart at sector boundaries.
+static void fillpattern(char *buffer, std::size_t bytes)
+{
+    for (std::size_t i = 0; i < bytes; i++)
+        buffer[i] = static_cast<char>(i % 256);
+}
+
+// The whole sectors that a transfer moved; a failed one moved nothing. What came of a sector that
+// did not come whole is nothing as well, so that no test stays in one place for ever.
+static unsigned long long sectorsmoved(const platform::Transfer &transfer,
+                                       std::size_t bytespersector)
+{
+    return transfer.status.ok() ? transfer.bytes / bytespersector : 0;
+}
+
+int read_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
+    const auto buffer = sectorbuffer(batchsectors * sectorbytes, noreadbuffer);
+    unsigned long long position = first;
+    unsigned long long batch = batchsectors;
+    while (position <= last) {
+        batch = std::min(batch, last - position + 1);
+        if (!disk.seek(position * sectorbytes).ok())
+            std::fputs("SetFilePointerEx error", stdout);
+        const unsigned long long moved =
+            sectorsmoved(disk.read(buffer.get(), batch * sectorbytes), sectorbytes);
+        if (moved == 0)
+            return 1;
+        position += moved;
+        batch = moved == batch ? batchsectors : 1;
+    }
+    return 0;
+}
+
+int write_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
+    const auto out = sectorbuffer(batchsectors * sectorbytes, nowritebuffer);
+    const auto in = sectorbuffer(batchsectors * sectorbytes, noreadbuffer);
+    fillpattern(out.get(), batchsectors * sectorbytes);
+    unsigned long long position = first;
+    unsigned long long batch = batchsectors;
+    while (position <= last) {
+        batch = std::min(batch, last - position + 1);
+        const std::size_t bytes = batch * sectorbytes;
+        if (!disk.seek(position * sectorbytes).ok())
+            std::fputs("SetFilePointerEx to write error", stdout);
+        const unsigned long long written = sectorsmoved(disk.write(out.get(), bytes), sectorbytes);
+        if (written == 0)
+            return 1;
+        if (!disk.seek(position * sectorbytes).ok())
+            std::fputs("SetFilePointerEx to read error", stdout);
+        const unsigned long long read = sectorsmoved(disk.read(in.get(), bytes), sectorbytes);
+        if (read == 0)
+            return 1;
+        // all of the batch, whatever came: stale bytes of the last one count only where they agree
+        if (std::memcmp(out.get(), in.get(), bytes) != 0)
+            return 1;
+        const unsigned long long moved = std::min(written, read);
+        position += moved;
+        batch = moved == batchsectors ? batchsectors : 1;
+    }
+    return 0;
+}
+
+int readtestonesector(void *handle, unsigned long long sector, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
+    if (!disk.seek(sector * sectorbytes).ok())
+        return 1;
+    const auto buffer = sectorbuffer(sectorbytes, nomemory);
+    return disk.read(buffer.get(), sectorbytes).status.ok() ? 0 : 1;
+}
+
+int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
+    if (!disk.seek(sector * sectorbytes).ok())
+        return 1;
+    const auto out = sectorbuffer(sectorbytes, nomemory);
+    fillpattern(out.get(), sectorbytes);
+    if (!disk.write(out.get(), sectorbytes).status.ok())
+        return 2;
+    const auto in = sectorbuffer(sectorbytes, nomemory);
+    if (!disk.seek(sector * sectorbytes).ok())
+        return 1;
+    if (!disk.read(in.get(), sectorbytes).status.ok())
+        return 3;
+    return std::memcmp(out.get(), in.get(), sectorbytes) == 0 ? 0 : 4;
+}
+
+int findfirsttwogoodsectors(void *handle, int bytespersector, unsigned long long limit,
+                            unsigned long long &first, unsigned long long &second)
+{
+    bool havefirst = false;
+    for (unsigned long long sector = 0; sector < limit; sector++) {
+        if (readtestonesector(handle, sector, bytespersector) != 0 ||
+            writeandreadtestonesector(handle, sector, bytespersector) != 0)
+            continue;
+        if (havefirst) {
+            second = sector;
+            return 0;
+        }
+        first = sector;
+        havefirst = true;
+    }
+    return 0;
+}
+
+int rough_test(void *handle, std::vector<SEG> &list, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
+    const auto buffer = sectorbuffer(sectorbytes, noreadbuffer);
+    for (const SEG &seg : list) {
+        // a known bad stretch may fail or not, which says nothing of a change
+        if (seg.isbad != 0)
+            continue;
+        const platform::Status sought = disk.seek(seg.firstsector(g.sectorspercyl) * sectorbytes);
+        // a disk that went away is for the caller to tell; a disk that is there and can't even
+        // be positioned leaves no ground to go on from
+        if (sought.fault == platform::Fault::gone)
+            return 1;
+        if (!sought.ok()) {
+            std::fputs("SetFilePointerEx error", stdout);
+            std::exit(1);
+        }
+        const platform::Transfer transfer = disk.read(buffer.get(), sectorbytes);
+        if (!transfer.status.ok() || transfer.bytes == 0)
+            return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,116 @@
+#pragma once
+
+#include "core/geom.h"
+#include "core/part.h"
+#include "core/seg.h"
+
+#include <string>
+#include <vector>
+
+/// The disk core: plain functions over raw disk handles. They return 0 for success and anything
+/// else for failure, show nothing to the user, and take no decision that a page has to answer for.
+
+// ---- raw access --------------------------------------------------------------------------------
+
+/// The handle that stands for no open disk.
+extern void *const invaliddisk;
+
+/// Opens a disk for reading and writing, shared; `invaliddisk` on failure.
+void *opendisk(const char *devicepath);
+/// Closes a handle; `invaliddisk` is passed over.
+void closedisk(void *handle);
+
+/// Fills `out`: 0 if the system reported the geometry, -1 if `out` holds a guess (255 heads, 63
+/// sectors of 512 bytes). A reported size counts whole cylinders only, a guessed one the whole
+/// disk.
+int get_geometry(void *handle, geom *out);
+/// Reads sector `sector` of `g.bytespersector` bytes: 0, or 1 on failure or a short transfer.
+int readasector(void *handle, unsigned long long sector, char *buffer);
+/// Writes sector `sector` of `g.bytespersector` bytes: 0, or 1 on failure or a short transfer.
+int writeasector(void *handle, unsigned long long sector, char *buffer);
+/// Tells the system that the layout changed; true if that failed.
+bool updatepartitiontable(void *handle);
+/// Whether the disk behind a handle is still there: the last failure is not of the kind "no such
+/// device", and its size can still be had and is not 0.
+bool diskpresent(void *handle);
+
+// ---- enumeration -------------------------------------------------------------------------------
+
+/// One detected disk.
+struct DISKINFO {
+    char devicepath[200] = {};     ///< device-interface path, NUL-terminated; what `opendisk` takes
+    char model[80] = {};           ///< model text without any blank, NUL-terminated
+    unsigned long long sizemb = 0; ///< size in units of 1,000,000 bytes, rounded down; 0 unknown
+    bool runningos = false;        ///< `model` is that of the system's disk
+};
+
+/// The largest disk that is listed, in bytes: 2^32 - 1 sectors of 512.
+inline constexpr unsigned long long maxdiskbytes = 0x1FFFFFFFE00ULL;
+
+/// Appends one record for each usable disk, in the system's order. An empty list: none found.
+void getallhdinfo(std::vector<DISKINFO> &list);
+/// Appends the path of each present disk that opens and is not removable: 0, or 1 without a list.
+int getalldevicenames(std::vector<std::string> &names);
+/// Fills `model` (80 bytes): 0, -1 if the path can't be opened, -3 if the identity failed.
+/// A path without usable parts and without an identity gives an empty model.
+int getdisk(const char *path, char *model);
+/// Whether the device reports removable media; false also if it can't be opened.
+bool isusbflash(const char *path);
+/// Takes the model out of a device path into `model` (80 bytes, cut to fit): 0, or -1 with an
+/// empty model if the path has fewer than three parts or no `&` in the two middle ones.
+int getusbsnmodel(const char *path, char *model);
+/// Text of the ATA identity words `first` to `last`, inclusive, high byte first, without NULs and
+/// blanks. The buffer is static and the next call overwrites it.
+const char *getstring(const unsigned short *words, int first, int last);
+/// The size in bytes by the first way that works. 0 also if none did, with `*size` as it was; -1
+/// for `invaliddisk`.
+int diskbytesize(void *handle, unsigned long long *size);
+/// The same by path; -1 if it can't be opened.
+int diskbytesize(char *path, unsigned long long *size);
+
+// ---- sector tests ------------------------------------------------------------------------------
+
+/// Sectors in one transfer of the batch tests.
+inline constexpr int batchsectors = 20;
+
+/// A test over a range of sectors, both ends inclusive: 0 healthy, 1 failed.
+using TestFunction = int (*)(void *handle, unsigned long long first, unsigned long long last,
+                             int bytespersector);
+
+/// Reads the range in batches; a transfer that delivers nothing ends it at once.
+int read_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
+/// Writes the range, reads it back and compares. Destroys what was there.
+int write_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
+/// Reads one sector: 0 healthy, 1 failed. Only the call's success decides, not its byte count.
+int readtestonesector(void *handle, unsigned long long sector, int bytespersector);
+/// Writes one sector and reads it back: 0 equal, 1 seek, 2 write, 3 read failed, 4 different.
+int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector);
+/// The first two sectors below `limit` that pass both single-sector tests; destroys those that
+/// pass the read test. An output keeps its value if no sector came up. Always 0.
+int findfirsttwogoodsectors(void *handle, int bytespersector, unsigned long long limit,
+                            unsigned long long &first, unsigned long long &second);
+/// Reads the first sector of each good record (cylinders x `g.sectorspercyl`): 0 if all delivered,
+/// 1 at the first that did not. Bad records are passed over without touching the medium.
+int rough_test(void *handle, std::vector<SEG> &list, int bytespersector);
+
+// ---- scan record on the disk -------------------------------------------------------------------
+
+/// Magic words of the scan record, at offsets 0 and 4 of its sector.
+inline constexpr std::uint32_t scanrecordmagic1 = 0x4165DCD9;
+inline constexpr std::uint32_t scanrecordmagic2 = 0x06431B1F;
+
+/// The sector image of a scan record: magic words, count, one bit a segment with segment 0 as the
+/// highest bit of byte 12. At most (`bytespersector` - 12) x 8 segments fit; more are cut off.
+std::vector<std::uint8_t> encodescanrecord(const SEG *segs, int count, int bytespersector);
+/// Whether a sector image holds a scan record of exactly `count` segments.
+bool isscanrecord(std::span<const std::uint8_t> sector, int count);
+/// Sets `isbad` of `count` records to 0 or 1 from the image of a scan record.
+void decodescanrecord(std::span<const std::uint8_t> sector, SEG *segs, int count);
+
+/// Writes the record of `count` segments to `sector`: 0, or 1 if the write failed.
+int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int count);
+/// Sets the marks of `count` segments from the record in `sector`, which the caller has checked.
+/// 0, or 1 if the sector could not be read; the marks then stay as they were.
+int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count);
+/// Whether sector 1 of the disk holds a scan record of `count` segments; an unreadable one: no.
+bool hasseginfo(void *handle, int count);
