@@ -1,0 +1,286 @@
+#include "platform/linux/linuxbackend.h"
+#include "platform/linux/linuxdevice.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+namespace platform
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+/// Kinds of hard disks, in the order of the list. A name goes on behind the prefix with letters
+/// (sda, sdaa) or with numbers that words separate (nvme0n1).
+struct Family {
+    const char *prefix;
+    bool lettered;
+    const char *separator; ///< between a first and a second number; null: one number
+};
+constexpr std::array<Family, 7> families{{
+    {"sd", true, nullptr},
+    {"hd", true, nullptr},
+    {"nvme", false, "n"},
+    {"mmcblk", false, nullptr},
+    {"vd", true, nullptr},
+    {"xvd", true, nullptr},
+    {"loop", false, nullptr},
+}};
+
+/// A path must fit 200 bytes with its terminator.
+constexpr std::size_t longestpath = 199;
+
+/// Reads a decimal number off the front of `text`; nothing if there is none.
+std::optional<std::uint64_t> takenumber(std::string &text)
+{
+    const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
+    if (digits == 0 || digits > 9)
+        return std::nullopt;
+    const std::uint64_t number = std::stoul(text.substr(0, digits));
+    text.erase(0, digits);
+    return number;
+}
+
+/// What stands behind the prefix as the numbers of a disk; nothing if it is something else.
+std::optional<std::vector<std::uint64_t>> disknumbers(std::string rest, const Family &family)
+{
+    if (family.lettered) {
+        if (rest.empty() || rest.size() > 6 ||
+            rest.find_first_not_of("abcdefghijklmnopqrstuvwxyz") != std::string::npos)
+            return std::nullopt;
+        std::uint64_t number = 0;
+        for (const char c : rest)
+            number = number * 26 + static_cast<std::uint64_t>(c - 'a' + 1);
+        return std::vector{number};
+    }
+    std::vector<std::uint64_t> numbers;
+    auto number = takenumber(rest);
+    if (number && family.separator != nullptr) {
+        numbers.push_back(*number);
+        if (!rest.starts_with(family.separator))
+            return std::nullopt;
+        rest.erase(0, std::string(family.separator).size());
+        number = takenumber(rest);
+    }
+    if (!number || !rest.empty())
+        return std::nullopt;
+    numbers.push_back(*number);
+    return numbers;
+}
+
+/// The text that the system shows in a file of sysfs, without the line's end; empty if none.
+std::string attribute(const fs::path &file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::string text(std::istreambuf_iterator<char>(stream), {});
+    if (!text.empty() && text.back() == '\n')
+        text.pop_back();
+    return text;
+}
+
+bool isblank(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r') || c == '\0';
+}
+
+/// Cuts a text to `bytes` bytes, and not inside a UTF-8 character.
+void cut(std::string &text, std::size_t bytes)
+{
+    if (text.size() <= bytes)
+        return;
+    while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80)
+        bytes--;
+    text.resize(bytes);
+}
+
+/// A text as a part of a path can hold it.
+std::string part(const std::string &text, std::size_t longest)
+{
+    const auto first = std::find_if_not(text.begin(), text.end(), isblank);
+    const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isblank);
+    std::string clean(first, last.base());
+    for (char &c : clean) {
+        const auto code = static_cast<unsigned char>(c);
+        if (code <= 0x20 || code == 0x7F || c == '&' || c == '#' || c == '/')
+            c = '_';
+    }
+    cut(clean, longest);
+    return clean;
+}
+
+/// The unit serial number in a vital product data page: text behind four bytes of header.
+std::string pageserial(const fs::path &file)
+{
+    const std::string page = attribute(file);
+    return page.size() > 4 ? page.substr(4) : std::string();
+}
+
+/// The first of the texts that is more than blanks.
+std::string firsttext(std::initializer_list<std::string> texts)
+{
+    for (const std::string &text : texts) {
+        if (!std::all_of(text.begin(), text.end(), isblank))
+            return text;
+    }
+    return {};
+}
+
+} // namespace
+
+std::optional<DiskName> diskname(const std::string &name)
+{
+    for (std::size_t i = 0; i < families.size(); i++) {
+        if (!name.starts_with(families[i].prefix))
+            continue;
+        if (auto numbers =
+                disknumbers(name.substr(std::string(families[i].prefix).size()), families[i]))
+            return DiskName{i, std::move(*numbers)};
+    }
+    return std::nullopt;
+}
+
+std::string devicepath(const std::string &node, const DiskTexts &texts)
+{
+    std::array<std::string, 4> parts{part(texts.vendor, 16), part(texts.product, 64),
+                                     part(texts.revision, 16), part(texts.serial, 40)};
+    const auto join = [&] {
+        return node + "#disk&ven_" + parts[0] + "&prod_" + parts[1] + "&rev_" + parts[2] + "#" +
+               parts[3] + "#block";
+    };
+    std::string path = join();
+    while (path.size() > longestpath) {
+        std::string &longest = *std::max_element(
+            parts.begin(), parts.end(),
+            [](const std::string &a, const std::string &b) { return a.size() < b.size(); });
+        if (longest.empty())
+            break;
+        const std::size_t excess = path.size() - longestpath;
+        cut(longest, longest.size() > excess ? longest.size() - excess : 0);
+        path = join();
+    }
+    return path;
+}
+
+LinuxBackend::LinuxBackend(std::string sysfs, std::string dev)
+    : system(std::move(sysfs)), nodes(std::move(dev))
+{
+}
+
+std::string LinuxBackend::describe(const std::string &name) const
+{
+    const fs::path block = fs::path(system) / "block" / name;
+    const fs::path device = block / "device";
+    std::error_code error;
+
+    // Who drives the disk, for those that say nothing about themselves: the bus, else the name
+    // without its numbers.
+    std::string driver = fs::read_symlink(device / "subsystem", error).filename().string();
+    if (driver.empty())
+        driver = name.substr(0, name.find_first_of("0123456789"));
+
+    DiskTexts texts;
+    const std::string backing = attribute(block / "loop" / "backing_file");
+    texts.product = firsttext({attribute(device / "model"), attribute(device / "name"),
+                               fs::path(backing).filename().string()});
+    // A vendor without a product is the number of a bus, not a maker.
+    if (!attribute(device / "model").empty())
+        texts.vendor = attribute(device / "vendor");
+    texts.vendor = firsttext({texts.vendor, driver});
+    texts.product = firsttext({texts.product, name});
+    texts.revision =
+        firsttext({attribute(device / "rev"), attribute(device / "firmware_rev"), "0"});
+    texts.serial = firsttext({attribute(block / "serial"), attribute(device / "serial"),
+                              pageserial(device / "vpd_pg80"), name});
+
+    // Where a name holds '/', sysfs shows '!'.
+    std::string node = name;
+    std::replace(node.begin(), node.end(), '!', '/');
+    return devicepath(nodes + "/" + node, texts);
+}
+
+Status LinuxBackend::listdisks(std::vector<std::string> &paths)
+{
+    std::vector<std::pair<DiskName, std::string>> found;
+    const fs::path folder = fs::path(system) / "block";
+    std::error_code error;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        const std::string name = entry->path().filename().string();
+        const auto parsed = diskname(name);
+        if (!parsed || attribute(entry->path() / "hidden") == "1")
+            continue;
+        // A loop device is a disk while it has a file.
+        std::error_code unknown;
+        if (name.starts_with("loop") &&
+            (!fs::exists(entry->path() / "loop" / "backing_file", unknown) ||
+             attribute(entry->path() / "size") == "0"))
+            continue;
+        found.emplace_back(*parsed, name);
+    }
+    if (error)
+        return {faultof(error.value()), error.value()};
+    std::sort(found.begin(), found.end());
+    for (const auto &disk : found)
+        paths.push_back(describe(disk.second));
+    return {};
+}
+
+std::string LinuxBackend::wholedisk(unsigned int major, unsigned int minor) const
+{
+    std::error_code error;
+    fs::path device = fs::canonical(fs::path(system) / "dev" / "block" /
+                                        (std::to_string(major) + ":" + std::to_string(minor)),
+                                    error);
+    // Mapped devices stand on others, these perhaps on others again; the bound is for a system
+    // that shows a circle.
+    for (int depth = 0; !error && depth < 16; depth++) {
+        if (fs::exists(device / "partition", error))
+            device = device.parent_path();
+        std::set<fs::path> below;
+        for (fs::directory_iterator entry(device / "slaves", error), end; !error && entry != end;
+             entry.increment(error))
+            below.insert(entry->path());
+        error.clear();
+        if (below.empty())
+            return describe(device.filename().string());
+        device = fs::canonical(*below.begin(), error);
+    }
+    return {};
+}
+
+Status LinuxBackend::systemvolume(std::string &path)
+{
+    struct stat info;
+    if (::stat("/", &info) != 0)
+        return {faultof(errno), errno};
+    const std::string disk = wholedisk(::major(info.st_dev), ::minor(info.st_dev));
+    if (disk.empty())
+        return {Fault::unsupported, 0};
+    path = disk;
+    return {};
+}
+
+std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access access, Status &status)
+{
+    return LinuxDevice::open(path.substr(0, path.find('#')), access, status);
+}
+
+Backend &nativebackend()
+{
+    static LinuxBackend native;
+    return native;
+}
+
+} // namespace platform

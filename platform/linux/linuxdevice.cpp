@@ -1,0 +1,375 @@
+#include "platform/linux/linuxdevice.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <linux/hdreg.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+namespace platform
+{
+
+namespace
+{
+
+/// The sector of a regular file, which has none of its own.
+constexpr std::uint32_t plainfilesector = 512;
+/// Alignment of the buffer, enough for every sector length in use.
+constexpr std::size_t leastalignment = 4096;
+/// A transfer is passed on in pieces of at most so many bytes.
+constexpr std::size_t mostbuffer = std::size_t{1} << 20;
+
+} // namespace
+
+Fault faultof(int error)
+{
+    switch (error) {
+    case 0:
+        return Fault::none;
+    case EIO:
+    case EREMOTEIO:
+    case ENODATA:
+    case EILSEQ:
+    case EBADMSG:
+    case ETIMEDOUT:
+        return Fault::medium;
+    case ENXIO:
+    case ENODEV:
+    case ENOMEDIUM:
+    case ENOENT:
+    case ENOTDIR:
+    case ENOLINK:
+    case ESHUTDOWN:
+    case ENOTCONN:
+        return Fault::gone;
+    case EACCES:
+    case EPERM:
+    case EROFS:
+        return Fault::denied;
+    case EBUSY:
+    case ETXTBSY:
+    case EBADE: // another host has reserved the drive
+        return Fault::busy;
+    case EINVAL:
+    case EBADF:
+    case EFAULT:
+    case ENOTBLK:
+    case EISDIR:
+        return Fault::badargument;
+    case ENOTTY:
+    case EOPNOTSUPP:
+    case ENOSYS:
+        return Fault::unsupported;
+    default:
+        return Fault::other;
+    }
+}
+
+void LinuxDevice::Freed::operator()(char *memory) const
+{
+    std::free(memory);
+}
+
+std::unique_ptr<Device> LinuxDevice::open(const std::string &node, Access access, Status &status)
+{
+    // Looked at first, since the open alone of a pipe would wait for its other end.
+    struct stat info;
+    if (::stat(node.c_str(), &info) != 0) {
+        status = {faultof(errno), errno};
+        return nullptr;
+    }
+    if (!S_ISBLK(info.st_mode) && !S_ISREG(info.st_mode)) {
+        status = {Fault::badargument, ENOTBLK};
+        return nullptr;
+    }
+    const int flags = (access == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC;
+    std::unique_ptr<LinuxDevice> device(new LinuxDevice);
+    int file = ::open(node.c_str(), flags | O_DIRECT);
+    if (file < 0 && errno == EINVAL && S_ISREG(info.st_mode)) {
+        device->direct = false;
+        file = ::open(node.c_str(), flags);
+    }
+    if (file < 0) {
+        status = {faultof(errno), errno};
+        return nullptr;
+    }
+    status = device->take(file, access);
+    if (!status.ok())
+        return nullptr;
+    return device;
+}
+
+LinuxDevice::~LinuxDevice()
+{
+    if (descriptor >= 0)
+        ::close(descriptor);
+}
+
+Status LinuxDevice::take(int file, Access wanted)
+{
+    descriptor = file;
+    access = wanted;
+    struct stat info;
+    if (::fstat(descriptor, &info) != 0)
+        return {faultof(errno), errno};
+    if (S_ISREG(info.st_mode)) {
+        bytespersector = plainfilesector;
+        return {};
+    }
+    if (!S_ISBLK(info.st_mode) || !direct)
+        return {Fault::badargument, ENOTBLK};
+    isblock = true;
+    major = ::major(info.st_rdev);
+    minor = ::minor(info.st_rdev);
+    int logical = 0;
+    int readonly = 0;
+    if (::ioctl(descriptor, BLKSSZGET, &logical) != 0 ||
+        ::ioctl(descriptor, BLKROGET, &readonly) != 0)
+        return {faultof(errno), errno};
+    if (logical <= 0)
+        return {Fault::other, 0};
+    // Some kernels open a write-protected node for writing, and fail the writes.
+    if (readonly != 0 && access == Access::readwrite)
+        return {Fault::denied, EROFS};
+    bytespersector = static_cast<std::uint32_t>(logical);
+    return {};
+}
+
+Status LinuxDevice::doseek(std::uint64_t offset)
+{
+    if (offset > static_cast<std::uint64_t>(INT64_MAX))
+        return {Fault::badargument, EINVAL};
+    position = offset;
+    return {};
+}
+
+Status LinuxDevice::prepare(std::size_t bytes)
+{
+    if (position % bytespersector != 0 || bytes % bytespersector != 0)
+        return {Fault::badargument, EINVAL};
+    const std::size_t wanted = std::min(bytes, mostbuffer);
+    if (wanted <= buffersize)
+        return {};
+    void *memory = nullptr;
+    const int error =
+        ::posix_memalign(&memory, std::max<std::size_t>(leastalignment, bytespersector), wanted);
+    if (error != 0)
+        return {Fault::other, error};
+    buffer.reset(static_cast<char *>(memory));
+    buffersize = wanted;
+    return {};
+}
+
+std::ptrdiff_t LinuxDevice::move(std::size_t bytes, bool writing)
+{
+    const auto offset = static_cast<off_t>(position);
+    for (;;) {
+        const ssize_t moved = writing ? ::pwrite(descriptor, buffer.get(), bytes, offset)
+                                      : ::pread(descriptor, buffer.get(), bytes, offset);
+        if (moved >= 0)
+            return moved;
+        if (errno == EINVAL && !isblock && direct) {
+            // The file system wants more than whole sectors.
+            const int flags = ::fcntl(descriptor, F_GETFL);
+            if (flags < 0 || ::fcntl(descriptor, F_SETFL, flags & ~O_DIRECT) != 0)
+                return -1;
+            direct = false;
+        } else if (errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+Transfer LinuxDevice::doread(void *target, std::size_t bytes)
+{
+    Transfer transfer{prepare(bytes), 0};
+    while (transfer.status.ok() && transfer.bytes < bytes) {
+        const std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
+        const std::ptrdiff_t came = move(piece, false);
+        if (came < 0) {
+            transfer.status = failure(errno);
+        } else if (came == 0) {
+            // The end; also what a disk answers that has been pulled out.
+            std::uint64_t size = 0;
+            const Status status = length(size);
+            if (status.fault == Fault::gone)
+                transfer.status = status;
+            break;
+        } else {
+            const auto count = static_cast<std::size_t>(came);
+            std::memcpy(static_cast<char *>(target) + transfer.bytes, buffer.get(), count);
+            transfer.bytes += count;
+            position += count;
+            if (count % bytespersector != 0)
+                break;
+        }
+    }
+    return transfer;
+}
+
+Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
+{
+    if (access == Access::read)
+        return {{Fault::denied, EBADF}, 0};
+    Transfer transfer{prepare(bytes), 0};
+    while (transfer.status.ok() && transfer.bytes < bytes) {
+        std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
+        if (!isblock) {
+            // A disk doesn't grow, so a file taken as one must not either.
+            std::uint64_t size = 0;
+            transfer.status = length(size);
+            piece = static_cast<std::size_t>(
+                std::min<std::uint64_t>(piece, size > position ? size - position : 0));
+            if (transfer.status.ok() && piece == 0)
+                transfer.status = {Fault::other, ENOSPC};
+            if (!transfer.status.ok())
+                break;
+        }
+        std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, piece);
+        const std::ptrdiff_t went = move(piece, true);
+        if (went < 0) {
+            transfer.status = failure(errno);
+        } else if (went == 0) {
+            transfer.status = {Fault::other, ENOSPC};
+        } else {
+            transfer.bytes += static_cast<std::size_t>(went);
+            position += static_cast<std::size_t>(went);
+        }
+    }
+    return transfer;
+}
+
+Status LinuxDevice::doflush()
+{
+    while (::fsync(descriptor) != 0) {
+        if (errno != EINTR)
+            return failure(errno);
+    }
+    return {};
+}
+
+Status LinuxDevice::failure(int error) const
+{
+    const Status status{faultof(error), error};
+    // The transfers of a disk that was pulled out fail like those of a damaged one, or as if they
+    // went beyond the end.
+    std::uint64_t size = 0;
+    if (isblock && (status.fault == Fault::medium || status.fault == Fault::other) &&
+        length(size).fault == Fault::gone)
+        return {Fault::gone, error};
+    return status;
+}
+
+Status LinuxDevice::length(std::uint64_t &bytes) const
+{
+    if (isblock) {
+        std::uint64_t size = 0;
+        if (::ioctl(descriptor, BLKGETSIZE64, &size) != 0)
+            return {faultof(errno), errno};
+        // A node outlives its disk, and then has no length left.
+        if (size == 0)
+            return {Fault::gone, ENOMEDIUM};
+        bytes = size;
+        return {};
+    }
+    struct stat info;
+    if (::fstat(descriptor, &info) != 0)
+        return {faultof(errno), errno};
+    bytes = static_cast<std::uint64_t>(info.st_size);
+    return {};
+}
+
+Status LinuxDevice::dopartitionlength(std::uint64_t &bytes)
+{
+    return length(bytes);
+}
+
+Status LinuxDevice::dodrivegeometry(DriveGeometry &geometry)
+{
+    if (!isblock)
+        return {Fault::unsupported, 0};
+    hd_geometry reported{};
+    if (::ioctl(descriptor, HDIO_GETGEO, &reported) != 0)
+        return {faultof(errno), errno};
+    if (reported.heads == 0 || reported.sectors == 0)
+        return {Fault::unsupported, 0};
+    std::uint64_t size = 0;
+    const Status status = length(size);
+    if (!status.ok())
+        return status;
+    // The request's own count of cylinders is cut at 16 bits.
+    geometry.cylinders = size / (std::uint64_t{bytespersector} * reported.heads * reported.sectors);
+    geometry.trackspercylinder = reported.heads;
+    geometry.sectorspertrack = reported.sectors;
+    geometry.bytespersector = bytespersector;
+    return {};
+}
+
+Status LinuxDevice::dofilesize(std::uint64_t &bytes)
+{
+    if (!isblock)
+        return length(bytes);
+    const off_t end = ::lseek(descriptor, 0, SEEK_END);
+    if (end < 0)
+        return {faultof(errno), errno};
+    if (end == 0)
+        return {Fault::gone, ENOMEDIUM};
+    bytes = static_cast<std::uint64_t>(end);
+    return {};
+}
+
+Status LinuxDevice::dofilesizelow(std::uint32_t &bytes)
+{
+    std::uint64_t size = 0;
+    const Status status = dofilesize(size);
+    if (status.ok())
+        bytes = static_cast<std::uint32_t>(size & 0xFFFFFFFF);
+    return status;
+}
+
+Status LinuxDevice::doremovable(bool &answer)
+{
+    if (!isblock) {
+        answer = false;
+        return {};
+    }
+    const std::string folder =
+        "/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor);
+    for (const char *name : {"/removable", "/../removable"}) {
+        int value = 0;
+        if (std::ifstream(folder + name) >> value) {
+            answer = value != 0;
+            return {};
+        }
+    }
+    return {Fault::unsupported, 0};
+}
+
+Status LinuxDevice::doupdateproperties()
+{
+    if (const Status status = doflush(); !status.ok() || !isblock)
+        return status;
+    if (::ioctl(descriptor, BLKRRPART) == 0)
+        return {};
+    const int error = errno;
+    // A whole disk that refuses the request as such is one without partitions: there is nobody
+    // to tell.
+    std::error_code unknown;
+    const bool whole = !std::filesystem::exists("/sys/dev/block/" + std::to_string(major) + ":" +
+                                                    std::to_string(minor) + "/partition",
+                                                unknown);
+    if (whole && (error == EINVAL || error == ENOTTY))
+        return {};
+    return failure(error);
+}
+
+} // namespace platform

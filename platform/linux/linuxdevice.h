@@ -1,0 +1,70 @@
+#pragma once
+
+#include "platform/platform.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace platform
+{
+
+/// What an error number of the system means.
+Fault faultof(int error);
+
+/// An open block device, or a regular file taken as a disk of 512-byte sectors.
+///
+/// Every transfer goes around the page cache: a read that memory answers tells nothing about the
+/// medium. The system then wants aligned memory, so the bytes pass through a buffer of the
+/// device's own. A regular file alone may fall back to the cache where its file system knows no
+/// direct transfers.
+class LinuxDevice : public Device
+{
+public:
+    /// Opens `node`; null on failure, with the reason in `status`.
+    static std::unique_ptr<Device> open(const std::string &node, Access access, Status &status);
+    ~LinuxDevice() override;
+
+protected:
+    Status doseek(std::uint64_t offset) override;
+    Transfer doread(void *buffer, std::size_t bytes) override;
+    Transfer dowrite(const void *buffer, std::size_t bytes) override;
+    Status doflush() override;
+    Status dopartitionlength(std::uint64_t &bytes) override;
+    Status dodrivegeometry(DriveGeometry &geometry) override;
+    Status dofilesize(std::uint64_t &bytes) override;
+    Status dofilesizelow(std::uint32_t &bytes) override;
+    Status doremovable(bool &answer) override;
+    Status doupdateproperties() override;
+
+private:
+    LinuxDevice() = default;
+
+    /// Takes over `file`, already open, if it is something that a disk can be.
+    Status take(int file, Access wanted);
+    /// Sees to it that a transfer of `bytes` bytes at the position is possible.
+    Status prepare(std::size_t bytes);
+    /// One transfer of at most the buffer's length, `position` on; negative on failure.
+    std::ptrdiff_t move(std::size_t bytes, bool writing);
+    /// The failure that `error` stands for on this device.
+    [[nodiscard]] Status failure(int error) const;
+    /// The length in bytes; a failure when it can't be had or the medium is out.
+    Status length(std::uint64_t &bytes) const;
+
+    int descriptor = -1;
+    bool isblock = false;
+    bool direct = true;
+    Access access = Access::read;
+    unsigned int major = 0; ///< device number of a block device
+    unsigned int minor = 0;
+    std::uint32_t bytespersector = 0;
+    std::uint64_t position = 0;
+    std::size_t buffersize = 0;
+    struct Freed {
+        void operator()(char *memory) const;
+    };
+    std::unique_ptr<char, Freed> buffer;
+};
+
+} // namespace platform

@@ -1,0 +1,81 @@
+#include "platform/platform.h"
+
+#include <cstdint>
+
+namespace platform
+{
+
+namespace
+{
+
+Backend *chosen = nullptr;
+
+/// Stands behind every handle that is none, so that a caller who missed a failed open gets
+/// failures and nothing worse.
+class RefusingDevice : public Device
+{
+protected:
+    Status doseek(std::uint64_t) override { return refusal; }
+    Transfer doread(void *, std::size_t) override { return {refusal, 0}; }
+    Transfer dowrite(const void *, std::size_t) override { return {refusal, 0}; }
+    Status doflush() override { return refusal; }
+    Status dopartitionlength(std::uint64_t &) override { return refusal; }
+    Status dodrivegeometry(DriveGeometry &) override { return refusal; }
+    Status dofilesize(std::uint64_t &) override { return refusal; }
+    Status dofilesizelow(std::uint32_t &) override { return refusal; }
+    Status doidentitymap(std::uint8_t &) override { return refusal; }
+    Status doidentify(const IdentifyCommand &, IdentifyData &) override { return refusal; }
+    Status doremovable(bool &) override { return refusal; }
+    Status doupdateproperties() override { return refusal; }
+
+private:
+    static constexpr Status refusal{Fault::badargument, 0};
+};
+
+bool isopen(void *handle)
+{
+    return handle != nullptr && handle != invalidhandle;
+}
+
+} // namespace
+
+void *const invalidhandle = reinterpret_cast<void *>(~std::uintptr_t{0});
+
+Backend &backend()
+{
+    return chosen != nullptr ? *chosen : nativebackend();
+}
+
+void setbackend(Backend *other)
+{
+    chosen = other;
+}
+
+void *open(const char *path, Access access, Status *status)
+{
+    Status outcome{Fault::badargument, 0};
+    std::unique_ptr<Device> opened;
+    if (path != nullptr && *path != '\0') {
+        outcome = {};
+        opened = backend().open(path, access, outcome);
+        if (opened == nullptr && outcome.ok())
+            outcome = {Fault::other, 0};
+    }
+    if (status != nullptr)
+        *status = outcome;
+    return opened != nullptr ? opened.release() : invalidhandle;
+}
+
+void close(void *handle)
+{
+    if (isopen(handle))
+        delete static_cast<Device *>(handle);
+}
+
+Device &device(void *handle)
+{
+    static RefusingDevice refusing;
+    return isopen(handle) ? *static_cast<Device *>(handle) : refusing;
+}
+
+} // namespace platform

@@ -1,0 +1,195 @@
+#include "platform/simulated/simulated.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace platform
+{
+
+namespace
+{
+
+/// The healthy device behind one handle of a simulated disk.
+class SimulatedDevice : public Device
+{
+public:
+    SimulatedDevice(std::shared_ptr<SimulatedDisk> opened, Access wanted)
+        : disk(std::move(opened)), access(wanted)
+    {
+    }
+
+protected:
+    Status doseek(std::uint64_t offset) override
+    {
+        position = offset;
+        return {};
+    }
+
+    Transfer doread(void *buffer, std::size_t bytes) override
+    {
+        if (!aligned(bytes))
+            return {{Fault::badargument, 0}, 0};
+        const std::size_t there = within(bytes);
+        if (there > 0 && !disk->store->load(position, buffer, there))
+            return {{Fault::other, 0}, 0};
+        position += there;
+        return {{}, there};
+    }
+
+    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    {
+        if (access == Access::read)
+            return {{Fault::denied, 0}, 0};
+        if (!aligned(bytes))
+            return {{Fault::badargument, 0}, 0};
+        const std::size_t there = within(bytes);
+        if (there > 0 && !disk->store->save(position, buffer, there))
+            return {{Fault::other, 0}, 0};
+        position += there;
+        return {{there < bytes ? Fault::other : Fault::none, 0}, there};
+    }
+
+    Status dopartitionlength(std::uint64_t &bytes) override
+    {
+        return answer(disk->partitionlength, bytes);
+    }
+    Status dodrivegeometry(DriveGeometry &geometry) override
+    {
+        return answer(disk->geometry, geometry);
+    }
+    Status dofilesize(std::uint64_t &bytes) override { return answer(disk->filesize, bytes); }
+    Status dofilesizelow(std::uint32_t &bytes) override { return answer(disk->filesizelow, bytes); }
+    Status doidentitymap(std::uint8_t &map) override { return answer(disk->identitymap, map); }
+    Status doidentify(const IdentifyCommand &, IdentifyData &data) override
+    {
+        return answer(disk->identity, data);
+    }
+    Status doremovable(bool &removable) override { return answer(disk->removable, removable); }
+    Status doupdateproperties() override
+    {
+        return {disk->updatefails ? Fault::busy : Fault::none, 0};
+    }
+
+private:
+    template <typename Value> static Status answer(const std::optional<Value> &known, Value &out)
+    {
+        if (!known)
+            return {Fault::unsupported, 0};
+        out = *known;
+        return {};
+    }
+
+    [[nodiscard]] bool aligned(std::size_t bytes) const
+    {
+        return position % disk->bytespersector == 0 && bytes % disk->bytespersector == 0;
+    }
+
+    /// How many of `bytes` bytes from the position on lie on the medium.
+    [[nodiscard]] std::size_t within(std::size_t bytes) const
+    {
+        const std::uint64_t left = disk->bytes > position ? disk->bytes - position : 0;
+        return static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes));
+    }
+
+    std::shared_ptr<SimulatedDisk> disk;
+    Access access;
+    std::uint64_t position = 0;
+};
+
+} // namespace
+
+std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path, std::uint64_t bytes,
+                                             std::uint32_t bytespersector)
+{
+    auto disk = std::make_shared<SimulatedDisk>();
+    disk->path = path;
+    disk->bytes = bytes;
+    disk->bytespersector = bytespersector;
+    disk->faults->bytespersector = bytespersector;
+    disk->partitionlength = bytes;
+    disk->filesize = bytes;
+    disk->filesizelow = static_cast<std::uint32_t>(bytes & 0xFFFFFFFF);
+    DriveGeometry geometry{0, 255, 63, bytespersector};
+    geometry.cylinders = bytes / (std::uint64_t{bytespersector} * geometry.trackspercylinder *
+                                  geometry.sectorspertrack);
+    disk->geometry = geometry;
+    return disk;
+}
+
+std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path, const DriveGeometry &geometry)
+{
+    auto disk = simulateddisk(path,
+                              geometry.cylinders * geometry.trackspercylinder *
+                                  geometry.sectorspertrack * geometry.bytespersector,
+                              geometry.bytespersector);
+    disk->geometry = geometry;
+    return disk;
+}
+
+IdentifyData identitywithmodel(const std::string &model)
+{
+    constexpr std::size_t firstword = 27;
+    constexpr std::size_t lastword = 46;
+    IdentifyData data{};
+    std::string text = model;
+    text.resize((lastword - firstword + 1) * 2, ' ');
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        // The first of two characters is the high byte of its word, which comes second.
+        data[firstword * 2 + i] = static_cast<std::uint8_t>(text[i + 1]);
+        data[firstword * 2 + i + 1] = static_cast<std::uint8_t>(text[i]);
+    }
+    return data;
+}
+
+Status SimulatedBackend::systemvolume(std::string &path)
+{
+    if (systempath.empty())
+        return {Fault::unsupported, 0};
+    path = systempath;
+    return {};
+}
+
+Status SimulatedBackend::listdisks(std::vector<std::string> &paths)
+{
+    if (listfails)
+        return {Fault::other, 0};
+    for (const auto &disk : disks) {
+        if (disk->listed)
+            paths.push_back(disk->path);
+    }
+    return {};
+}
+
+std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access access,
+                                               Status &status)
+{
+    const auto disk = find(path);
+    if (disk == nullptr || (disk->faults != nullptr && disk->faults->vanishafter == 0U)) {
+        status = {Fault::gone, 0};
+        return nullptr;
+    }
+    if (!disk->opens || disk->store == nullptr) {
+        status = {disk->opens ? Fault::other : Fault::denied, 0};
+        return nullptr;
+    }
+    status = {};
+    std::unique_ptr<Device> device = std::make_unique<SimulatedDevice>(disk, access);
+    if (disk->faults != nullptr) {
+        disk->faults->bytespersector = disk->bytespersector;
+        device = std::make_unique<FaultyDevice>(std::move(device), disk->faults);
+    }
+    if (disk->recording != nullptr)
+        device = std::make_unique<RecordingDevice>(std::move(device), disk->recording);
+    return device;
+}
+
+std::shared_ptr<SimulatedDisk> SimulatedBackend::find(const std::string &path) const
+{
+    for (const auto &disk : disks) {
+        if (disk->path == path)
+            return disk;
+    }
+    return nullptr;
+}
+
+} // namespace platform

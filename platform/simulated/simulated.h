@@ -1,0 +1,79 @@
+#pragma once
+
+#include "platform/platform.h"
+#include "platform/simulated/faults.h"
+#include "platform/simulated/recording.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace platform
+{
+
+/// Where a simulated disk keeps its sectors: sparse in memory, or in a sparse image file.
+class SectorStore
+{
+public:
+    virtual ~SectorStore() = default;
+    virtual bool load(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
+    virtual bool save(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
+};
+
+/// Sectors in memory; what was never written reads as zeros.
+std::shared_ptr<SectorStore> memorystore();
+/// Sectors in an image file, made sparse and `bytes` long if it is not there; null on failure.
+std::shared_ptr<SectorStore> imagestore(const std::string &file, std::uint64_t bytes);
+
+/// One simulated disk. An answer that is not set is refused as unsupported.
+struct SimulatedDisk {
+    std::string path;                   ///< device-interface path; what lists and opens it
+    std::uint64_t bytes = 0;            ///< size of the medium
+    std::uint32_t bytespersector = 512; ///< transfers must be whole sectors of this length
+
+    std::optional<std::uint64_t> partitionlength;
+    std::optional<DriveGeometry> geometry;
+    std::optional<std::uint64_t> filesize;
+    std::optional<std::uint32_t> filesizelow;
+    std::optional<std::uint8_t> identitymap;
+    std::optional<IdentifyData> identity;
+    std::optional<bool> removable = false;
+    bool opens = true;        ///< false: an open is denied
+    bool updatefails = false; ///< true: the system does not take the new layout
+    bool listed = true;       ///< false: it opens, but no list shows it (a volume)
+
+    std::shared_ptr<SectorStore> store = memorystore();
+    std::shared_ptr<FaultPlan> faults = std::make_shared<FaultPlan>();
+    std::shared_ptr<Recording> recording = std::make_shared<Recording>();
+};
+
+/// A healthy disk that reports its size and a geometry of whole cylinders, 255 heads, 63 sectors.
+std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path, std::uint64_t bytes,
+                                             std::uint32_t bytespersector = 512);
+/// The same with a geometry of its own; the medium is exactly so long.
+std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path,
+                                             const DriveGeometry &geometry);
+/// Identity words with `model` in words 27 to 46, padded with blanks, bytes swapped as on the wire.
+IdentifyData identitywithmodel(const std::string &model);
+
+/// Disks that exist in this process alone. Each open gives a device with the disk's faults inside
+/// and its recording outside.
+class SimulatedBackend : public Backend
+{
+public:
+    std::vector<std::shared_ptr<SimulatedDisk>> disks;
+    std::string systempath; ///< the system volume's path; empty: refused
+    bool listfails = false;
+
+    Status systemvolume(std::string &path) override;
+    Status listdisks(std::vector<std::string> &paths) override;
+    std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
+
+    /// The disk of this path, null if there is none.
+    [[nodiscard]] std::shared_ptr<SimulatedDisk> find(const std::string &path) const;
+};
+
+} // namespace platform

@@ -1,0 +1,183 @@
+// Serves one file whose chosen sectors can't be read or written, for tests on real block devices:
+//
+//   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] [--background]
+//                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...
+//
+// The ranges count sectors of 512 bytes, both ends inclusive. The contents lie in the sparse file
+// FILE, which is made if it is not there, and can be looked at past the bad sectors. Nothing is
+// cached. Cutting the file (truncate) takes away its medium.
+
+#define FUSE_USE_VERSION 31
+#include <fuse.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+
+constexpr std::uint64_t sector = 512;
+
+struct Range {
+    std::uint64_t first; ///< bytes, inclusive
+    std::uint64_t stop;  ///< bytes, exclusive
+};
+
+struct Served {
+    std::string path = "/disk";
+    std::string backing;
+    int file = -1;
+    std::uint64_t size = 0;
+    std::vector<Range> badread;
+    std::vector<Range> badwrite;
+} served;
+
+bool touches(const std::vector<Range> &ranges, std::uint64_t from, std::uint64_t bytes)
+{
+    return std::any_of(ranges.begin(), ranges.end(), [&](const Range &range) {
+        return from < range.stop && from + bytes > range.first;
+    });
+}
+
+int getattr(const char *path, struct stat *info, fuse_file_info *)
+{
+    std::memset(info, 0, sizeof *info);
+    if (std::strcmp(path, "/") == 0) {
+        info->st_mode = S_IFDIR | 0755;
+        info->st_nlink = 2;
+    } else if (path == served.path) {
+        info->st_mode = S_IFREG | 0644;
+        info->st_nlink = 1;
+        info->st_size = static_cast<off_t>(served.size);
+    } else {
+        return -ENOENT;
+    }
+    return 0;
+}
+
+int readdir(const char *, void *list, fuse_fill_dir_t fill, off_t, fuse_file_info *,
+            fuse_readdir_flags)
+{
+    for (const char *name : {".", "..", served.path.c_str() + 1})
+        fill(list, name, nullptr, 0, fuse_fill_dir_flags{});
+    return 0;
+}
+
+int open(const char *path, fuse_file_info *info)
+{
+    info->direct_io = 1;
+    return path == served.path ? 0 : -ENOENT;
+}
+
+int read(const char *, char *buffer, std::size_t bytes, off_t offset, fuse_file_info *)
+{
+    const auto from = static_cast<std::uint64_t>(offset);
+    bytes = std::min<std::uint64_t>(bytes, served.size > from ? served.size - from : 0);
+    if (touches(served.badread, from, bytes))
+        return -EIO;
+    const ssize_t came = ::pread(served.file, buffer, bytes, offset);
+    return came < 0 ? -errno : static_cast<int>(came);
+}
+
+int write(const char *, const char *buffer, std::size_t bytes, off_t offset, fuse_file_info *)
+{
+    const auto from = static_cast<std::uint64_t>(offset);
+    if (from >= served.size || bytes > served.size - from)
+        return -ENOSPC;
+    if (touches(served.badwrite, from, bytes))
+        return -EIO;
+    const ssize_t went = ::pwrite(served.file, buffer, bytes, offset);
+    return went < 0 ? -errno : static_cast<int>(went);
+}
+
+int truncate(const char *, off_t size, fuse_file_info *)
+{
+    served.size = static_cast<std::uint64_t>(size);
+    return 0;
+}
+
+int fsync(const char *, int, fuse_file_info *)
+{
+    return ::fsync(served.file) == 0 ? 0 : -errno;
+}
+
+/// Reads "FIRST-LAST" in sectors.
+bool parse(const char *text, std::vector<Range> &ranges)
+{
+    unsigned long long first = 0;
+    unsigned long long last = 0;
+    char rest = 0;
+    if (std::sscanf(text, "%llu-%llu%c", &first, &last, &rest) != 2 || first > last)
+        return false;
+    ranges.push_back({first * sector, (last + 1) * sector});
+    return true;
+}
+
+bool parsearguments(int count, char **arguments, std::string &mountpoint, bool &background)
+{
+    for (int i = 1; i < count; i++) {
+        const std::string argument = arguments[i];
+        if (argument == "--background") {
+            background = true;
+        } else if (!argument.starts_with("--")) {
+            mountpoint = argument;
+        } else if (++i == count) {
+            return false;
+        } else if (argument == "--size") {
+            served.size = std::strtoull(arguments[i], nullptr, 10);
+        } else if (argument == "--backing") {
+            served.backing = arguments[i];
+        } else if (argument == "--name") {
+            served.path = std::string("/") + arguments[i];
+        } else if (!(argument == "--bad" && parse(arguments[i], served.badread)) &&
+                   !(argument == "--badwrite" && parse(arguments[i], served.badwrite))) {
+            return false;
+        }
+    }
+    return !mountpoint.empty() && !served.backing.empty() && served.size > 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    std::string mountpoint;
+    bool background = false;
+    if (!parsearguments(argc, argv, mountpoint, background)) {
+        std::fprintf(stderr,
+                     "usage: %s MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
+                     "[--background] [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...\n",
+                     argv[0]);
+        return 2;
+    }
+    served.file = ::open(served.backing.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+    if (served.file < 0 || ::ftruncate(served.file, static_cast<off_t>(served.size)) != 0) {
+        std::perror(served.backing.c_str());
+        return 1;
+    }
+    fuse_operations operations{};
+    operations.getattr = getattr;
+    operations.readdir = readdir;
+    operations.open = open;
+    operations.read = read;
+    operations.write = write;
+    operations.truncate = truncate;
+    operations.fsync = fsync;
+
+    // One thread serves; the state above has no lock.
+    std::vector<std::string> arguments{argv[0], mountpoint, "-s"};
+    if (!background)
+        arguments.push_back("-f");
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments)
+        pointers.push_back(argument.data());
+    return fuse_main(static_cast<int>(pointers.size()), pointers.data(), &operations, nullptr);
+}

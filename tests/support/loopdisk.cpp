@@ -1,0 +1,209 @@
+#include "tests/support/loopdisk.h"
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <thread>
+
+#include <fcntl.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace
+{
+
+/// Full path of a program; empty if there is none.
+std::string program(const std::string &name)
+{
+    const char *variable = std::getenv("PATH");
+    std::istringstream folders(std::string(variable != nullptr ? variable : "") +
+                               ":/usr/sbin:/sbin:/usr/bin:/bin");
+    for (std::string folder; std::getline(folders, folder, ':');) {
+        const std::string file = folder + "/" + name;
+        if (!folder.empty() && ::access(file.c_str(), X_OK) == 0)
+            return file;
+    }
+    return {};
+}
+
+/// Starts a program with its output going to the file descriptor; its process id, or -1. It ends
+/// with this process.
+pid_t start(std::vector<std::string> arguments, int output)
+{
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    const pid_t parent = ::getpid();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (::getppid() == parent && ::dup2(output, STDOUT_FILENO) >= 0)
+            ::execv(pointers[0], pointers.data());
+        ::_exit(127);
+    }
+    return child;
+}
+
+/// Asks again and again until the answer is yes; false if that takes too long.
+bool eventually(const std::function<bool()> &question)
+{
+    for (int i = 0; i < 1000; i++) {
+        if (question())
+            return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+void addranges(std::vector<std::string> &arguments, const char *option,
+               const std::vector<LoopDisk::Range> &ranges, std::uint64_t units)
+{
+    for (const LoopDisk::Range &range : ranges) {
+        arguments.emplace_back(option);
+        arguments.push_back(std::to_string(range.first * units) + "-" +
+                            std::to_string((range.last + 1) * units - 1));
+    }
+}
+
+} // namespace
+
+bool LoopDisk::available(std::string &why)
+{
+#ifndef QUARN_BADFILE
+    why = "built without libfuse3";
+#else
+    if (::geteuid() != 0)
+        why = "needs root";
+    else if (::access("/dev/fuse", R_OK | W_OK) != 0)
+        why = "needs /dev/fuse";
+    else if (::access("/dev/loop-control", R_OK | W_OK) != 0)
+        why = "needs /dev/loop-control";
+    else if (program("losetup").empty())
+        why = "needs losetup";
+    else
+        return true;
+#endif
+    return false;
+}
+
+LoopDisk::LoopDisk(const Options &options)
+{
+    if (folder.path.empty())
+        error = "no temporary folder";
+    else if (mount(options))
+        attach(options);
+}
+
+bool LoopDisk::mount(const Options &options)
+{
+#ifdef QUARN_BADFILE
+    const std::string mountpoint = folder / "mount";
+    served = mountpoint + "/" + options.name;
+    std::vector<std::string> arguments{
+        QUARN_BADFILE, mountpoint,        "--size", std::to_string(options.bytes),
+        "--backing",   folder / "medium", "--name", options.name};
+    const std::uint64_t units = options.bytespersector / 512; // the server counts in these
+    addranges(arguments, "--bad", options.badread, units);
+    addranges(arguments, "--badwrite", options.badwrite, units);
+    if (::mkdir(mountpoint.c_str(), 0755) == 0)
+        server = start(arguments, STDERR_FILENO);
+    const bool there = server > 0 && eventually([&] {
+                           struct stat info;
+                           if (::waitpid(server, nullptr, WNOHANG) != 0)
+                               server = -1;
+                           return server < 0 || ::stat(served.c_str(), &info) == 0;
+                       });
+    if (there && server > 0)
+        return true;
+#endif
+    error = "the file with the damage is not served";
+    return false;
+}
+
+bool LoopDisk::attach(const Options &options)
+{
+    std::vector<std::string> arguments{program("losetup"),
+                                       "--direct-io=on",
+                                       "--sector-size",
+                                       std::to_string(options.bytespersector),
+                                       "--find",
+                                       "--show",
+                                       served};
+    if (options.partitions)
+        arguments.emplace_back("--partscan");
+    int ends[2];
+    if (::pipe2(ends, O_CLOEXEC) != 0)
+        return false;
+    const pid_t losetup = start(arguments, ends[1]);
+    ::close(ends[1]);
+    char c = 0;
+    while (losetup > 0 && ::read(ends[0], &c, 1) == 1 && c != '\n')
+        node += c;
+    ::close(ends[0]);
+    int result = -1;
+    if (losetup > 0)
+        ::waitpid(losetup, &result, 0);
+    if (result != 0)
+        node.clear();
+    descriptor = node.empty() ? -1 : ::open(node.c_str(), O_RDONLY | O_CLOEXEC);
+    // From now on the system frees the device with its last user, also when that one is killed.
+    loop_info64 info{};
+    if (descriptor >= 0 && ::ioctl(descriptor, LOOP_GET_STATUS64, &info) == 0) {
+        info.lo_flags |= LO_FLAGS_AUTOCLEAR;
+        if (::ioctl(descriptor, LOOP_SET_STATUS64, &info) == 0)
+            return true;
+    }
+    error = "no loop device";
+    node.clear();
+    return false;
+}
+
+LoopDisk::~LoopDisk()
+{
+    if (descriptor >= 0) {
+        loop_info64 info{};
+        ::close(descriptor);
+        eventually([&] {
+            const int again = node.empty() ? -1 : ::open(node.c_str(), O_RDONLY | O_CLOEXEC);
+            const bool freed = again < 0 || ::ioctl(again, LOOP_GET_STATUS64, &info) != 0;
+            if (again >= 0)
+                ::close(again);
+            return freed;
+        });
+    }
+    if (server > 0) {
+        ::kill(server, SIGTERM);
+        if (!eventually([&] { return ::waitpid(server, nullptr, WNOHANG) != 0; })) {
+            ::kill(server, SIGKILL);
+            ::waitpid(server, nullptr, 0);
+        }
+    }
+    if (!folder.path.empty())
+        ::umount2((folder / "mount").c_str(), MNT_DETACH); // fails when the server has done it
+}
+
+std::string LoopDisk::medium(std::uint64_t offset, std::size_t bytes) const
+{
+    std::string contents(bytes, '\0');
+    std::ifstream file(folder / "medium", std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(offset));
+    file.read(contents.data(), static_cast<std::streamsize>(bytes));
+    contents.resize(static_cast<std::size_t>(file.gcount()));
+    return contents;
+}
+
+bool LoopDisk::vanish()
+{
+    return ::truncate(served.c_str(), 0) == 0 && ::ioctl(descriptor, LOOP_SET_CAPACITY, 0) == 0;
+}
