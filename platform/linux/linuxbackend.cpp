@@ -1,5 +1,6 @@
 #include "platform/linux/linuxbackend.h"
 #include "platform/linux/linuxdevice.h"
+#include "platform/readahead.h"
 
 #include <algorithm>
 #include <array>
@@ -274,7 +275,10 @@ Status LinuxBackend::systemvolume(std::string &path)
 
 std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access access, Status &status)
 {
-    return LinuxDevice::open(path.substr(0, path.find('#')), access, status);
+    auto device = LinuxDevice::open(path.substr(0, path.find('#')), access, status);
+    if (!device)
+        return nullptr;
+    return std::make_unique<ReadAhead>(std::move(device));
 }
 
 Backend &nativebackend()

@@ -152,10 +152,18 @@ Status LinuxDevice::doseek(std::uint64_t offset)
     return {};
 }
 
-Status LinuxDevice::prepare(std::size_t bytes)
+// Whether the system can move bytes from and to this memory directly.
+static bool isaligned(const void *memory)
+{
+    return reinterpret_cast<std::uintptr_t>(memory) % leastalignment == 0;
+}
+
+Status LinuxDevice::prepare(std::size_t bytes, bool straight)
 {
     if (position % bytespersector != 0 || bytes % bytespersector != 0)
         return {Fault::badargument, EINVAL};
+    if (straight)
+        return {};
     const std::size_t wanted = std::min(bytes, mostbuffer);
     if (wanted <= buffersize)
         return {};
@@ -169,12 +177,12 @@ Status LinuxDevice::prepare(std::size_t bytes)
     return {};
 }
 
-std::ptrdiff_t LinuxDevice::move(std::size_t bytes, bool writing)
+std::ptrdiff_t LinuxDevice::move(char *memory, std::size_t bytes, bool writing)
 {
     const auto offset = static_cast<off_t>(position);
     for (;;) {
-        const ssize_t moved = writing ? ::pwrite(descriptor, buffer.get(), bytes, offset)
-                                      : ::pread(descriptor, buffer.get(), bytes, offset);
+        const ssize_t moved = writing ? ::pwrite(descriptor, memory, bytes, offset)
+                                      : ::pread(descriptor, memory, bytes, offset);
         if (moved >= 0)
             return moved;
         if (errno == EINVAL && !isblock && direct) {
@@ -191,10 +199,16 @@ std::ptrdiff_t LinuxDevice::move(std::size_t bytes, bool writing)
 
 Transfer LinuxDevice::doread(void *target, std::size_t bytes)
 {
-    Transfer transfer{prepare(bytes), 0};
+    const bool straight = isaligned(target);
+    Transfer transfer{prepare(bytes, straight), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
-        const std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
-        const std::ptrdiff_t came = move(piece, false);
+        char *const place = static_cast<char *>(target) + transfer.bytes;
+        // what came short may have left the alignment behind; the caller sees how far it went
+        if (straight && !isaligned(place))
+            break;
+        const std::size_t piece =
+            straight ? bytes - transfer.bytes : std::min(bytes - transfer.bytes, buffersize);
+        const std::ptrdiff_t came = move(straight ? place : buffer.get(), piece, false);
         if (came < 0) {
             transfer.status = failure(errno);
         } else if (came == 0) {
@@ -206,7 +220,8 @@ Transfer LinuxDevice::doread(void *target, std::size_t bytes)
             break;
         } else {
             const auto count = static_cast<std::size_t>(came);
-            std::memcpy(static_cast<char *>(target) + transfer.bytes, buffer.get(), count);
+            if (!straight)
+                std::memcpy(place, buffer.get(), count);
             transfer.bytes += count;
             position += count;
             if (count % bytespersector != 0)
@@ -220,7 +235,7 @@ Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
 {
     if (access == Access::read)
         return {{Fault::denied, EBADF}, 0};
-    Transfer transfer{prepare(bytes), 0};
+    Transfer transfer{prepare(bytes, false), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
         std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
         if (!isblock) {
@@ -235,7 +250,7 @@ Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
                 break;
         }
         std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, piece);
-        const std::ptrdiff_t went = move(piece, true);
+        const std::ptrdiff_t went = move(buffer.get(), piece, true);
         if (went < 0) {
             transfer.status = failure(errno);
         } else if (went == 0) {

@@ -16,9 +16,9 @@ Fault faultof(int error);
 /// An open block device, or a regular file taken as a disk of 512-byte sectors.
 ///
 /// Every transfer goes around the page cache: a read that memory answers tells nothing about the
-/// medium. The system then wants aligned memory, so the bytes pass through a buffer of the
-/// device's own. A regular file alone may fall back to the cache where its file system knows no
-/// direct transfers.
+/// medium. The system then wants aligned memory, so the bytes of a caller that has none pass
+/// through a buffer of the device's own. A regular file alone may fall back to the cache where its
+/// file system knows no direct transfers.
 class LinuxDevice : public Device
 {
 public:
@@ -43,10 +43,11 @@ private:
 
     /// Takes over `file`, already open, if it is something that a disk can be.
     Status take(int file, Access wanted);
-    /// Sees to it that a transfer of `bytes` bytes at the position is possible.
-    Status prepare(std::size_t bytes);
-    /// One transfer of at most the buffer's length, `position` on; negative on failure.
-    std::ptrdiff_t move(std::size_t bytes, bool writing);
+    /// Sees to it that a transfer of `bytes` bytes at the position is possible: `straight` from or
+    /// to the caller's memory, or through the buffer.
+    Status prepare(std::size_t bytes, bool straight);
+    /// One transfer between `memory` and the position; negative on failure.
+    std::ptrdiff_t move(char *memory, std::size_t bytes, bool writing);
     /// The failure that `error` stands for on this device.
     [[nodiscard]] Status failure(int error) const;
     /// The length in bytes; a failure when it can't be had or the medium is out.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/simulated/decorator.h"
+#include "platform/decorator.h"
 #include "platform/simulated/sectorset.h"
 
 #include <chrono>

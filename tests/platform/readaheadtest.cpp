@@ -1,0 +1,159 @@
+#include "platform/readahead.h"
+#include "platform/simulated/simulated.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+using namespace platform;
+
+namespace
+{
+
+constexpr std::size_t piece = 16384;
+constexpr std::uint64_t sectors = 1000;
+
+using Pairs = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
+// A disk of 1000 sectors, numbered in their first bytes, behind a read-ahead of 32 sectors; what
+// reaches the disk is recorded.
+class ReadAheadTest : public ::testing::Test
+{
+protected:
+    ReadAheadTest() : disk(simulateddisk("disk", sectors * 512))
+    {
+        for (std::uint64_t i = 0; i < sectors; i++)
+            disk->store->save(i * 512, &i, sizeof i);
+        backend.disks = {disk};
+        Status status;
+        device =
+            std::make_unique<ReadAhead>(backend.open("disk", Access::readwrite, status), piece);
+    }
+
+    // Reads as the core does: position, then transfer. The number of whole sectors that came with
+    // the right content.
+    std::uint64_t read(std::uint64_t first, std::uint64_t count)
+    {
+        std::vector<char> bytes(count * 512);
+        EXPECT_TRUE(device->seek(first * 512).ok());
+        const Transfer transfer = device->read(bytes.data(), bytes.size());
+        if (!transfer.status.ok())
+            return 0;
+        for (std::uint64_t i = 0; i < transfer.bytes / 512; i++) {
+            std::uint64_t number = 0;
+            std::memcpy(&number, &bytes[i * 512], sizeof number);
+            EXPECT_EQ(number, first + i);
+        }
+        return transfer.bytes / 512;
+    }
+
+    // The reads that reached the disk since the last call: first sector and count.
+    Pairs reads()
+    {
+        Pairs list;
+        for (const Operation &one : disk->recording->operations) {
+            if (one.kind == Operation::Kind::read)
+                list.emplace_back(one.offset / 512, one.bytes / 512);
+        }
+        disk->recording->clear();
+        return list;
+    }
+
+    SimulatedBackend backend;
+    std::shared_ptr<SimulatedDisk> disk;
+    std::unique_ptr<Device> device;
+};
+
+TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
+{
+    for (std::uint64_t i = 0; i < 100; i += 20)
+        EXPECT_EQ(read(i, 20), 20U);
+    // as asked for up to the first multiple of 32 that is worth it, then piece by piece
+    EXPECT_EQ(reads(), (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}}));
+    EXPECT_EQ(read(100, 20), 20U);
+    EXPECT_EQ(reads(), Pairs{});
+    // elsewhere, and back: nothing of what was fetched is used again
+    EXPECT_EQ(read(500, 1), 1U);
+    EXPECT_EQ(read(120, 5), 5U);
+    EXPECT_EQ(reads(), (Pairs{{500, 1}, {120, 5}}));
+    EXPECT_EQ(read(120, 5), 5U);
+    EXPECT_EQ(reads(), (Pairs{{120, 5}}));
+}
+
+TEST_F(ReadAheadTest, AWriteDropsWhatWasFetched)
+{
+    read(0, 4);
+    read(4, 4);
+    reads();
+    std::uint64_t number = 8;
+    std::vector<char> sector(512);
+    std::memcpy(sector.data(), &number, sizeof number);
+    sector[100] = 'x';
+    EXPECT_TRUE(device->seek(8 * 512).ok());
+    EXPECT_EQ(device->write(sector.data(), 512).bytes, 512U);
+    EXPECT_TRUE(device->seek(8 * 512).ok());
+    std::vector<char> back(512);
+    EXPECT_TRUE(device->read(back.data(), 512).status.ok());
+    EXPECT_EQ(back, sector);
+    EXPECT_EQ(reads(), (Pairs{{8, 1}}));
+}
+
+TEST_F(ReadAheadTest, NeverPastTheEnd)
+{
+    for (std::uint64_t i = 900; i < sectors; i += 20)
+        EXPECT_EQ(read(i, 20), 20U);
+    for (const auto &[first, count] : reads())
+        EXPECT_LE(first + count, sectors);
+    EXPECT_EQ(read(sectors, 1), 0U);
+    // a disk that does not tell its size is read as it is asked for
+    disk->partitionlength.reset();
+    Status status;
+    device = std::make_unique<ReadAhead>(backend.open("disk", Access::read, status), piece);
+    reads();
+    for (std::uint64_t i = 0; i < 60; i += 20)
+        EXPECT_EQ(read(i, 20), 20U);
+    EXPECT_EQ(reads(), (Pairs{{0, 20}, {20, 20}, {40, 20}}));
+}
+
+TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
+{
+    disk->faults->unreadable.add(75);
+    std::uint64_t at = 0;
+    while (read(at, 10) == 10)
+        at += 10;
+    EXPECT_EQ(at, 70U);
+    // the piece from 64 on failed and was thrown away: exactly what was asked for from there on
+    EXPECT_EQ(reads(), (Pairs{{0, 10}, {10, 22}, {32, 32}, {64, 32}, {60, 10}, {70, 10}}));
+    // on behind the damage, inside the failed piece, and out of it
+    for (at = 80; at < 120; at += 10)
+        EXPECT_EQ(read(at, 10), 10U);
+    EXPECT_EQ(reads(), (Pairs{{80, 10}, {90, 10}, {100, 28}}));
+
+    // a piece that comes short is no piece
+    disk->faults->shortreads[200] = 512;
+    for (at = 192; at < 222; at += 10)
+        EXPECT_EQ(read(at, 10), 10U);
+    EXPECT_EQ(reads(), (Pairs{{192, 10}, {202, 22}, {202, 10}, {212, 10}}));
+}
+
+// Whatever is asked for comes as it would without the decorator, and no sector of the damage is
+// asked for more than twice in one pass.
+TEST_F(ReadAheadTest, AnswersAsTheDiskItself)
+{
+    std::mt19937 random(7);
+    const auto below = [&random](std::uint64_t n) { return random() % n; };
+    for (int i = 0; i < 15; i++)
+        disk->faults->unreadable.add(below(sectors));
+    std::uint64_t at = 0;
+    for (int i = 0; i < 20000; i++) {
+        if (below(10) == 0 || at >= sectors - 40)
+            at = below(sectors - 40);
+        const std::uint64_t count = 1 + below(40);
+        const bool fails = disk->faults->unreadable.lowest(at, at + count - 1).has_value();
+        ASSERT_EQ(read(at, count), fails ? 0 : count);
+        at += count;
+    }
+}
+
+} // namespace
