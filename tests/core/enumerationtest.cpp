@@ -58,6 +58,12 @@ TEST_F(Enumeration, ListsWhatCanBeUsedInTheSystemsOrder)
     for (const DISKINFO &disk : disks)
         EXPECT_FALSE(disk.runningos) << disk.model;
 
+    // whoever uses a disk is named with it, cut to fit
+    backend.disks[0]->inuse = "mounted at /" + std::string(300, 'm');
+    backend.disks[1]->inuse = "";
+    EXPECT_EQ(std::string(list()[0].inuse), "mounted at /" + std::string(187, 'm'));
+    EXPECT_STREQ(list()[1].inuse, "");
+
     backend.listfails = true;
     std::vector<std::string> names;
     EXPECT_EQ(getalldevicenames(names), 1);
@@ -74,17 +80,23 @@ TEST_F(Enumeration, MarksTheSystemsDiskByItsModelAlone)
             text += disk.runningos ? 'x' : '.';
         return text;
     };
-    backend.systempath = "system";
+    backend.systempaths = {"system"};
     EXPECT_EQ(marks(), "xx.");
     // a system volume without a model marks nothing, not even disks that have none either
     auto volume = add(simulateddisk("\\\\.\\C:", 1 << 30));
     volume->listed = false;
-    backend.systempath = volume->path;
+    backend.systempaths = {volume->path};
     EXPECT_EQ(marks(), "...");
     volume->opens = false;
     EXPECT_EQ(marks(), "...");
-    backend.systempath.clear();
+    backend.systempaths.clear();
     EXPECT_EQ(marks(), "...");
+    // a system on several disks; one that carries it is refused also without a model
+    addata("other", "OTHER");
+    addata("nameless", "");
+    addata("nameless too", "");
+    backend.systempaths = {"nameless", "other"};
+    EXPECT_EQ(marks(), "...xx.");
 }
 
 TEST_F(Enumeration, IdentityCommandFollowsTheMap)

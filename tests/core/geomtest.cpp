@@ -71,6 +71,15 @@ TEST_F(Geometry, ReportedGuessedOrRefused)
         EXPECT_EQ(geometry.totalbytes, 1'000'000'000U);
         EXPECT_EQ(geometry.totalsectors, 1'953'125U);
     }
+    // the system's own length of a sector, where it is one
+    const std::pair<std::uint32_t, std::uint32_t> lengths[] = {
+        {4096, 4096}, {1024, 1024}, {0, 512}, {256, 512}, {520, 512}, {8192, 512}};
+    for (const auto &[answer, used] : lengths) {
+        disk->sectorsize = answer;
+        EXPECT_EQ(get_geometry(handle, &geometry), -1);
+        EXPECT_EQ(geometry.bytespersector, used);
+        EXPECT_EQ(geometry.totalsectors, 1'000'000'000U / used);
+    }
     const geom changed = withfactors(geometry, 512, 63, 16);
     EXPECT_EQ(changed.sectorspercyl, 1008U);
     EXPECT_EQ(changed.cylinders, 1'000'000'000U / (1008 * 512));

@@ -205,8 +205,7 @@ TEST(SimulatedBackend, AnswersAndRecords)
     std::vector<std::string> paths;
     EXPECT_TRUE(backend().listdisks(paths).ok());
     EXPECT_EQ(paths, std::vector<std::string>{"a#b&c#d#e"});
-    std::string volume;
-    EXPECT_EQ(backend().systemvolume(volume).fault, Fault::unsupported);
+    EXPECT_EQ(backend().systemvolumes(paths).fault, Fault::unsupported);
 
     void *handle = platform::open("a#b&c#d#e", Access::readwrite);
     Device &device = platform::device(handle);

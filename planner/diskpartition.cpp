@@ -1,0 +1,230 @@
+#include "planner/diskpartition.h"
+
+#include "planner/strategyinfo.h"
+#include "scan/diskscanpage.h"
+#include "views/graphicsscene.h"
+#include "views/graphicsview.h"
+#include "views/partdelegate.h"
+#include "views/partitem.h"
+#include "views/parttreemodel.h"
+#include "wizard/dpwizard.h"
+#include "wizard/nextbutton.h"
+
+#include <QAction>
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPixmap>
+#include <QPushButton>
+#include <QScopedValueRollback>
+#include <QTreeView>
+#include <QVBoxLayout>
+#include <QWizard>
+
+// Room that diagram and list keep in a small window, in pixels.
+static constexpr int mindiagramheight = 80;
+static constexpr int mintreeheight = 90;
+
+// The legend: a row of captions, each with a square of its colour behind it.
+static QHBoxLayout *makelegend(QLabel *captions[4], QLabel *swatches[4])
+{
+    static const struct {
+        const char *caption;
+        Qt::GlobalColor color;
+    } legend[] = {
+        {"Primary Partition:", Qt::darkGreen},
+        {"Logical Disk:", Qt::blue},
+        {"Unassigned Good Block:", Qt::green},
+        {"Bad Block:", Qt::black},
+    };
+    auto *layout = new QHBoxLayout;
+    for (int i = 0; i < 4; i++) {
+        QPixmap square(15, 15);
+        square.fill(legend[i].color);
+        captions[i] = new QLabel(legend[i].caption);
+        swatches[i] = new QLabel;
+        swatches[i]->setPixmap(square);
+        layout->addWidget(captions[i]);
+        layout->addWidget(swatches[i]);
+    }
+    return layout;
+}
+
+DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
+{
+    infolabel = new QLabel(tr(
+        "Right click a block in the disk diagram and assign it to primary partition or logical "
+        "disk. Ctrl+click to select multiple blocks.\n"
+        "Don't pay much attention to the difference between primary partition and logical disk "
+        "which the program will handle for you.\n"
+        "You can modify the properties of the created partitions(start/stop position, type, active "
+        "flag) by double-clicking the item in the partition list.\n"
+        "You can specify a partition strategy, and the program will create the partitions "
+        "according to the selected strategy.\n"
+        "If you click directly the \"Next\" button without creating partitions or selecting a "
+        "strategy, the program will create partitions automatically based on the disk "
+        "information."));
+    infolabel->setWordWrap(true);
+
+    strategybox = new QComboBox;
+    strategybox->setAccessibleName("Partition strategy");
+    for (const STRTGYINFO &strategy : strategyinfo)
+        strategybox->addItem(strategy.listtext);
+    connect(strategybox, &QComboBox::currentIndexChanged, this, &DiskPartition::onstrategychanged);
+
+    legendlayout = makelegend(captions, swatches);
+
+    diagramview = new GraphicsView(this);
+    diagramview->setMinimumHeight(mindiagramheight);
+    diagramview->setAccessibleName("Disk diagram");
+
+    static const struct {
+        const char *text;
+        void (DiskPartition::*slot)();
+    } menu[] = {
+        {"assign to a Primary Partition", &DiskPartition::addpp},
+        {"assign to a Logical Disk", &DiskPartition::addld},
+        {"delete the Primary Partition/Logical Disk", &DiskPartition::delpart},
+        {"split to two parts", &DiskPartition::splitpart},
+        {"split to three parts", &DiskPartition::split3part},
+        {"split to four parts", &DiskPartition::split4part},
+        {"split to n parts", &DiskPartition::splitnpart},
+        {"split to system/data partitions", &DiskPartition::splitsysdatapart},
+        {"combine to one part", &DiskPartition::combineparts},
+        {"rescan the block", &DiskPartition::rescan},
+    };
+    for (int i = 0; i < 10; i++) {
+        actions[i] = new QAction(tr(menu[i].text), this);
+        diagramview->addAction(actions[i]);
+        connect(actions[i], &QAction::triggered, this, menu[i].slot);
+    }
+    actions[8]->setToolTip("Ctrl+click to select multiple blocks");
+
+    diagramscene = new GraphicsScene(diagramview);
+    diagramview->setScene(diagramscene);
+    connect(diagramscene, &QGraphicsScene::selectionChanged, this,
+            &DiskPartition::selectionchanged);
+
+    listlabel = new QLabel(tr("Partition list:"));
+    pagelayout = new QVBoxLayout(this);
+    pagelayout->addWidget(infolabel);
+    pagelayout->addWidget(new QLabel("<hr bold>"));
+    pagelayout->addWidget(strategybox);
+    pagelayout->addLayout(legendlayout);
+    pagelayout->addWidget(diagramview, 1);
+    pagelayout->addWidget(listlabel);
+
+    treemodel = new PartTreeModel(this);
+    treeview = new QTreeView(this);
+    treeview->setModel(treemodel);
+    treeview->setItemDelegate(new PartDelegate(5, 4));
+    treeview->setDragDropMode(QAbstractItemView::InternalMove);
+    treeview->setDragEnabled(true);
+    treeview->setAccessibleName("Partition list");
+    treeview->setMinimumHeight(mintreeheight);
+    treeview->setUniformRowHeights(true);
+    // single cells, so that the arrow keys reach every one of them
+    treeview->setSelectionBehavior(QAbstractItemView::SelectItems);
+    treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
+    treeview->header()->setSectionResizeMode(0, QHeaderView::Interactive);
+    treeview->header()->resizeSection(0, 2 * treeview->indentation() +
+                                             fontMetrics().horizontalAdvance("Primary Partition") +
+                                             fontMetrics().horizontalAdvance("MM"));
+    connect(treemodel, &QAbstractItemModel::rowsInserted, treeview,
+            [this](const QModelIndex &parentindex) {
+                // the first logical disk opens its extended row; closing it again is the user's
+                if (parentindex.isValid() && treemodel->rowCount(parentindex) == 1)
+                    treeview->expand(parentindex);
+            });
+    connect(treeview->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+            &DiskPartition::treeselectionchanged);
+
+    upbutton = new QPushButton("Up");
+    downbutton = new QPushButton("Down");
+    deletebutton = new QPushButton("Delete");
+    buttonslayout = new QVBoxLayout;
+    for (QPushButton *button : {upbutton, downbutton, deletebutton})
+        buttonslayout->addWidget(button);
+    treelayout = new QHBoxLayout;
+    treelayout->addWidget(treeview);
+    treelayout->addLayout(buttonslayout);
+    pagelayout->addLayout(treelayout, 1);
+    connect(deletebutton, &QPushButton::clicked, this, &DiskPartition::ondelPartTreeNode);
+    connect(upbutton, &QPushButton::clicked, this, &DiskPartition::onupPartTreeNode);
+    connect(downbutton, &QPushButton::clicked, this, &DiskPartition::ondownPartTreeNode);
+    upbutton->setAccessibleName("Move partition up");
+    downbutton->setAccessibleName("Move partition down");
+    deletebutton->setAccessibleName("Delete partition");
+
+    QWidget *const order[] = {strategybox, diagramview, treeview,
+                              upbutton,    downbutton,  deletebutton};
+    for (int i = 1; i < 6; i++)
+        setTabOrder(order[i - 1], order[i]);
+    setFocusPolicy(Qt::ClickFocus);
+}
+
+DiskPartition::~DiskPartition()
+{
+    // view and scene outlive this part of the object and must not call back into it
+    diagramscene->disconnect(this);
+    treeview->selectionModel()->disconnect(this);
+    clearmodelview();
+    // a view does not own its delegate
+    delete treeview->itemDelegate();
+}
+
+void DiskPartition::clearall()
+{
+    segs.clear();
+    clearmodelview();
+}
+
+void DiskPartition::clearmodelview()
+{
+    const QScopedValueRollback<bool> hold(followselection, false);
+    treemodel->clearModelData();
+    primarynum = 0;
+    logicalnum = 0;
+    for (const EXTPART *part : extparts) {
+        if (PartItem *item = part->item) {
+            diagramscene->removeItem(item);
+            delete item;
+        }
+    }
+    qDeleteAll(extparts);
+    extparts.clear();
+}
+
+void DiskPartition::keyPressEvent(QKeyEvent *event)
+{
+    QWidget::keyPressEvent(event);
+}
+
+void DiskPartition::initializePage()
+{
+    DpWizard *wiz = dpwizard(this);
+    wiz->button(QWizard::CustomButton1)->hide();
+    wiz->button(QWizard::CustomButton2)->hide();
+    clearall();
+    segs = qobject_cast<DiskScanPage *>(wiz->page(wiz->scanpageid))->intsegs;
+    constructextparts();
+    initpartdiagram();
+    strategybox->setCurrentIndex(0);
+    nextbutton::nexttowrite(wiz);
+}
+
+void DiskPartition::cleanupPage()
+{
+    DpWizard *wiz = dpwizard(this);
+    wiz->button(QWizard::CustomButton1)->show();
+    wiz->button(QWizard::CustomButton2)->show();
+    nextbutton::writetoscan(wiz);
+}
+
+bool DiskPartition::refuse(const QString &text)
+{
+    QMessageBox::warning(this, "error", text, QMessageBox::Ok);
+    return false;
+}

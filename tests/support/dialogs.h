@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+#include <QVariant>
+
+#include <functional>
+
+class QWidget;
+
+/// Answers the modal dialogs of a test and keeps what they showed. While it lives, every modal
+/// dialog that comes up is written down and closed: message boxes by Ok, input dialogs by the next
+/// answer of the queue. A test thus never hangs on a dialog, and asks afterwards what it saw.
+class DialogAnswers : public QObject
+{
+public:
+    /// One dialog that came up.
+    struct Seen {
+        QString kind; ///< "warning", "information", "int", "double", "other"
+        QString title;
+        QString text; ///< message or label
+        double value = 0, minimum = 0, maximum = 0;
+        int decimals = 0;
+        double step = 0;
+    };
+
+    DialogAnswers();
+    ~DialogAnswers() override;
+
+    /// Queues an answer for the next input dialog: a number accepts, an invalid QVariant cancels.
+    DialogAnswers &answer(const QVariant &value);
+    /// Asked when the queue is empty; default: accept what the dialog offers.
+    std::function<QVariant(const Seen &)> fallback;
+    /// Handles a modal widget of a kind of its own (a `GeomDlg`): true if it did.
+    std::function<bool(QWidget *)> custom;
+
+    /// Texts of all message boxes so far, in order.
+    [[nodiscard]] QStringList messages() const;
+    /// All dialogs so far; `takeseen` also forgets them.
+    QList<Seen> seen;
+    QList<Seen> takeseen();
+
+private:
+    void look();
+
+    QList<QVariant> queue;
+    QTimer timer;
+};

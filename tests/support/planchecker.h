@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+#include <cstdint>
+#include <string>
+
+class DiskPartition;
+
+/// Plans as short texts, and the one checker of their invariants.
+///
+/// A plan's text lists its blocks in disk order by kind and cylinders: "u0-9 p10-19 b20-21 l22-39".
+
+/// Gives the page a new plan of that text, partitions assigned through its slots in disk order.
+/// Sets `g` to a disk that ends with the last block, at 0.1 GB a cylinder.
+void makeplan(DiskPartition &page, const QString &text);
+/// Makes the blocks that start at these cylinders the diagram's selection.
+void selectblocks(DiskPartition &page, const QList<std::uint64_t> &starts);
+
+/// The plan's text.
+std::string blocktext(const DiskPartition &page);
+/// The tree in row order: "p10-19 e22-39[l22-29 l30-39]".
+std::string rowtext(const DiskPartition &page);
+
+/// Every invariant that the plan breaks, a line each; empty if it is sound.
+std::string planfaults(const DiskPartition &page);
+/// All that an operation could change, field by field, a line for each block and row: equal texts
+/// are equal states.
+std::string planstate(const DiskPartition &page);

@@ -1,0 +1,120 @@
+#include "views/partdelegate.h"
+
+#include "core/geom.h"
+#include "views/parttreemodel.h"
+#include "views/systypes.h"
+
+#include <QComboBox>
+
+namespace
+{
+constexpr int startcolumn = 1;
+constexpr int stopcolumn = 2;
+
+const QString afterprevious = QStringLiteral("right after the previous partition");
+const QString beforenext = QStringLiteral("right before the next partition");
+
+/// A cylinder's position in GB, raised by 10,000 bytes so that rounding down lands on it again.
+QString exacttext(std::uint64_t cylinder)
+{
+    return QStringLiteral("%1").arg(cylinderstogb(cylinder, g) + 0.00001, 0, 'f', 7);
+}
+
+/// The text that stands for one of the two phrases: the cell's own, which changes nothing, if
+/// there is no neighbour.
+QString neighbourtext(const QModelIndex &index)
+{
+    const auto *model = qobject_cast<const PartTreeModel *>(index.model());
+    bool found = false;
+    if (model && index.column() == startcolumn) {
+        const std::uint64_t stop = model->getprevpartstop(index, found);
+        if (found)
+            return exacttext(stop + 1);
+    } else if (model) {
+        const std::uint64_t start = model->getnextpartstart(index, found);
+        if (found && start > 0)
+            return exacttext(start - 1);
+    }
+    return index.data(Qt::EditRole).toString();
+}
+
+/// The byte of a typed type: a known name, else hexadecimal; 0 for what is neither.
+std::uint8_t readsystype(const QString &text)
+{
+    for (const SYSTYPE &known : systypes) {
+        if (text == QLatin1String(known.name))
+            return known.type;
+    }
+    return std::uint8_t(text.toInt(nullptr, 16));
+}
+} // namespace
+
+PartDelegate::PartDelegate(int active, int type, QObject *parent)
+    : QItemDelegate(parent), activecolumn(active), typecolumn(type)
+{
+}
+
+QWidget *PartDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem &option,
+                                    const QModelIndex &index) const
+{
+    const int column = index.column();
+    if (column != typecolumn && column != activecolumn && column != startcolumn &&
+        column != stopcolumn)
+        return QItemDelegate::createEditor(parent, option, index);
+
+    auto *box = new QComboBox(parent);
+    if (column == activecolumn) {
+        box->addItems({QStringLiteral("Inactive"), QStringLiteral("Active")});
+        return box;
+    }
+    box->setEditable(true);
+    // What is typed counts as it stands: completion would turn "f" into "FAT16", and "1" into the
+    // cell's present "12.3".
+    box->setCompleter(nullptr);
+    box->setInsertPolicy(QComboBox::NoInsert);
+    if (column == typecolumn) {
+        for (const SYSTYPE &known : systypes)
+            box->addItem(QString::fromLatin1(known.name));
+    } else {
+        box->addItem(index.data(Qt::DisplayRole).toString());
+        box->addItem(column == startcolumn ? afterprevious : beforenext);
+    }
+    return box;
+}
+
+void PartDelegate::setEditorData(QWidget *editor, const QModelIndex &index) const
+{
+    auto *box = qobject_cast<QComboBox *>(editor);
+    if (box && index.column() == typecolumn) {
+        const auto type = std::uint8_t(index.data(Qt::EditRole).toInt());
+        const QString text = systypetext(type);
+        const int item = box->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive);
+        if (getsystypename(type))
+            box->setCurrentIndex(item);
+        else if (item < 0)
+            box->addItem(text);
+    } else if (box && index.column() == activecolumn) {
+        box->setCurrentIndex(index.data(Qt::EditRole).toInt() == 0 ? 0 : 1);
+    } else {
+        QItemDelegate::setEditorData(editor, index);
+    }
+}
+
+void PartDelegate::setModelData(QWidget *editor, QAbstractItemModel *model,
+                                const QModelIndex &index) const
+{
+    auto *box = qobject_cast<QComboBox *>(editor);
+    const int column = index.column();
+    if (box && column == typecolumn) {
+        model->setData(index, int(std::int8_t(readsystype(box->currentText()))), Qt::EditRole);
+    } else if (box && column == activecolumn) {
+        model->setData(index, box->currentIndex() == 0 ? 0 : 0x80, Qt::EditRole);
+    } else if (box && (column == startcolumn || column == stopcolumn)) {
+        QString text = box->currentText();
+        if (text == (column == startcolumn ? afterprevious : beforenext))
+            text = neighbourtext(index);
+        model->setData(index, text, Qt::EditRole);
+    } else {
+        QItemDelegate::setModelData(editor, model, index);
+    }
+}

@@ -1,0 +1,88 @@
+#include "wizard/selectdiskpage.h"
+
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QGroupBox>
+#include <QIcon>
+#include <QLabel>
+#include <QMessageBox>
+#include <QRadioButton>
+#include <QVBoxLayout>
+#include <QWizard>
+
+// The pictures lie in a static library, where nothing else asks for them.
+static void loadresources()
+{
+    Q_INIT_RESOURCE(quarn);
+}
+
+QString diskrowtext(const DISKINFO &disk)
+{
+    // Not by printf: the point is the same in every locale.
+    const QString size =
+        QString::number(static_cast<double>(disk.sizemb) / 1000.0, 'f', 1).rightJustified(3);
+    QString text = QString::fromLocal8Bit(disk.model) + "," + size + "G";
+    if (disk.runningos)
+        text += "(running OS installed here, don't partition it)";
+    return text;
+}
+
+SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
+{
+    getallhdinfo(alldisks);
+
+    pagelayout = new QVBoxLayout(this);
+    infolabel = new QLabel(tr("The following hard disks are detected. Select one to proceed."));
+    infolabel->setWordWrap(true);
+    pagelayout->addWidget(infolabel);
+
+    diskgroup = new QButtonGroup(this);
+    disklayout = new QVBoxLayout;
+    if (alldisks.empty()) {
+        QMessageBox::warning(this, "error",
+                             "Can not detect any hard disk. \nPlease run quarn.exe as "
+                             "administrator(probably by right-clicking quarn.exe and selecting "
+                             "\"Run as Administrator\")",
+                             QMessageBox::Ok);
+    }
+    for (std::size_t i = 0; i < alldisks.size(); ++i) {
+        // The model comes from a device; an ampersand in it is no shortcut.
+        auto *row = new QRadioButton(diskrowtext(alldisks[i]).replace("&", "&&"));
+        row->setEnabled(!alldisks[i].runningos);
+        diskgroup->addButton(row, static_cast<int>(i));
+        // No wider than its text, since the rest of a row does not take a click.
+        disklayout->addWidget(row, 0, Qt::AlignLeft);
+    }
+    diskbox = new QGroupBox;
+    diskbox->setLayout(disklayout);
+    connect(diskgroup, &QButtonGroup::idClicked, this, &SelectDiskPage::selectdisk);
+    pagelayout->addWidget(diskbox);
+
+    warninglabel = new QLabel("Warning: all data on the disk will be lost!!! Please save your data "
+                              "before proceeding.");
+    pagelayout->addWidget(warninglabel);
+}
+
+void SelectDiskPage::initializePage()
+{
+    for (QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CustomButton2})
+        wizard()->button(which)->hide();
+    loadresources();
+    QIcon icon;
+    for (const char *name : {"16", "32", "48", "128", "256"})
+        icon.addFile(QString(":/icons/quarn-%1.png").arg(name));
+    wizard()->setWindowIcon(icon);
+}
+
+bool SelectDiskPage::validatePage()
+{
+    if (selecteddisk >= 0)
+        return true;
+    QMessageBox::warning(this, "error", "Please select a disk to proceed.", QMessageBox::Ok);
+    return false;
+}
+
+void SelectDiskPage::selectdisk(int id)
+{
+    selecteddisk = id;
+}
