@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <set>
 #include <string_view>
 
 // Words of the ATA identity that hold the model (ATA8-ACS, IDENTIFY DEVICE).
@@ -22,11 +23,17 @@ static void setmodel(char *model, std::string_view text)
 
 void getallhdinfo(std::vector<DISKINFO> &list)
 {
-    char systemmodel[modelsize] = {};
-    std::string systempath;
-    // without a system volume the model stays empty, and no disk is marked
-    if (platform::backend().systemvolume(systempath).ok())
-        getdisk(systempath.c_str(), systemmodel);
+    // without a system volume there are no models, and no disk is marked
+    std::vector<std::string> systempaths;
+    platform::backend().systemvolumes(systempaths);
+    std::set<std::string> systemmodels;
+    for (const std::string &path : systempaths) {
+        char model[modelsize];
+        getdisk(path.c_str(), model);
+        systemmodels.insert(model);
+    }
+    // an empty model names nothing: two of them are no match
+    systemmodels.erase(std::string());
 
     std::vector<std::string> names;
     getalldevicenames(names);
@@ -42,8 +49,12 @@ void getallhdinfo(std::vector<DISKINFO> &list)
         if (bytes > maxdiskbytes)
             continue;
         info.sizemb = bytes / 1'000'000;
-        // an empty model names nothing: two of them are no match
-        info.runningos = info.model[0] != '\0' && std::strcmp(info.model, systemmodel) == 0;
+        info.runningos =
+            systemmodels.contains(info.model) ||
+            std::find(systempaths.begin(), systempaths.end(), name) != systempaths.end();
+        std::string user;
+        if (platform::backend().inuse(name, user).ok())
+            user.copy(info.inuse, sizeof info.inuse - 1);
         if (info.model[0] == '\0') {
             const std::size_t slash = name.find_last_of("/\\");
             setmodel(info.model,

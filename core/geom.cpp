@@ -11,7 +11,7 @@ geom g;
 std::array<std::uint8_t, geomsize> encodegeom(const geom &geometry)
 {
     std::array<std::uint8_t, geomsize> image{};
-    putlittle(&image[0], geometry.heads, 4);
+    putlittle(image.data(), geometry.heads, 4);
     putlittle(&image[4], geometry.sectorspertrack, 4);
     putlittle(&image[8], geometry.bytespersector, 4);
     putlittle(&image[16], geometry.cylinders, 8);
@@ -25,7 +25,7 @@ std::array<std::uint8_t, geomsize> encodegeom(const geom &geometry)
 geom decodegeom(std::span<const std::uint8_t, geomsize> image)
 {
     geom geometry;
-    geometry.heads = static_cast<std::uint32_t>(getlittle(&image[0], 4));
+    geometry.heads = static_cast<std::uint32_t>(getlittle(image.data(), 4));
     geometry.sectorspertrack = static_cast<std::uint32_t>(getlittle(&image[4], 4));
     geometry.bytespersector = static_cast<std::uint32_t>(getlittle(&image[8], 4));
     geometry.cylinders = getlittle(&image[16], 8);

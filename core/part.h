@@ -93,6 +93,18 @@ void releasememory();
 /// `parts` holds 'p' and 'e' first, 'l' behind them; `keepofftracks` moves them first.
 int batch_partition(void *handle, std::vector<PART> &parts);
 
+/// A sector of the written tables that can't be read back, or holds something else.
+struct TABLEFAULT {
+    std::uint64_t sector = 0; ///< where it lies
+    /// Index in the list of the logical disk that the record belongs to; -1: the master boot
+    /// sector.
+    int part = -1;
+};
+
+/// Reads back what the last `batch_partition` wrote for `parts`: its sectors that are not on the
+/// disk as written, the master boot sector first, then the chain in order. Empty if all are.
+std::vector<TABLEFAULT> verifytables(void *handle, const std::vector<PART> &parts);
+
 /// Keeps the track of each sector in `sectors`, and the disk's first track always, out of every
 /// partition: a record that holds one of them starts at the first track behind it. An extended
 /// entry and its first logical disk move together by the same rule, and with them the base of the

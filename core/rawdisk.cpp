@@ -24,14 +24,18 @@ void closedisk(void *handle)
         platform::close(handle);
 }
 
+static bool issectorlength(std::uint32_t bytes)
+{
+    return std::has_single_bit(bytes) && bytes >= minbytespersector && bytes <= maxbytespersector;
+}
+
 // Takes over a drive's own geometry. False if it is none: a zero among its factors, a sector that
 // no buffer of this program is made for, or products beyond the 32 and 64 bits of its record.
 static bool takeover(const platform::DriveGeometry &drive, geom &geometry)
 {
     const std::uint64_t sectorspercyl =
         static_cast<std::uint64_t>(drive.trackspercylinder) * drive.sectorspertrack;
-    if (!std::has_single_bit(drive.bytespersector) || drive.bytespersector < minbytespersector ||
-        drive.bytespersector > maxbytespersector || sectorspercyl == 0)
+    if (!issectorlength(drive.bytespersector) || sectorspercyl == 0)
         return false;
     if (sectorspercyl > std::numeric_limits<std::uint32_t>::max() / drive.bytespersector)
         return false;
@@ -52,15 +56,20 @@ static bool takeover(const platform::DriveGeometry &drive, geom &geometry)
 int get_geometry(void *handle, geom *out)
 {
     geom geometry;
+    platform::Device &disk = platform::device(handle);
     platform::DriveGeometry drive;
-    if (platform::device(handle).drivegeometry(drive).ok() && takeover(drive, geometry)) {
+    if (disk.drivegeometry(drive).ok() && takeover(drive, geometry)) {
         *out = geometry;
         return 0;
     }
     unsigned long long bytes = 0;
     diskbytesize(handle, &bytes);
     geometry.totalbytes = bytes;
-    *out = withfactors(geometry, guessedbytespersector, guessedsectorspertrack, guessedheads);
+    // transfers of another length than the system's would all fail
+    std::uint32_t sector = 0;
+    if (!disk.sectorsize(sector).ok() || !issectorlength(sector))
+        sector = guessedbytespersector;
+    *out = withfactors(geometry, sector, guessedsectorspertrack, guessedheads);
     return -1;
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstring>
 
 // Offsets inside the record's sector.
 static constexpr std::size_t magic1offset = 0;
@@ -12,7 +13,7 @@ static constexpr std::size_t magic2offset = 4;
 static constexpr std::size_t countoffset = 8;
 static constexpr std::size_t bitsoffset = 12;
 
-static constexpr const char *nomemory = "can not allocate memory!\n";
+static constexpr const char *norecordbuffer = "can not allocate memory!\n";
 
 std::vector<std::uint8_t> encodescanrecord(const SEG *segs, int count, int bytespersector)
 {
@@ -53,7 +54,7 @@ int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int c
 
 int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count)
 {
-    const auto buffer = sectorbuffer(g.bytespersector, nomemory);
+    const auto buffer = sectorbuffer(g.bytespersector, norecordbuffer);
     if (readasector(handle, sector, buffer.get()) != 0)
         return 1;
     decodescanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector}, segs,
@@ -61,9 +62,18 @@ int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int 
     return 0;
 }
 
+bool verifyseginfo(void *handle, unsigned long long sector, const SEG *segs, int count)
+{
+    const std::vector<std::uint8_t> image =
+        encodescanrecord(segs, count, static_cast<int>(g.bytespersector));
+    const auto buffer = sectorbuffer(g.bytespersector, norecordbuffer);
+    return readasector(handle, sector, buffer.get()) == 0 &&
+           std::memcmp(buffer.get(), image.data(), image.size()) == 0;
+}
+
 bool hasseginfo(void *handle, int count)
 {
-    const auto buffer = sectorbuffer(g.bytespersector, nomemory);
+    const auto buffer = sectorbuffer(g.bytespersector, norecordbuffer);
     if (readasector(handle, 1, buffer.get()) != 0)
         return false;
     return isscanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector},

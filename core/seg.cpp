@@ -5,7 +5,7 @@
 std::array<std::uint8_t, segsize> encodeseg(const SEG &seg)
 {
     std::array<std::uint8_t, segsize> image{};
-    putlittle(&image[0], seg.start, 8);
+    putlittle(image.data(), seg.start, 8);
     putlittle(&image[8], seg.stop, 8);
     putlittle(&image[16], static_cast<std::uint32_t>(seg.isbad), 4);
     return image;
@@ -14,7 +14,7 @@ std::array<std::uint8_t, segsize> encodeseg(const SEG &seg)
 SEG decodeseg(std::span<const std::uint8_t, segsize> image)
 {
     SEG seg;
-    seg.start = getlittle(&image[0], 8);
+    seg.start = getlittle(image.data(), 8);
     seg.stop = getlittle(&image[8], 8);
     seg.isbad = static_cast<std::int32_t>(static_cast<std::uint32_t>(getlittle(&image[16], 4)));
     return seg;

@@ -3,6 +3,7 @@
 #include "core/bytes.h"
 #include "core/memory.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 
@@ -137,18 +138,12 @@ void releasememory()
     }
 }
 
-int batch_partition(void *handle, std::vector<PART> &parts)
+// Builds `MBRbuffer` and the chain of `parts`, all in memory.
+static void buildtables(const std::vector<PART> &parts, std::uint64_t signature)
 {
-    if (firstgoodsector == nosector)
-        return 1;
-    keepofftracks(parts, std::array<std::uint64_t, 2>{firstgoodsector, secondgoodsector},
-                  g.sectorspertrack);
-    if (!checkparts(parts, g, firstgoodsector, secondgoodsector).empty())
-        return 1;
+    releasememory();
     MBRbuffer.assign(g.bytespersector, 0);
-    // the clock serves as the disk's signature, 32 bits of it
-    putlittle(reinterpret_cast<std::uint8_t *>(&MBRbuffer[signatureoffset]),
-              static_cast<std::uint64_t>(std::time(nullptr)), 4);
+    putlittle(reinterpret_cast<std::uint8_t *>(&MBRbuffer[signatureoffset]), signature, 4);
     makepteffective(MBRbuffer.data());
 
     LOGICALDISK *last = nullptr;
@@ -169,8 +164,44 @@ int batch_partition(void *handle, std::vector<PART> &parts)
             break;
         }
     }
+}
+
+int batch_partition(void *handle, std::vector<PART> &parts)
+{
+    if (firstgoodsector == nosector)
+        return 1;
+    keepofftracks(parts, std::array<std::uint64_t, 2>{firstgoodsector, secondgoodsector},
+                  g.sectorspertrack);
+    if (!checkparts(parts, g, firstgoodsector, secondgoodsector).empty())
+        return 1;
+    // the clock serves as the disk's signature, 32 bits of it
+    buildtables(parts, static_cast<std::uint64_t>(std::time(nullptr)));
     writepartresulttodisk(handle);
     const bool failed = updatepartitiontable(handle);
     releasememory();
     return failed ? 1 : 0;
+}
+
+std::vector<TABLEFAULT> verifytables(void *handle, const std::vector<PART> &parts)
+{
+    // the same tables once more: all but the clock follows from the list
+    buildtables(parts, getlittle(reinterpret_cast<std::uint8_t *>(&MBRbuffer[signatureoffset]), 4));
+    std::vector<char> sector(g.bytespersector);
+    const auto stands = [&](std::uint64_t number, const char *image) {
+        return readasector(handle, number, sector.data()) == 0 &&
+               std::equal(sector.begin(), sector.end(), image);
+    };
+    std::vector<TABLEFAULT> faults;
+    if (!stands(MBRoffset, MBRbuffer.data()))
+        faults.push_back({MBRoffset, -1});
+    const LOGICALDISK *node = firstlogicaldisk;
+    for (int i = 0; node; i++) {
+        if (parts[static_cast<std::size_t>(i)].kind != 'l')
+            continue;
+        if (!stands(node->start, node->sector))
+            faults.push_back({node->start, i});
+        node = node->next;
+    }
+    releasememory();
+    return faults;
 }

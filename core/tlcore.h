@@ -21,8 +21,8 @@ void *opendisk(const char *devicepath);
 void closedisk(void *handle);
 
 /// Fills `out`: 0 if the system reported the geometry, -1 if `out` holds a guess (255 heads, 63
-/// sectors of 512 bytes). A reported size counts whole cylinders only, a guessed one the whole
-/// disk.
+/// sectors of the system's length, else of 512 bytes). A reported size counts whole cylinders only,
+/// a guessed one the whole disk.
 int get_geometry(void *handle, geom *out);
 /// Reads sector `sector` of `g.bytespersector` bytes: 0, or 1 on failure or a short transfer.
 int readasector(void *handle, unsigned long long sector, char *buffer);
@@ -41,7 +41,8 @@ struct DISKINFO {
     char devicepath[200] = {};     ///< device-interface path, NUL-terminated; what `opendisk` takes
     char model[80] = {};           ///< model text without any blank, NUL-terminated
     unsigned long long sizemb = 0; ///< size in units of 1,000,000 bytes, rounded down; 0 unknown
-    bool runningos = false;        ///< `model` is that of the system's disk
+    bool runningos = false;        ///< `model` is that of the system's disk, or it is that disk
+    char inuse[200] = {};          ///< who else uses it, for the user; empty: nobody
 };
 
 /// The largest disk that is listed, in bytes: 2^32 - 1 sectors of 512.
@@ -112,5 +113,7 @@ int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int c
 /// Sets the marks of `count` segments from the record in `sector`, which the caller has checked.
 /// 0, or 1 if the sector could not be read; the marks then stay as they were.
 int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count);
+/// Whether `sector` reads back as the record of `count` segments that was written to it.
+bool verifyseginfo(void *handle, unsigned long long sector, const SEG *segs, int count);
 /// Whether sector 1 of the disk holds a scan record of `count` segments; an unreadable one: no.
 bool hasseginfo(void *handle, int count);

@@ -32,6 +32,7 @@ protected:
     }
     Status dofilesize(std::uint64_t &bytes) override { return inner->filesize(bytes); }
     Status dofilesizelow(std::uint32_t &bytes) override { return inner->filesizelow(bytes); }
+    Status dosectorsize(std::uint32_t &bytes) override { return inner->sectorsize(bytes); }
     Status doidentitymap(std::uint8_t &map) override { return inner->identitymap(map); }
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override
     {

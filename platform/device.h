@@ -85,6 +85,10 @@ public:
     /// Last way to the size: the low 32 bits of the file's size, in bytes.
     Status filesizelow(std::uint32_t &bytes) { return dofilesizelow(bytes); }
 
+    /// The length in bytes of a sector as the system addresses them, also of a disk that has no
+    /// geometry.
+    Status sectorsize(std::uint32_t &bytes) { return dosectorsize(bytes); }
+
     /// Which drives answer an identify command: bits 0 to 3 disks, 4 to 7 packet devices.
     Status identitymap(std::uint8_t &map) { return doidentitymap(map); }
     /// Sends an identify command and fetches the 512 bytes of identity.
@@ -111,6 +115,7 @@ protected:
     virtual Status dodrivegeometry(DriveGeometry &) { return {Fault::unsupported, 0}; }
     virtual Status dofilesize(std::uint64_t &) { return {Fault::unsupported, 0}; }
     virtual Status dofilesizelow(std::uint32_t &) { return {Fault::unsupported, 0}; }
+    virtual Status dosectorsize(std::uint32_t &) { return {Fault::unsupported, 0}; }
     virtual Status doidentitymap(std::uint8_t &) { return {Fault::unsupported, 0}; }
     virtual Status doidentify(const IdentifyCommand &, IdentifyData &)
     {

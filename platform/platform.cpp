@@ -23,6 +23,7 @@ protected:
     Status dodrivegeometry(DriveGeometry &) override { return refusal; }
     Status dofilesize(std::uint64_t &) override { return refusal; }
     Status dofilesizelow(std::uint32_t &) override { return refusal; }
+    Status dosectorsize(std::uint32_t &) override { return refusal; }
     Status doidentitymap(std::uint8_t &) override { return refusal; }
     Status doidentify(const IdentifyCommand &, IdentifyData &) override { return refusal; }
     Status doremovable(bool &) override { return refusal; }
@@ -75,7 +76,9 @@ void close(void *handle)
 Device &device(void *handle)
 {
     static RefusingDevice refusing;
-    return isopen(handle) ? *static_cast<Device *>(handle) : refusing;
+    if (isopen(handle))
+        return *static_cast<Device *>(handle);
+    return refusing;
 }
 
 } // namespace platform

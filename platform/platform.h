@@ -25,14 +25,18 @@ public:
     Backend &operator=(const Backend &) = delete;
     virtual ~Backend() = default;
 
-    /// The path of the volume that holds the running system; it may lack the parts of a disk path.
-    virtual Status systemvolume(std::string &path) = 0;
+    /// Appends the paths of what holds the running system: of its volume, which may lack the parts
+    /// of a disk path, or, as `listdisks` names them, of all disks that the volume lies on.
+    virtual Status systemvolumes(std::vector<std::string> &paths) = 0;
     /// Appends the device-interface path of each present disk, in the system's own order.
     /// A path reads `<node>#<device part>#<instance part>#<class part>`.
     virtual Status listdisks(std::vector<std::string> &paths) = 0;
     /// Opens a disk or volume by its path; null on failure, with the reason in `status`.
     virtual std::unique_ptr<Device> open(const std::string &path, Access access,
                                          Status &status) = 0;
+    /// Who else uses the disk of this path now, in words for the user ("mounted at /media/x");
+    /// empty if nobody does. Default: a system that can't tell.
+    virtual Status inuse(const std::string &, std::string &) { return {Fault::unsupported, 0}; }
 };
 
 /// The backend of the system that the program was built for.

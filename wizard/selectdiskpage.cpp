@@ -1,5 +1,8 @@
 #include "wizard/selectdiskpage.h"
 
+#include "platform/windowicon.h"
+#include "wizard/indicators.h"
+
 #include <QAbstractButton>
 #include <QButtonGroup>
 #include <QGroupBox>
@@ -16,14 +19,29 @@ static void loadresources()
     Q_INIT_RESOURCE(quarn);
 }
 
+// A name that others chose, without characters that would break the row or turn its order round.
+static QString onerow(const QString &text)
+{
+    QString plain;
+    for (const QChar c : text) {
+        const bool hidden =
+            c.category() == QChar::Other_Control || c.category() == QChar::Other_Format ||
+            c.category() == QChar::Separator_Line || c.category() == QChar::Separator_Paragraph;
+        plain += hidden ? QChar('?') : c;
+    }
+    return plain;
+}
+
 QString diskrowtext(const DISKINFO &disk)
 {
     // Not by printf: the point is the same in every locale.
     const QString size =
         QString::number(static_cast<double>(disk.sizemb) / 1000.0, 'f', 1).rightJustified(3);
-    QString text = QString::fromLocal8Bit(disk.model) + "," + size + "G";
+    QString text = onerow(QString::fromLocal8Bit(disk.model)) + "," + size + "G";
     if (disk.runningos)
         text += "(running OS installed here, don't partition it)";
+    else if (disk.inuse[0] != '\0')
+        text += "(in use: " + onerow(QString::fromLocal8Bit(disk.inuse)) + ")";
     return text;
 }
 
@@ -48,7 +66,8 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
     for (std::size_t i = 0; i < alldisks.size(); ++i) {
         // The model comes from a device; an ampersand in it is no shortcut.
         auto *row = new QRadioButton(diskrowtext(alldisks[i]).replace("&", "&&"));
-        row->setEnabled(!alldisks[i].runningos);
+        keepindicatorvisible(row);
+        row->setEnabled(!alldisks[i].runningos && alldisks[i].inuse[0] == '\0');
         diskgroup->addButton(row, static_cast<int>(i));
         // No wider than its text, since the rest of a row does not take a click.
         disklayout->addWidget(row, 0, Qt::AlignLeft);
@@ -72,6 +91,8 @@ void SelectDiskPage::initializePage()
     for (const char *name : {"16", "32", "48", "128", "256"})
         icon.addFile(QString(":/icons/quarn-%1.png").arg(name));
     wizard()->setWindowIcon(icon);
+    if (!platform::setwindowicon(wizard()->winId()))
+        QMessageBox::warning(this, "error", "can not get hInstance", QMessageBox::Ok);
 }
 
 bool SelectDiskPage::validatePage()

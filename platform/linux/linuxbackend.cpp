@@ -6,14 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <system_error>
 #include <utility>
-
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 namespace platform
 {
@@ -79,16 +74,6 @@ std::optional<std::vector<std::uint64_t>> disknumbers(std::string rest, const Fa
         return std::nullopt;
     numbers.push_back(*number);
     return numbers;
-}
-
-/// The text that the system shows in a file of sysfs, without the line's end; empty if none.
-std::string attribute(const fs::path &file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(stream), {});
-    if (!text.empty() && text.back() == '\n')
-        text.pop_back();
-    return text;
 }
 
 bool isblank(char c)
@@ -174,8 +159,8 @@ std::string devicepath(const std::string &node, const DiskTexts &texts)
     return path;
 }
 
-LinuxBackend::LinuxBackend(std::string sysfs, std::string dev)
-    : system(std::move(sysfs)), nodes(std::move(dev))
+LinuxBackend::LinuxBackend(std::string sysfs, std::string dev, std::string proc)
+    : system(std::move(sysfs)), nodes(std::move(dev)), layers(system, std::move(proc))
 {
 }
 
@@ -220,13 +205,17 @@ Status LinuxBackend::listdisks(std::vector<std::string> &paths)
          entry.increment(error)) {
         const std::string name = entry->path().filename().string();
         const auto parsed = diskname(name);
-        if (!parsed || attribute(entry->path() / "hidden") == "1")
+        if (!parsed || attribute(entry->path() / "hidden") == "1" ||
+            attribute(entry->path() / "removable") == "1")
             continue;
-        // A loop device is a disk while it has a file.
+        // A loop device is a disk while it has a file that can be written.
         std::error_code unknown;
         if (name.starts_with("loop") &&
             (!fs::exists(entry->path() / "loop" / "backing_file", unknown) ||
-             attribute(entry->path() / "size") == "0"))
+             attribute(entry->path() / "size") == "0" || attribute(entry->path() / "ro") == "1"))
+            continue;
+        // A card comes out of its slot, a soldered chip does not.
+        if (name.starts_with("mmcblk") && attribute(entry->path() / "device" / "type") != "MMC")
             continue;
         found.emplace_back(*parsed, name);
     }
@@ -238,39 +227,12 @@ Status LinuxBackend::listdisks(std::vector<std::string> &paths)
     return {};
 }
 
-std::string LinuxBackend::wholedisk(unsigned int major, unsigned int minor) const
+Status LinuxBackend::systemvolumes(std::vector<std::string> &paths)
 {
-    std::error_code error;
-    fs::path device = fs::canonical(fs::path(system) / "dev" / "block" /
-                                        (std::to_string(major) + ":" + std::to_string(minor)),
-                                    error);
-    // Mapped devices stand on others, these perhaps on others again; the bound is for a system
-    // that shows a circle.
-    for (int depth = 0; !error && depth < 16; depth++) {
-        if (fs::exists(device / "partition", error))
-            device = device.parent_path();
-        std::set<fs::path> below;
-        for (fs::directory_iterator entry(device / "slaves", error), end; !error && entry != end;
-             entry.increment(error))
-            below.insert(entry->path());
-        error.clear();
-        if (below.empty())
-            return describe(device.filename().string());
-        device = fs::canonical(*below.begin(), error);
-    }
-    return {};
-}
-
-Status LinuxBackend::systemvolume(std::string &path)
-{
-    struct stat info;
-    if (::stat("/", &info) != 0)
-        return {faultof(errno), errno};
-    const std::string disk = wholedisk(::major(info.st_dev), ::minor(info.st_dev));
-    if (disk.empty())
-        return {Fault::unsupported, 0};
-    path = disk;
-    return {};
+    const std::set<std::string> disks = layers.systemdisks();
+    for (const std::string &disk : disks)
+        paths.push_back(describe(disk));
+    return {disks.empty() ? Fault::unsupported : Fault::none, 0};
 }
 
 std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access access, Status &status)
@@ -279,6 +241,22 @@ std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access acces
     if (!device)
         return nullptr;
     return std::make_unique<ReadAhead>(std::move(device));
+}
+
+Status LinuxBackend::inuse(const std::string &path, std::string &reason)
+{
+    const std::string node = path.substr(0, path.find('#'));
+    const std::size_t front = nodes.size() + 1;
+    std::string name = node.size() > front ? node.substr(front) : std::string();
+    std::replace(name.begin(), name.end(), '/', '!');
+    const auto number = parsenumber(attribute(fs::path(system) / "block" / name / "dev"));
+    if (!number)
+        return {Fault::unsupported, 0};
+    reason = layers.userof(*number);
+    // mounted where this process can't see it, or used in a way that the system does not show
+    if (reason.empty() && LinuxDevice::taken(node))
+        reason = "held by another program";
+    return {};
 }
 
 Backend &nativebackend()

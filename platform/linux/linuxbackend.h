@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/layers.h"
 #include "platform/platform.h"
 
 #include <compare>
@@ -38,16 +39,15 @@ std::string devicepath(const std::string &node, const DiskTexts &texts);
 class LinuxBackend : public Backend
 {
 public:
-    /// `sysfs` and `dev`: where the system shows its devices, and where their nodes are.
-    explicit LinuxBackend(std::string sysfs = "/sys", std::string dev = "/dev");
+    /// `sysfs`, `dev`, `proc`: where the system shows its devices, where their nodes are, and where
+    /// it shows what it does with them.
+    explicit LinuxBackend(std::string sysfs = "/sys", std::string dev = "/dev",
+                          std::string proc = "/proc");
 
-    Status systemvolume(std::string &path) override;
+    Status systemvolumes(std::vector<std::string> &paths) override;
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
-
-    /// The path of the whole disk on which a block device lies, by device number; below a mapped
-    /// device the first one that it stands on. Empty if there is none.
-    [[nodiscard]] std::string wholedisk(unsigned int major, unsigned int minor) const;
+    Status inuse(const std::string &path, std::string &reason) override;
 
 private:
     /// The device-interface path of the disk of this name in sysfs.
@@ -55,6 +55,7 @@ private:
 
     std::string system;
     std::string nodes;
+    Layers layers;
 };
 
 } // namespace platform

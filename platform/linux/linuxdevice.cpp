@@ -1,15 +1,24 @@
 #include "platform/linux/linuxdevice.h"
 
+#include "platform/linux/ataidentity.h"
+#include "platform/linux/layers.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <map>
+#include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <linux/hdreg.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -27,6 +36,25 @@ constexpr std::uint32_t plainfilesector = 512;
 constexpr std::size_t leastalignment = 4096;
 /// A transfer is passed on in pieces of at most so many bytes.
 constexpr std::size_t mostbuffer = std::size_t{1} << 20;
+
+/// How long to wait for the system's own passing interest in a disk. It has a look at each one that
+/// was open for writing, also after this program.
+constexpr std::chrono::milliseconds claimpatience{300};
+constexpr std::chrono::milliseconds lockpatience{30000};
+
+/// Tries until it succeeds, fails for another reason than that somebody else is at it, or takes too
+/// long; its last result.
+int persist(std::chrono::milliseconds patience, const std::function<int()> &attempt)
+{
+    const auto end = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        const int result = attempt();
+        if (result >= 0 || (errno != EBUSY && errno != EWOULDBLOCK && errno != EINTR) ||
+            std::chrono::steady_clock::now() >= end)
+            return result;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+}
 
 } // namespace
 
@@ -74,6 +102,65 @@ Fault faultof(int error)
     }
 }
 
+/// The system keeps two holders apart by their open files, so handles of this process share one
+/// file that is open for nothing else. What only a holder may ask for goes through it.
+struct LinuxDevice::Claim {
+    int descriptor = -1;
+    bool locked = false;
+    bool refused = false; ///< the lock did not come in time; no later transfer waits for it again
+
+    explicit Claim(int file) : descriptor(file) {}
+    Claim(const Claim &) = delete;
+    Claim &operator=(const Claim &) = delete;
+    ~Claim() { ::close(descriptor); }
+
+    /// Keeps the device manager away until the last handle is closed; it would read, and could take
+    /// for the truth, tables that are half written.
+    Status lock()
+    {
+        if (locked)
+            return {};
+        const auto patience = refused ? std::chrono::milliseconds(0) : lockpatience;
+        refused = persist(patience, [this] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) < 0;
+        locked = !refused;
+        if (locked)
+            return {};
+        return {errno == EWOULDBLOCK ? Fault::busy : faultof(errno), errno};
+    }
+};
+
+std::shared_ptr<LinuxDevice::Claim> LinuxDevice::claim(const std::string &node, dev_t number,
+                                                       Status &status)
+{
+    static std::map<dev_t, std::weak_ptr<Claim>> claims;
+    if (auto shared = claims[number].lock())
+        return shared;
+    const bool known = !Layers().userof({::major(number), ::minor(number)}).empty();
+    const int file = persist(known ? std::chrono::milliseconds(0) : claimpatience, [&node] {
+        return ::open(node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
+    });
+    if (file < 0) {
+        status = {faultof(errno), errno};
+        return nullptr;
+    }
+    auto own = std::make_shared<Claim>(file);
+    struct stat info;
+    if (::fstat(file, &info) != 0 || info.st_rdev != number) {
+        status = {Fault::gone, ENODEV}; // another device stands there by now
+        return nullptr;
+    }
+    claims[number] = own;
+    return own;
+}
+
+bool LinuxDevice::taken(const std::string &node)
+{
+    struct stat info;
+    Status status;
+    return ::stat(node.c_str(), &info) == 0 && S_ISBLK(info.st_mode) &&
+           !claim(node, info.st_rdev, status) && status.fault == Fault::busy;
+}
+
 void LinuxDevice::Freed::operator()(char *memory) const
 {
     std::free(memory);
@@ -91,8 +178,15 @@ std::unique_ptr<Device> LinuxDevice::open(const std::string &node, Access access
         status = {Fault::badargument, ENOTBLK};
         return nullptr;
     }
-    const int flags = (access == Access::read ? O_RDONLY : O_RDWR) | O_CLOEXEC;
     std::unique_ptr<LinuxDevice> device(new LinuxDevice);
+    bool writable = access == Access::readwrite;
+    if (writable && S_ISBLK(info.st_mode)) {
+        device->claimed = claim(node, info.st_rdev, status);
+        if (!device->claimed && status.fault != Fault::busy)
+            return nullptr;
+        writable = device->claimed != nullptr;
+    }
+    const int flags = (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC;
     int file = ::open(node.c_str(), flags | O_DIRECT);
     if (file < 0 && errno == EINVAL && S_ISREG(info.st_mode)) {
         device->direct = false;
@@ -127,6 +221,11 @@ Status LinuxDevice::take(int file, Access wanted)
     }
     if (!S_ISBLK(info.st_mode) || !direct)
         return {Fault::badargument, ENOTBLK};
+    if (claimed) {
+        struct stat held;
+        if (::fstat(claimed->descriptor, &held) != 0 || held.st_rdev != info.st_rdev)
+            return {Fault::gone, ENODEV};
+    }
     isblock = true;
     major = ::major(info.st_rdev);
     minor = ::minor(info.st_rdev);
@@ -235,6 +334,11 @@ Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
 {
     if (access == Access::read)
         return {{Fault::denied, EBADF}, 0};
+    if (isblock) {
+        const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+        if (!status.ok())
+            return {status, 0};
+    }
     Transfer transfer{prepare(bytes, false), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
         std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
@@ -351,6 +455,38 @@ Status LinuxDevice::dofilesizelow(std::uint32_t &bytes)
     return status;
 }
 
+Status LinuxDevice::dosectorsize(std::uint32_t &bytes)
+{
+    bytes = bytespersector;
+    return {};
+}
+
+Status LinuxDevice::doidentitymap(std::uint8_t &map)
+{
+    if (!isblock)
+        return {Fault::unsupported, 0};
+    // Which drives have one shows only when they are asked for it.
+    constexpr IdentifyCommand command{0xEC, 0xA0, 0};
+    if (!identity) {
+        IdentifyData data;
+        const Status status = ataidentity(descriptor, command, data);
+        if (!status.ok())
+            return status;
+        identity = data;
+    }
+    map = 1;
+    return {};
+}
+
+Status LinuxDevice::doidentify(const IdentifyCommand &command, IdentifyData &data)
+{
+    if (identity) {
+        data = *identity;
+        return {};
+    }
+    return isblock ? ataidentity(descriptor, command, data) : Status{Fault::unsupported, 0};
+}
+
 Status LinuxDevice::doremovable(bool &answer)
 {
     if (!isblock) {
@@ -371,9 +507,15 @@ Status LinuxDevice::doremovable(bool &answer)
 
 Status LinuxDevice::doupdateproperties()
 {
+    if (isblock && access == Access::readwrite) {
+        const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+        if (!status.ok())
+            return status;
+    }
     if (const Status status = doflush(); !status.ok() || !isblock)
         return status;
-    if (::ioctl(descriptor, BLKRRPART) == 0)
+    // Of a device that is taken, only the file that holds it may ask for this.
+    if (::ioctl(claimed ? claimed->descriptor : descriptor, BLKRRPART) == 0)
         return {};
     const int error = errno;
     // A whole disk that refuses the request as such is one without partitions: there is nobody

@@ -5,7 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
+
+#include <sys/types.h>
 
 namespace platform
 {
@@ -19,6 +22,11 @@ Fault faultof(int error);
 /// medium. The system then wants aligned memory, so the bytes of a caller that has none pass
 /// through a buffer of the device's own. A regular file alone may fall back to the cache where its
 /// file system knows no direct transfers.
+///
+/// Who opens a block device for writing takes it for this process, so that nothing is mounted on it
+/// meanwhile. A device that somebody else has can still be looked at: it opens, but each write and
+/// each request for a new layout is refused as busy, through a descriptor that could not write
+/// anyway.
 class LinuxDevice : public Device
 {
 public:
@@ -26,20 +34,33 @@ public:
     static std::unique_ptr<Device> open(const std::string &node, Access access, Status &status);
     ~LinuxDevice() override;
 
+    /// Whether a block device is taken by another process or by the system itself.
+    static bool taken(const std::string &node);
+
 protected:
     Status doseek(std::uint64_t offset) override;
-    Transfer doread(void *buffer, std::size_t bytes) override;
-    Transfer dowrite(const void *buffer, std::size_t bytes) override;
+    Transfer doread(void *target, std::size_t bytes) override;
+    Transfer dowrite(const void *source, std::size_t bytes) override;
     Status doflush() override;
     Status dopartitionlength(std::uint64_t &bytes) override;
     Status dodrivegeometry(DriveGeometry &geometry) override;
     Status dofilesize(std::uint64_t &bytes) override;
     Status dofilesizelow(std::uint32_t &bytes) override;
+    Status dosectorsize(std::uint32_t &bytes) override;
+    Status doidentitymap(std::uint8_t &map) override;
+    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;
     Status doupdateproperties() override;
 
 private:
+    /// This process's hold on a device, one for all handles.
+    struct Claim;
+
     LinuxDevice() = default;
+
+    /// The hold on the device of this node and number, taken now or before; null if somebody else
+    /// has it (busy) or it can't be opened.
+    static std::shared_ptr<Claim> claim(const std::string &node, dev_t number, Status &status);
 
     /// Takes over `file`, already open, if it is something that a disk can be.
     Status take(int file, Access wanted);
@@ -54,6 +75,8 @@ private:
     Status length(std::uint64_t &bytes) const;
 
     int descriptor = -1;
+    std::shared_ptr<Claim> claimed;       ///< of a block device that may be written
+    std::optional<IdentifyData> identity; ///< fetched once
     bool isblock = false;
     bool direct = true;
     Access access = Access::read;

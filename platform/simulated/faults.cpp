@@ -149,6 +149,12 @@ Status FaultyDevice::dofilesizelow(std::uint32_t &bytes)
     return status.ok() ? inner->filesizelow(bytes) : status;
 }
 
+Status FaultyDevice::dosectorsize(std::uint32_t &bytes)
+{
+    const Status status = pass();
+    return status.ok() ? inner->sectorsize(bytes) : status;
+}
+
 Status FaultyDevice::doidentitymap(std::uint8_t &map)
 {
     const Status status = pass();

@@ -90,6 +90,11 @@ Status RecordingDevice::dofilesizelow(std::uint32_t &bytes)
     return request("filesizelow", inner->filesizelow(bytes));
 }
 
+Status RecordingDevice::dosectorsize(std::uint32_t &bytes)
+{
+    return request("sectorsize", inner->sectorsize(bytes));
+}
+
 Status RecordingDevice::doidentitymap(std::uint8_t &map)
 {
     return request("identitymap", inner->identitymap(map));

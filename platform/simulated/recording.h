@@ -48,6 +48,7 @@ protected:
     Status dodrivegeometry(DriveGeometry &geometry) override;
     Status dofilesize(std::uint64_t &bytes) override;
     Status dofilesizelow(std::uint32_t &bytes) override;
+    Status dosectorsize(std::uint32_t &bytes) override;
     Status doidentitymap(std::uint8_t &map) override;
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;

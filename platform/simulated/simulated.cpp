@@ -59,6 +59,7 @@ protected:
     }
     Status dofilesize(std::uint64_t &bytes) override { return answer(disk->filesize, bytes); }
     Status dofilesizelow(std::uint32_t &bytes) override { return answer(disk->filesizelow, bytes); }
+    Status dosectorsize(std::uint32_t &bytes) override { return answer(disk->sectorsize, bytes); }
     Status doidentitymap(std::uint8_t &map) override { return answer(disk->identitymap, map); }
     Status doidentify(const IdentifyCommand &, IdentifyData &data) override
     {
@@ -141,11 +142,11 @@ IdentifyData identitywithmodel(const std::string &model)
     return data;
 }
 
-Status SimulatedBackend::systemvolume(std::string &path)
+Status SimulatedBackend::systemvolumes(std::vector<std::string> &paths)
 {
-    if (systempath.empty())
+    if (systempaths.empty())
         return {Fault::unsupported, 0};
-    path = systempath;
+    paths.insert(paths.end(), systempaths.begin(), systempaths.end());
     return {};
 }
 
@@ -181,6 +182,15 @@ std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access a
     if (disk->recording != nullptr)
         device = std::make_unique<RecordingDevice>(std::move(device), disk->recording);
     return device;
+}
+
+Status SimulatedBackend::inuse(const std::string &path, std::string &reason)
+{
+    const auto disk = find(path);
+    if (disk == nullptr || !disk->inuse)
+        return {Fault::unsupported, 0};
+    reason = *disk->inuse;
+    return {};
 }
 
 std::shared_ptr<SimulatedDisk> SimulatedBackend::find(const std::string &path) const

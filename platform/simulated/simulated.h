@@ -38,12 +38,14 @@ struct SimulatedDisk {
     std::optional<DriveGeometry> geometry;
     std::optional<std::uint64_t> filesize;
     std::optional<std::uint32_t> filesizelow;
+    std::optional<std::uint32_t> sectorsize;
     std::optional<std::uint8_t> identitymap;
     std::optional<IdentifyData> identity;
     std::optional<bool> removable = false;
-    bool opens = true;        ///< false: an open is denied
-    bool updatefails = false; ///< true: the system does not take the new layout
-    bool listed = true;       ///< false: it opens, but no list shows it (a volume)
+    bool opens = true;                ///< false: an open is denied
+    bool updatefails = false;         ///< true: the system does not take the new layout
+    std::optional<std::string> inuse; ///< who else uses it; empty: nobody
+    bool listed = true;               ///< false: it opens, but no list shows it (a volume)
 
     std::shared_ptr<SectorStore> store = memorystore();
     std::shared_ptr<FaultPlan> faults = std::make_shared<FaultPlan>();
@@ -65,12 +67,13 @@ class SimulatedBackend : public Backend
 {
 public:
     std::vector<std::shared_ptr<SimulatedDisk>> disks;
-    std::string systempath; ///< the system volume's path; empty: refused
+    std::vector<std::string> systempaths; ///< of the system volume; empty: refused
     bool listfails = false;
 
-    Status systemvolume(std::string &path) override;
+    Status systemvolumes(std::vector<std::string> &paths) override;
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
+    Status inuse(const std::string &path, std::string &reason) override;
 
     /// The disk of this path, null if there is none.
     [[nodiscard]] std::shared_ptr<SimulatedDisk> find(const std::string &path) const;

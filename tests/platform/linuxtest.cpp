@@ -1,3 +1,5 @@
+#include "core/tlcore.h"
+#include "platform/linux/ataidentity.h"
 #include "platform/linux/linuxbackend.h"
 #include "platform/linux/linuxdevice.h"
 
@@ -81,6 +83,13 @@ TEST(Linux, ListsHardDisksInNaturalOrder)
           "sdz",         "sd9",      "nvme0",   "sda1",      "loop-x",  "nvme"})
         tree.file("block/" + std::string(name) + "/size", "2048\n");
     tree.file("block/sdz/hidden", "1\n");
+    for (const char *name : {"sdy", "mmcblk1", "loop3"})
+        tree.file("block/" + std::string(name) + "/size", "2048\n");
+    tree.file("block/sdy/removable", "1\n");
+    tree.file("block/mmcblk0/device/type", "MMC\n");
+    tree.file("block/mmcblk1/device/type", "SD\n");
+    tree.file("block/loop3/loop/backing_file", "/x\n");
+    tree.file("block/loop3/ro", "1\n");
     tree.file("block/loop0/size", "0\n");
     for (const char *name : {"loop0", "loop10", "loop2"})
         tree.file("block/" + std::string(name) + "/loop/backing_file",
@@ -130,34 +139,159 @@ TEST(Linux, ListsHardDisksInNaturalOrder)
     }
 }
 
-TEST(Linux, FindsTheDiskUnderAVolume)
-{
-    const Tree tree;
-    tree.file("devices/sda/size", "9\n");
-    tree.file("devices/sda/sda1/partition", "1\n");
-    tree.file("devices/dm-1/size", "9\n");
-    tree.link("devices/sda", "block/sda");
-    tree.link("devices/sda", "dev/block/8:0");
-    tree.link("devices/sda/sda1", "dev/block/8:1");
-    tree.link("devices/dm-1", "dev/block/253:1");
-    tree.link("devices/sda/sda1", "devices/dm-1/slaves/sda1");
-    const LinuxBackend backend(tree.folder.path);
-    for (const auto &[major, minor] : {std::pair(8U, 0U), std::pair(8U, 1U), std::pair(253U, 1U)})
-        EXPECT_EQ(backend.wholedisk(major, minor),
-                  "/dev/sda#disk&ven_sda&prod_sda&rev_0#sda#block");
-    EXPECT_EQ(backend.wholedisk(0, 42), "") << "a file system without a device";
+/// Disks and what stands on them, each under its number as in sysfs. A device's folder is its path.
+struct LayeredTree : Tree {
+    void device(const std::string &path, const std::string &number, bool part = false) const
+    {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        file("devices/" + path + "/dev", number + "\n");
+        if (part)
+            file("devices/" + path + "/partition", "1\n");
+        else
+            link("devices/" + path, "block/" + name);
+        link("devices/" + path, "dev/block/" + number);
+        link("devices/" + path, "class/block/" + name);
+    }
+    void stands(const std::string &upper, const std::string &lower) const
+    {
+        const auto name = [](const std::string &path) { return path.substr(path.rfind('/') + 1); };
+        link("devices/" + lower, "devices/" + upper + "/slaves/" + name(lower));
+        link("devices/" + upper, "devices/" + lower + "/holders/" + name(upper));
+    }
+    LayeredTree()
+    {
+        for (const char *letter : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
+            const std::string disk = std::string("tsd") + letter;
+            const int first = (*letter - 'a') * 16;
+            device(disk, "8:" + std::to_string(first));
+            device(disk + "/" + disk + "1", "8:" + std::to_string(first + 1), true);
+        }
+        device("tsdg/tsdg11", "259:7", true); // no place in the disk's own row of numbers
+        // volume over encryption over a mirror over two disks; and an open one over a third
+        for (const auto &[name, number] :
+             {std::pair("md7", "9:7"), {"dm-0", "253:0"}, {"dm-1", "253:1"}, {"dm-2", "253:2"}})
+            device(name, number);
+        stands("md7", "tsda/tsda1");
+        stands("md7", "tsdb");
+        stands("dm-0", "md7");
+        stands("dm-1", "dm-0");
+        stands("dm-2", "tsdc/tsdc1");
+        file("devices/md7/md/level", "raid1\n");
+        file("devices/dm-0/dm/uuid", "CRYPT-LUKS2-1\n");
+        file("devices/dm-0/dm/name", "secret\n");
+        file("devices/dm-1/dm/uuid", "LVM-1\n");
+        file("devices/dm-2/dm/uuid", "LVM-2\n");
+        file("devices/dm-2/dm/name", "vg-data\x1b[2J\n");
+        link("devices/tsdd", "fs/btrfs/u1/devices/tsdd");
+        link("devices/tsde/tsde1", "fs/btrfs/u1/devices/tsde1");
+    }
+    void mounts(const std::string &lines) const { file("proc/self/mountinfo", lines); }
+    [[nodiscard]] std::string systemdisks() const
+    {
+        std::string text;
+        for (const std::string &disk : Layers(folder.path, folder / "proc").systemdisks())
+            text += disk.starts_with("tsd") ? disk.substr(3) : "";
+        return text;
+    }
+    [[nodiscard]] std::string user(const std::string &disk) const
+    {
+        LinuxBackend backend(folder.path, "/dev", folder / "proc");
+        std::string reason;
+        EXPECT_TRUE(backend.inuse("/dev/" + disk + "#disk&x#y#block", reason).ok()) << disk;
+        return reason;
+    }
+};
 
-    // On this very system: the volume, if it has a device, is named as the list names it.
-    std::string volume;
+TEST(Linux, KnowsTheSystemsDisksThroughEveryLayer)
+{
+    const LayeredTree tree;
+    const struct {
+        const char *mount, *disks;
+    } rows[] = {
+        {"8:81 / / rw - ext4 /dev/tsdf1 rw", "f"},
+        {"9:7 / / rw shared:1 master:2 - ext4 /dev/md7 rw", "ab"},
+        {"253:1 / / rw - ext4 /dev/mapper/x rw", "ab"},
+        {"0:30 /@ / rw - btrfs /dev/tsde1 rw", "de"},
+        {"0:30 /@ / rw - btrfs /dev/root rw", "de"}, // a source that leads nowhere
+        {"0:30 / / rw - overlay /dev/tsda rw", ""},  // a source that means nothing
+        {"8:81 / /home rw - ext4 /dev/tsdf1 rw", "g"},
+        {"8:81 / /", "g"},
+    };
+    for (const auto &[mount, disks] : rows) {
+        // what was mounted there before is not seen any more
+        tree.mounts(std::string("1 1 8:97 / / rw - ext4 x rw\n24 1 ") + mount + "\n");
+        EXPECT_EQ(tree.systemdisks(), disks) << mount;
+    }
+    // On this very system: the disks, if any, are named as the list names them.
+    std::vector<std::string> volumes;
     std::vector<std::string> paths;
     ASSERT_TRUE(nativebackend().listdisks(paths).ok());
-    const Status status = nativebackend().systemvolume(volume);
-    EXPECT_EQ(status.ok(), !volume.empty());
+    const Status status = nativebackend().systemvolumes(volumes);
+    EXPECT_EQ(status.ok(), !volumes.empty());
     for (const std::string &path : paths) {
-        if (path.substr(0, path.find('#')) == volume.substr(0, volume.find('#'))) {
-            EXPECT_EQ(path, volume);
+        for (const std::string &volume : volumes) {
+            if (path.substr(0, path.find('#')) == volume.substr(0, volume.find('#'))) {
+                EXPECT_EQ(path, volume);
+            }
         }
     }
+}
+
+TEST(Linux, TellsWhoUsesADisk)
+{
+    const LayeredTree tree;
+    EXPECT_EQ(tree.user("tsdf"), "");
+    EXPECT_EQ(tree.user("tsda"), "part of RAID md7");
+    EXPECT_EQ(tree.user("tsdc"), "part of LVM volume vg-data?[2J");
+    EXPECT_EQ(tree.user("md7"), "part of encrypted volume secret");
+    EXPECT_EQ(tree.user("dm-0"), "part of LVM volume dm-1");
+    EXPECT_EQ(tree.user("tsde"), "part of a mounted btrfs file system");
+
+    tree.mounts("30 1 253:1 / /srv rw - ext4 /dev/mapper/x rw\n"
+                "31 1 0:40 / /pool rw - btrfs /dev/tsdd rw\n"
+                "32 1 8:17 / /else rw - ext4 /dev/tsdb1 rw\n"
+                "33 1 259:7 / /media/my\\040disk\\134\\012\\033) rw - vfat /dev/tsdg11 rw\n"
+                "34 1 8:113 / /" +
+                std::string(118, 'm') + "\xE2\x82\xAC rw - ext4 x rw\n");
+    tree.file("proc/swaps", "Filename Type Size Used Priority\n"
+                            "/dev/tsdc1 partition 1 0 -2\n/dev/tsdf1 file 1 0 -3\n");
+    EXPECT_EQ(tree.user("tsda"), "mounted at /srv");
+    EXPECT_EQ(tree.user("tsdb"), "mounted at /srv");
+    EXPECT_EQ(tree.user("tsdc"), "used as swap");
+    EXPECT_EQ(tree.user("tsdd"), "mounted at /pool");
+    EXPECT_EQ(tree.user("tsde"), "mounted at /pool");
+    EXPECT_EQ(tree.user("tsdf"), "");
+    EXPECT_EQ(tree.user("tsdg"), "mounted at /media/my disk\\?\?)");
+    EXPECT_EQ(tree.user("tsdh"), "mounted at /" + std::string(118, 'm') + "...");
+    std::string reason;
+    EXPECT_FALSE(LinuxBackend(tree.folder.path).inuse("/dev/none#a", reason).ok());
+    EXPECT_FALSE(LinuxBackend(tree.folder.path).inuse("", reason).ok());
+}
+
+TEST(Linux, JudgesIdentities)
+{
+    IdentifyData wire{};
+    const std::string model = "AB Disk";
+    for (std::size_t i = 0; i < 40; i++)
+        wire[54 + (i ^ 1)] = static_cast<std::uint8_t>(i < model.size() ? model[i] : ' ');
+    wire[20] = 'x';
+    EXPECT_TRUE(issoundidentity(wire));
+    IdentifyData copy = wire; // with its texts in the order of reading
+    std::copy(model.begin(), model.end(), copy.begin() + 54);
+    copy[54 + model.size()] = ' ';
+    std::swap(copy[20], copy[21]);
+    towireorder(copy);
+    EXPECT_EQ(copy, wire);
+
+    const auto broken = [&wire](std::size_t at, std::uint8_t value) {
+        IdentifyData data = wire;
+        data[at] = value;
+        return !issoundidentity(data);
+    };
+    EXPECT_TRUE(broken(1, 0x80)) << "a packet device";
+    EXPECT_TRUE(broken(60, 0x1B)) << "no text";
+    EXPECT_TRUE(broken(510, 0xA5)) << "a sum that is wrong";
+    EXPECT_FALSE(issoundidentity(IdentifyData{})) << "nothing at all";
 }
 
 TEST(Linux, TakesAFileAsADisk)
@@ -237,6 +371,11 @@ TEST_P(LoopDeviceTest, MeetsRealDamage)
     EXPECT_FALSE(device.drivegeometry(geometry).ok());
     EXPECT_TRUE(device.removable(removable).ok());
     EXPECT_FALSE(removable);
+    std::uint32_t length = 0;
+    EXPECT_TRUE(device.sectorsize(length).ok());
+    EXPECT_EQ(length, sector);
+    std::uint8_t map = 0;
+    EXPECT_FALSE(device.identitymap(map).ok());
 
     // Writes land past every cache, bad neighbours or not.
     auto out = unaligned(400 * sector, 0);
@@ -348,4 +487,73 @@ TEST(Linux, TellsTheSystemOfANewLayout)
     user.reset();
     EXPECT_TRUE(device->updateproperties().ok());
     EXPECT_FALSE(std::filesystem::exists(known));
+}
+
+TEST(Linux, TakesADiskForItself)
+{
+    std::string why;
+    if (!LoopDisk::available(why))
+        GTEST_SKIP() << why;
+    LoopDisk disk({std::uint64_t{64} << 20, 512, {}, {}, "held", true});
+    ASSERT_FALSE(disk.node.empty()) << disk.error;
+    const auto run = [](const std::string &command) {
+        return std::system(("PATH=$PATH:/usr/sbin:/sbin; " + command + " >/dev/null 2>&1").c_str());
+    };
+    const auto find = [&disk] {
+        std::vector<DISKINFO> list;
+        getallhdinfo(list);
+        for (const DISKINFO &info : list) {
+            if (std::string(info.devicepath).starts_with(disk.node + "#"))
+                return info;
+        }
+        return DISKINFO();
+    };
+    const TempFolder folder;
+    const std::string mountpoint = folder / "a b";
+    std::filesystem::create_directory(mountpoint);
+    ASSERT_EQ(run("mke2fs -F -q " + disk.node), 0);
+    const std::string mount = "mount -t ext4 " + disk.node + " '" + mountpoint + "'";
+
+    // As long as one handle of several is open, nobody can mount the disk; each can write.
+    const std::string path = find().devicepath;
+    ASSERT_FALSE(path.empty());
+    EXPECT_STREQ(find().inuse, "");
+    void *first = opendisk(path.c_str());
+    void *second = opendisk(path.c_str());
+    std::vector<char> bytes(512, 'x');
+    for (void *handle : {first, second, first})
+        EXPECT_EQ(device(handle).write(bytes.data(), 512).bytes, 512U);
+    closedisk(first);
+    EXPECT_FALSE(updatepartitiontable(second)) << "the hold itself is not in the way";
+    EXPECT_NE(run("flock --nonblock --shared " + disk.node + " true"), 0);
+    EXPECT_NE(run(mount), 0);
+    closedisk(second);
+    EXPECT_EQ(run("flock --nonblock --shared " + disk.node + " true"), 0);
+
+    // Mounted behind the back: it can be read, but nothing gets through to it.
+    ASSERT_EQ(run("mke2fs -F -q " + disk.node), 0);
+    ASSERT_EQ(run(mount), 0);
+    EXPECT_EQ(std::string(find().inuse), "mounted at " + mountpoint);
+    ASSERT_EQ(run("mount -o remount,ro '" + mountpoint + "'"), 0);
+    const std::string before = disk.medium(0, std::size_t{64} << 20);
+    void *handle = opendisk(path.c_str());
+    ASSERT_NE(handle, invaliddisk);
+    EXPECT_EQ(get_geometry(handle, &g), -1);
+    EXPECT_EQ(readasector(handle, 5, bytes.data()), 0);
+    EXPECT_EQ(writeasector(handle, 5, bytes.data()), 1);
+    EXPECT_EQ(device(handle).lasterror().fault, Fault::busy);
+    std::vector<PART> parts{{63, 16064, 16002, 'p', 0, 0, 0x0C}};
+    firstgoodsector = 0;
+    secondgoodsector = 1;
+    EXPECT_NE(batch_partition(handle, parts), 0);
+    closedisk(handle);
+    g = geom{};
+    EXPECT_EQ(disk.medium(0, std::size_t{64} << 20), before);
+    EXPECT_EQ(run("umount '" + mountpoint + "'"), 0);
+    EXPECT_STREQ(find().inuse, "");
+
+    // Somebody who shows nowhere.
+    const int holder = ::open(disk.node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
+    EXPECT_STREQ(find().inuse, "held by another program");
+    ::close(holder);
 }

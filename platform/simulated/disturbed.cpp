@@ -1,0 +1,171 @@
+#include "platform/simulated/disturbed.h"
+
+#include "platform/decorator.h"
+
+#include <cstring>
+#include <utility>
+
+namespace platform
+{
+
+namespace
+{
+
+/// Asks its backend before each call whether it goes through.
+class DisturbedDevice : public Decorator
+{
+public:
+    DisturbedDevice(std::unique_ptr<Device> decorated, DisturbedBackend &asked)
+        : Decorator(std::move(decorated)), backend(asked)
+    {
+    }
+
+protected:
+    Status doseek(std::uint64_t offset) override
+    {
+        if (const Status status = backend.enter(); !status.ok())
+            return status;
+        position = offset;
+        return inner->seek(offset);
+    }
+
+    Transfer doread(void *buffer, std::size_t bytes) override
+    {
+        bool cut = false;
+        if (const Status status = backend.enter(true, &cut); !status.ok())
+            return {status, 0};
+        std::vector<char> whole(bytes);
+        Transfer transfer = inner->read(whole.data(), bytes);
+        if (cut)
+            transfer.bytes /= 2;
+        if (transfer.bytes > 0)
+            std::memcpy(buffer, whole.data(), transfer.bytes);
+        return moved(transfer);
+    }
+
+    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    {
+        bool cut = false;
+        if (const Status status = backend.enter(true, &cut); !status.ok())
+            return {status, 0};
+        if (!cut)
+            return moved(inner->write(buffer, bytes));
+        const std::size_t landing = bytes / 2 / backend.bytespersector * backend.bytespersector;
+        Transfer transfer = inner->write(buffer, landing);
+        if (transfer.status.ok())
+            transfer.bytes = bytes / 2;
+        return moved(transfer);
+    }
+
+    Status doflush() override
+    {
+        return then([this] { return inner->flush(); });
+    }
+    Status dopartitionlength(std::uint64_t &bytes) override
+    {
+        return then([&] { return inner->partitionlength(bytes); });
+    }
+    Status dodrivegeometry(DriveGeometry &geometry) override
+    {
+        return then([&] { return inner->drivegeometry(geometry); });
+    }
+    Status dofilesize(std::uint64_t &bytes) override
+    {
+        return then([&] { return inner->filesize(bytes); });
+    }
+    Status dofilesizelow(std::uint32_t &bytes) override
+    {
+        return then([&] { return inner->filesizelow(bytes); });
+    }
+    Status dosectorsize(std::uint32_t &bytes) override
+    {
+        return then([&] { return inner->sectorsize(bytes); });
+    }
+    Status doidentitymap(std::uint8_t &map) override
+    {
+        return then([&] { return inner->identitymap(map); });
+    }
+    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override
+    {
+        return then([&] { return inner->identify(command, data); });
+    }
+    Status doremovable(bool &answer) override
+    {
+        return then([&] { return inner->removable(answer); });
+    }
+    Status doupdateproperties() override
+    {
+        return then([this] { return inner->updateproperties(); });
+    }
+
+private:
+    template <class Call> Status then(const Call &call)
+    {
+        const Status status = backend.enter();
+        return status.ok() ? call() : status;
+    }
+
+    /// The device behind may have moved further than is told.
+    Transfer moved(const Transfer &transfer)
+    {
+        position += transfer.bytes;
+        inner->seek(position);
+        return transfer;
+    }
+
+    DisturbedBackend &backend;
+    std::uint64_t position = 0;
+};
+
+} // namespace
+
+Status DisturbedBackend::enter(bool transfer, bool *cut)
+{
+    const std::uint64_t number = calls.size();
+    calls.push_back(transfer);
+    switch (disturbance) {
+    case Disturbance::fail:
+        return {number == victim ? Fault::medium : Fault::none, 0};
+    case Disturbance::gone:
+        return {number >= victim ? Fault::gone : Fault::none, 0};
+    case Disturbance::cut:
+        if (cut != nullptr)
+            *cut = number == victim;
+        break;
+    case Disturbance::none:
+        break;
+    }
+    return {};
+}
+
+Status DisturbedBackend::systemvolumes(std::vector<std::string> &paths)
+{
+    const Status status = enter();
+    return status.ok() ? inner.systemvolumes(paths) : status;
+}
+
+Status DisturbedBackend::listdisks(std::vector<std::string> &paths)
+{
+    const Status status = enter();
+    return status.ok() ? inner.listdisks(paths) : status;
+}
+
+std::unique_ptr<Device> DisturbedBackend::open(const std::string &path, Access access,
+                                               Status &status)
+{
+    status = enter();
+    if (!status.ok())
+        return nullptr;
+    std::unique_ptr<Device> device = inner.open(path, access, status);
+    if (device == nullptr)
+        return nullptr;
+    return std::make_unique<DisturbedDevice>(std::move(device), *this);
+}
+
+Status DisturbedBackend::inuse(const std::string &path, std::string &reason)
+{
+    const Status status = enter();
+    return status.ok() ? inner.inuse(path, reason) : status;
+}
+
+} // namespace platform

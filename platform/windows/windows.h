@@ -1,0 +1,15 @@
+#pragma once
+
+// The system's headers, in the one order and with the one set of switches that they need.
+
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+
+// clang-format off
+#include <windows.h>
+#include <winioctl.h>
+// clang-format on

@@ -1,0 +1,79 @@
+#include "platform/windows/windowsbackend.h"
+
+#include "platform/readahead.h"
+#include "platform/windows/faults.h"
+#include "platform/windows/windowsdevice.h"
+
+#include <array>
+#include <cstddef>
+
+#include <setupapi.h>
+
+namespace platform
+{
+
+namespace
+{
+
+constexpr GUID diskinterface{
+    0x53F56307, 0xB6BF, 0x11D0, {0x94, 0xF2, 0x00, 0xA0, 0xC9, 0x1E, 0xFB, 0x8B}};
+constexpr DWORD presentinterfaces = DIGCF_PRESENT | DIGCF_DEVICEINTERFACE;
+static_assert(presentinterfaces == 0x12);
+
+// Both records name their own length to the system, which knows them by it: the first grows with
+// the pointer in it (28 or 32), the other, packed to bytes on 32-bit systems alone, with the
+// padding behind its one character of path (5 or 8).
+static_assert(sizeof(SP_DEVICE_INTERFACE_DATA) == (sizeof(void *) == 4 ? 28 : 32));
+static_assert(sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_A) == (sizeof(void *) == 4 ? 5 : 8));
+static_assert(offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) == 4);
+
+} // namespace
+
+Status WindowsBackend::systemvolumes(std::vector<std::string> &paths)
+{
+    std::array<char, 1024> folder{};
+    const UINT length = ::GetSystemDirectoryA(folder.data(), static_cast<UINT>(folder.size()));
+    if (length == 0 || length >= folder.size())
+        return lastfailure();
+    paths.push_back(std::string("\\\\.\\") + folder[0] + ":");
+    return {};
+}
+
+Status WindowsBackend::listdisks(std::vector<std::string> &paths)
+{
+    const HDEVINFO set =
+        ::SetupDiGetClassDevsA(&diskinterface, nullptr, nullptr, presentinterfaces);
+    if (set == INVALID_HANDLE_VALUE)
+        return lastfailure();
+    for (DWORD member = 0;; member++) {
+        SP_DEVICE_INTERFACE_DATA found{};
+        found.cbSize = sizeof found;
+        if (!::SetupDiEnumDeviceInterfaces(set, nullptr, &diskinterface, member, &found))
+            break;
+        alignas(SP_DEVICE_INTERFACE_DETAIL_DATA_A) std::array<char, 4096> buffer{};
+        auto *detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A *>(buffer.data());
+        detail->cbSize = sizeof *detail;
+        if (!::SetupDiGetDeviceInterfaceDetailA(
+                set, &found, detail, static_cast<DWORD>(buffer.size()), nullptr, nullptr))
+            break;
+        paths.emplace_back(detail->DevicePath);
+    }
+    ::SetupDiDestroyDeviceInfoList(set);
+    return {};
+}
+
+std::unique_ptr<Device> WindowsBackend::open(const std::string &path, Access access, Status &status)
+{
+    auto device = WindowsDevice::open(path, access, status);
+    if (!device)
+        return nullptr;
+    return std::make_unique<ReadAhead>(std::move(device));
+}
+
+Backend &nativebackend()
+{
+    static WindowsBackend native;
+    return native;
+}
+
+} // namespace platform

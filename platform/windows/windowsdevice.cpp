@@ -1,0 +1,211 @@
+#include "platform/windows/windowsdevice.h"
+
+#include "platform/windows/faults.h"
+#include "platform/windows/records.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace platform
+{
+
+namespace
+{
+
+/// A call moves at most so many bytes: its count has 32 bits, and this is whole sectors of any
+/// length.
+constexpr std::size_t mostbytes = std::size_t{1} << 30;
+
+} // namespace
+
+std::unique_ptr<Device> WindowsDevice::open(const std::string &path, Access access, Status &status)
+{
+    const bool writing = access == Access::readwrite;
+    const HANDLE handle =
+        ::CreateFileA(path.c_str(), writing ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
+                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                      writing ? 0 : FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        status = lastfailure();
+        return nullptr;
+    }
+    return std::unique_ptr<Device>(new WindowsDevice(handle));
+}
+
+WindowsDevice::~WindowsDevice()
+{
+    ::CloseHandle(handle);
+}
+
+Status WindowsDevice::doseek(std::uint64_t offset)
+{
+    LARGE_INTEGER distance;
+    distance.QuadPart = static_cast<LONGLONG>(offset);
+    return ::SetFilePointerEx(handle, distance, nullptr, FILE_BEGIN) ? Status{} : lastfailure();
+}
+
+Transfer WindowsDevice::doread(void *buffer, std::size_t bytes)
+{
+    Transfer transfer;
+    while (transfer.bytes < bytes) {
+        DWORD came = 0;
+        const auto piece = static_cast<DWORD>(std::min(bytes - transfer.bytes, mostbytes));
+        const BOOL good =
+            ::ReadFile(handle, static_cast<char *>(buffer) + transfer.bytes, piece, &came, nullptr);
+        if (!good)
+            transfer.status = transferfailure();
+        transfer.bytes += came;
+        if (!good || came < piece)
+            break;
+    }
+    return transfer;
+}
+
+Transfer WindowsDevice::dowrite(const void *buffer, std::size_t bytes)
+{
+    Transfer transfer;
+    while (transfer.bytes < bytes) {
+        DWORD went = 0;
+        const auto piece = static_cast<DWORD>(std::min(bytes - transfer.bytes, mostbytes));
+        const BOOL good = ::WriteFile(handle, static_cast<const char *>(buffer) + transfer.bytes,
+                                      piece, &went, nullptr);
+        if (!good)
+            transfer.status = transferfailure();
+        transfer.bytes += went;
+        if (!good || went < piece)
+            break;
+    }
+    return transfer;
+}
+
+Status WindowsDevice::doflush()
+{
+    if (::FlushFileBuffers(handle))
+        return {};
+    const Status status = lastfailure();
+    // a drive without a cache of its own has nothing to hand on
+    return status.fault == Fault::unsupported ? Status{} : status;
+}
+
+Status WindowsDevice::transferfailure()
+{
+    const Status status = lastfailure();
+    std::uint64_t length = 0;
+    if ((status.fault == Fault::medium || status.fault == Fault::other) &&
+        dopartitionlength(length).fault == Fault::gone)
+        return {Fault::gone, status.code};
+    return status;
+}
+
+Status WindowsDevice::request(DWORD code, void *in, std::size_t insize, void *out,
+                              std::size_t outsize, std::size_t least)
+{
+    DWORD returned = 0;
+    if (!::DeviceIoControl(handle, code, in, static_cast<DWORD>(insize), out,
+                           static_cast<DWORD>(outsize), &returned, nullptr))
+        return lastfailure();
+    return returned < least ? Status{Fault::other, ERROR_BAD_LENGTH} : Status{};
+}
+
+Status WindowsDevice::dopartitionlength(std::uint64_t &bytes)
+{
+    PARTITION_INFORMATION answer{};
+    const Status status = request(IOCTL_DISK_GET_PARTITION_INFO, &answer, sizeof answer, &answer,
+                                  sizeof answer, sizeof answer);
+    if (status.ok())
+        bytes = static_cast<std::uint64_t>(answer.PartitionLength.QuadPart);
+    return status;
+}
+
+Status WindowsDevice::dodrivegeometry(DriveGeometry &geometry)
+{
+    DISK_GEOMETRY answer{};
+    const Status status =
+        request(IOCTL_DISK_GET_DRIVE_GEOMETRY, nullptr, 0, &answer, sizeof answer, sizeof answer);
+    if (status.ok())
+        geometry = {static_cast<std::uint64_t>(answer.Cylinders.QuadPart), answer.TracksPerCylinder,
+                    answer.SectorsPerTrack, answer.BytesPerSector};
+    return status;
+}
+
+Status WindowsDevice::dofilesize(std::uint64_t &bytes)
+{
+    LARGE_INTEGER size;
+    if (!::GetFileSizeEx(handle, &size))
+        return lastfailure();
+    bytes = static_cast<std::uint64_t>(size.QuadPart);
+    return {};
+}
+
+Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
+{
+    const DWORD low = ::GetFileSize(handle, nullptr);
+    if (low == INVALID_FILE_SIZE)
+        return lastfailure();
+    bytes = low;
+    return {};
+}
+
+Status WindowsDevice::dosectorsize(std::uint32_t &bytes)
+{
+    // may be of use also where the other fields make no geometry
+    DriveGeometry geometry;
+    const Status status = dodrivegeometry(geometry);
+    if (status.ok())
+        bytes = geometry.bytespersector;
+    return status;
+}
+
+Status WindowsDevice::doidentitymap(std::uint8_t &map)
+{
+    GETVERSIONINPARAMS answer{};
+    const Status status =
+        request(SMART_GET_VERSION, nullptr, 0, &answer, sizeof answer, sizeof answer);
+    if (status.ok())
+        map = answer.bIDEDeviceMap;
+    return status;
+}
+
+Status WindowsDevice::doidentify(const IdentifyCommand &command, IdentifyData &data)
+{
+    static_assert(std::tuple_size_v<IdentifyData> == records::identitysize);
+    SENDCMDINPARAMS wanted{};
+    wanted.irDriveRegs.bSectorCountReg = 1;
+    wanted.irDriveRegs.bSectorNumberReg = 1;
+    wanted.irDriveRegs.bDriveHeadReg = command.drivehead;
+    wanted.irDriveRegs.bCommandReg = command.command;
+    wanted.bDriveNumber = command.drive;
+    alignas(SENDCMDOUTPARAMS) std::array<std::uint8_t, records::identifyanswersize> answer{};
+    const Status status = request(SMART_RCV_DRIVE_DATA, &wanted, records::identifyrequestsize,
+                                  answer.data(), answer.size(), answer.size());
+    if (status.ok())
+        std::memcpy(data.data(), answer.data() + records::identityoffset, data.size());
+    return status;
+}
+
+Status WindowsDevice::doremovable(bool &answer)
+{
+    STORAGE_PROPERTY_QUERY query{};
+    query.PropertyId = StorageDeviceProperty;
+    query.QueryType = PropertyStandardQuery;
+    alignas(STORAGE_DEVICE_DESCRIPTOR) std::array<std::uint8_t, records::descriptorsize> bytes{};
+    const Status status =
+        request(IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, bytes.data(), bytes.size(),
+                offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia) + 1);
+    if (status.ok())
+        answer = bytes[offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia)] != 0;
+    return status;
+}
+
+Status WindowsDevice::doupdateproperties()
+{
+    const Status status = request(IOCTL_DISK_UPDATE_PROPERTIES, nullptr, 0, nullptr, 0, 0);
+    // A file taken as a disk has no layout that the system reads: there is nobody to tell.
+    BY_HANDLE_FILE_INFORMATION info;
+    if (status.fault == Fault::unsupported && ::GetFileInformationByHandle(handle, &info))
+        return {};
+    return status;
+}
+
+} // namespace platform

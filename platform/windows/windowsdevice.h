@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/platform.h"
+#include "platform/windows/windows.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace platform
+{
+
+/// An open disk or volume.
+///
+/// The handle is a plain one. What answers the transfers of a whole disk is the raw file system,
+/// which keeps no cache and therefore wants whole sectors: each read reaches the drive.
+/// `FILE_FLAG_NO_BUFFERING` would add nothing to that but rules for the caller's memory.
+class WindowsDevice : public Device
+{
+public:
+    /// Opens `path`; null on failure, with the reason in `status`.
+    static std::unique_ptr<Device> open(const std::string &path, Access access, Status &status);
+    ~WindowsDevice() override;
+
+protected:
+    Status doseek(std::uint64_t offset) override;
+    Transfer doread(void *buffer, std::size_t bytes) override;
+    Transfer dowrite(const void *buffer, std::size_t bytes) override;
+    Status doflush() override;
+    Status dopartitionlength(std::uint64_t &bytes) override;
+    Status dodrivegeometry(DriveGeometry &geometry) override;
+    Status dofilesize(std::uint64_t &bytes) override;
+    Status dofilesizelow(std::uint32_t &bytes) override;
+    Status dosectorsize(std::uint32_t &bytes) override;
+    Status doidentitymap(std::uint8_t &map) override;
+    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
+    Status doremovable(bool &answer) override;
+    Status doupdateproperties() override;
+
+private:
+    explicit WindowsDevice(HANDLE opened) : handle(opened) {}
+
+    /// Sends a request. An answer of fewer than `least` bytes is a failure.
+    Status request(DWORD code, void *in, std::size_t insize, void *out, std::size_t outsize,
+                   std::size_t least);
+    /// The failure of the transfer just made: one of the medium, or that the disk is gone.
+    Status transferfailure();
+
+    HANDLE handle;
+};
+
+} // namespace platform
