@@ -30,20 +30,28 @@ static QString reportline(const EXTPART &entry, const geom &geometry)
              QString(getsystypename(entry.systype)), entry.bootflag ? "Active" : "Inactive");
 }
 
+bool indiskorder(const std::vector<EXTPART> &entries)
+{
+    std::uint64_t topmark = 0;
+    std::uint64_t logicalmark = 0;
+    for (const EXTPART &entry : entries) {
+        std::uint64_t &mark = entry.kind == 'l' ? logicalmark : topmark;
+        if (entry.start < mark)
+            return false;
+        mark = entry.start;
+    }
+    return true;
+}
+
 PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry)
 {
     PARTRESULT result;
-    std::uint64_t topmark = 0;
-    std::uint64_t logicalmark = 0;
     for (const EXTPART &entry : entries) {
         result.report += reportline(entry, geometry);
         (entry.kind == 'p'   ? result.primarycount
          : entry.kind == 'e' ? result.extendedcount
                              : result.logicalcount)++;
-        std::uint64_t &mark = entry.kind == 'l' ? logicalmark : topmark;
-        if (entry.start < mark)
-            result.indiskorder = false;
-        mark = entry.start;
     }
+    result.indiskorder = indiskorder(entries);
     return result;
 }

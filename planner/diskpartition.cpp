@@ -1,5 +1,6 @@
 #include "planner/diskpartition.h"
 
+#include "planner/plannote.h"
 #include "planner/strategyinfo.h"
 #include "scan/diskscanpage.h"
 #include "views/graphicsscene.h"
@@ -9,16 +10,18 @@
 #include "views/parttreemodel.h"
 #include "wizard/dpwizard.h"
 #include "wizard/nextbutton.h"
+#include "wizard/plainbox.h"
 
 #include <QAction>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
-#include <QMessageBox>
 #include <QPixmap>
 #include <QPushButton>
 #include <QScopedValueRollback>
+#include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <QWizard>
@@ -151,6 +154,13 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     treelayout->addWidget(treeview);
     treelayout->addLayout(buttonslayout);
     pagelayout->addLayout(treelayout, 1);
+    plannote = new QLabel;
+    plannote->setTextFormat(Qt::PlainText);
+    // however long the note is, it takes one line of the window and its room stays the same
+    plannote->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    plannote->setMinimumHeight(plannote->fontMetrics().height());
+    pagelayout->addWidget(plannote);
+    followplan();
     connect(deletebutton, &QPushButton::clicked, this, &DiskPartition::ondelPartTreeNode);
     connect(upbutton, &QPushButton::clicked, this, &DiskPartition::onupPartTreeNode);
     connect(downbutton, &QPushButton::clicked, this, &DiskPartition::ondownPartTreeNode);
@@ -162,6 +172,9 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
                               upbutton,    downbutton,  deletebutton};
     for (int i = 1; i < 6; i++)
         setTabOrder(order[i - 1], order[i]);
+    for (QWidget *watched : {static_cast<QWidget *>(strategybox), static_cast<QWidget *>(treeview),
+                             static_cast<QWidget *>(diagramview), static_cast<QWidget *>(plannote)})
+        watched->installEventFilter(this);
     setFocusPolicy(Qt::ClickFocus);
 }
 
@@ -223,8 +236,44 @@ void DiskPartition::cleanupPage()
     nextbutton::writetoscan(wiz);
 }
 
+bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == plannote) {
+        if (event->type() == QEvent::Resize)
+            showplannote();
+    } else if (event->type() == QEvent::KeyPress) {
+        const int key = static_cast<QKeyEvent *>(event)->key();
+        // an editor in the list has had the key by now
+        if (key == Qt::Key_Return || key == Qt::Key_Enter)
+            return true;
+    }
+    return QWizardPage::eventFilter(watched, event);
+}
+
+void DiskPartition::followplan()
+{
+    // An operation tells of its changes one by one, with the plan half done in between.
+    auto *later = new QTimer(this);
+    later->setSingleShot(true);
+    later->setInterval(0);
+    connect(later, &QTimer::timeout, this, &DiskPartition::showplannote);
+    const auto start = qOverload<>(&QTimer::start);
+    connect(treemodel, &QAbstractItemModel::rowsInserted, later, start);
+    connect(treemodel, &QAbstractItemModel::rowsRemoved, later, start);
+    connect(treemodel, &QAbstractItemModel::rowsMoved, later, start);
+    connect(treemodel, &QAbstractItemModel::dataChanged, later, start);
+    connect(treemodel, &QAbstractItemModel::modelReset, later, start);
+}
+
+void DiskPartition::showplannote()
+{
+    const QString note = ::plannote(treemodel->getallparts(), segs);
+    plannote->setToolTip(note);
+    plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
+}
+
 bool DiskPartition::refuse(const QString &text)
 {
-    QMessageBox::warning(this, "error", text, QMessageBox::Ok);
+    plainbox(this, QMessageBox::Warning, "error", text);
     return false;
 }

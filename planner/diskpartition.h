@@ -46,6 +46,9 @@ public:
     void keyPressEvent(QKeyEvent *event) override;
     void initializePage() override;
     void cleanupPage() override;
+    /// Return and Enter on the diagram, the list and the strategy box end there: left to the
+    /// dialog they would press Next, which writes to the disk at once.
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
     // diskpartition.cpp: the page
     /// Empties `segs` and everything made from it.
@@ -115,6 +118,7 @@ public:
     QPushButton *deletebutton;
     QVBoxLayout *buttonslayout;
     QHBoxLayout *treelayout;
+    QLabel *plannote; ///< a line about the plan under its list; the tool tip has it whole
 
 public slots:
     // insertion.cpp
@@ -163,6 +167,10 @@ private:
     void boundschanged(EXTPART *part);
     /// `QMessageBox::warning` with the title "error" and Ok; always false.
     bool refuse(const QString &text);
+
+    /// Has the note follow the plan, once the operation in hand is through.
+    void followplan();
+    void showplannote();
 
     /// Whether a selection in the tree or the diagram is carried over to the other one. Off while
     /// it is being carried over, so that nothing comes back, and while rows or items vanish.

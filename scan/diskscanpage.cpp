@@ -6,14 +6,15 @@
 #include "scan/scanplan.h"
 #include "wizard/dpwizard.h"
 #include "wizard/geomdlg.h"
+#include "wizard/indicators.h"
 #include "wizard/nextbutton.h"
+#include "wizard/plainbox.h"
 #include "wizard/selectdiskpage.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QProgressDialog>
 #include <QVBoxLayout>
 
@@ -56,6 +57,7 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
     infolabel->setWordWrap(true);
     writetestbox =
         new QCheckBox("write test(write data to disk and read them, very time-consuming)");
+    keepindicatorvisible(writetestbox);
     connect(writetestbox, &QCheckBox::stateChanged, this, &DiskScanPage::writeteststatechanged);
 
     pagelayout = new QVBoxLayout(this);
@@ -211,7 +213,7 @@ void DiskScanPage::askgeometry()
 
 void DiskScanPage::refuse(const QString &text)
 {
-    QMessageBox::warning(this, "error", text, QMessageBox::Ok);
+    plainbox(this, QMessageBox::Warning, "error", text);
 }
 
 bool DiskScanPage::hasplan()

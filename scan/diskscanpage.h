@@ -1,10 +1,14 @@
 #pragma once
 
 #include "core/tlcore.h"
+#include "platform/awake.h"
+#include "scan/scanspeed.h"
 
+#include <QElapsedTimer>
 #include <QWizardPage>
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -97,7 +101,7 @@ private:
     void startrun(int first);
     /// Stops the ticks and closes `datafile` and `diskhandle`.
     void stoprun();
-    /// Appends the record of segment `curseg`; false if it is not wholly on the medium.
+    /// Appends the record of segment `curseg`; false if it, or one before it, can't be kept.
     bool writerecord();
     /// Consolidates the marks of a complete run and leaves the page.
     void finishrun();
@@ -110,8 +114,12 @@ private:
     void resume(int first, bool ragged, unsigned long long wholebytes);
     void reuse();
 
+    std::unique_ptr<platform::StayAwake> awake; ///< during a run only
+    ScanSpeed speed;                            ///< of the run in hand, for its dialog's title
     bool running = false;    ///< a run is in hand, its ticks going or held while a box stands
     bool closed = false;     ///< the window was closed since the work in hand began
+    int keptrecords = 0;     ///< records that stay in the scan file if no more can be kept
+    QElapsedTimer sincekept; ///< since the scan file was last on the medium as a whole
     bool savefailed = false; ///< this run's records could not be written to the scan file
     bool diskgone = false;   ///< the last boundary range failed because the disk is gone
 };

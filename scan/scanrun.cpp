@@ -2,21 +2,26 @@
 
 #include "platform/plainfile.h"
 #include "scan/consolidation.h"
+#include "wizard/plainbox.h"
 
-#include <QMessageBox>
 #include <QProgressDialog>
 #include <QTimer>
 
 #include <array>
+#include <utility>
 
 namespace
 {
 
+// Every record goes to the system at once, where a crash of the program does it no harm. What a
+// power cut may take is so many milliseconds of the scan at most: to wait for the medium behind
+// each record would cost a small disk more time than its test.
+constexpr qint64 keepinterval = 1000;
+
 template <std::size_t size>
 bool writewhole(std::FILE *file, const std::array<std::uint8_t, size> &image)
 {
-    return std::fwrite(image.data(), 1, size, file) == size && std::fflush(file) == 0 &&
-           platform::syncplainfile(file);
+    return std::fwrite(image.data(), 1, size, file) == size && std::fflush(file) == 0;
 }
 
 } // namespace
@@ -31,7 +36,7 @@ void DiskScanPage::beginscan()
         refuse("Can not open bin data file to write.");
         return;
     }
-    if (!writewhole(datafile, encodegeom(diskgeom))) {
+    if (!writewhole(datafile, encodegeom(diskgeom)) || !platform::syncplainfile(datafile)) {
         stoprun();
         offerprev(0);
         refuse("Can not open bin data file to write.");
@@ -50,8 +55,11 @@ void DiskScanPage::beginscan()
 void DiskScanPage::startrun(int first)
 {
     curseg = first;
+    keptrecords = first;
+    sincekept.start();
     savefailed = false;
     running = true;
+    awake = std::make_unique<platform::StayAwake>("Scanning a disk for bad sectors");
 
     delete scanprogress;
     delete scantimer;
@@ -60,6 +68,9 @@ void DiskScanPage::startrun(int first)
     scanprogress->setAttribute(Qt::WA_QuitOnClose, false);
     connect(scanprogress, &QProgressDialog::canceled, this, &DiskScanPage::scancanceled);
     connect(scanprogress, &QDialog::rejected, this, &DiskScanPage::scancanceled);
+    speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
+                      segs[first].start * diskgeom.bytespercyl);
+    scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     scantimer = new QTimer(this);
     connect(scantimer, &QTimer::timeout, this, &DiskScanPage::scan);
     scantimer->start(0);
@@ -69,10 +80,13 @@ void DiskScanPage::startrun(int first)
 void DiskScanPage::stoprun()
 {
     running = false;
+    awake.reset();
     if (scantimer)
         scantimer->stop();
-    if (datafile)
+    if (datafile) {
+        platform::syncplainfile(datafile);
         std::fclose(datafile);
+    }
     datafile = nullptr;
     closedisk(diskhandle);
     diskhandle = invaliddisk;
@@ -84,9 +98,12 @@ void DiskScanPage::scan()
         return;
     scanprogress->setValue(curseg);
     SEG &seg = segs[curseg];
-    if (testfunc(diskhandle, seg.firstsector(diskgeom.sectorspercyl),
-                 seg.lastsector(diskgeom.sectorspercyl),
-                 static_cast<int>(diskgeom.bytespersector)) != 0) {
+    QElapsedTimer clock;
+    clock.start();
+    const bool isbad = testfunc(diskhandle, seg.firstsector(diskgeom.sectorspercyl),
+                                seg.lastsector(diskgeom.sectorspercyl),
+                                static_cast<int>(diskgeom.bytespersector)) != 0;
+    if (isbad) {
         if (!diskpresent(diskhandle)) {
             scancanceled();
             refusegone();
@@ -96,13 +113,18 @@ void DiskScanPage::scan()
     }
     const bool written = savefailed || writerecord();
     ++curseg;
+    // here, since the title shows only once the events have their turn
+    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl,
+              static_cast<double>(clock.nsecsElapsed()) / 1e9, isbad);
+    scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     if (!written) {
         // Record n is segment n, so nothing can follow a record that is missing. What stands in
         // front of it stays good for a later resume.
         savefailed = true;
         std::fclose(datafile);
         datafile = nullptr;
-        platform::cutplainfile(filename, geomsize + segsize * (curseg - 1ULL));
+        platform::cutplainfile(filename,
+                               geomsize + segsize * static_cast<std::uint64_t>(keptrecords));
         scantimer->stop();
         refuse(QString("Can not write the scan result to file %1. The scan goes on, but its result "
                        "will not be saved.")
@@ -117,16 +139,30 @@ void DiskScanPage::scan()
 
 bool DiskScanPage::writerecord()
 {
-    return std::fseek(datafile, 0, SEEK_END) == 0 && writewhole(datafile, encodeseg(segs[curseg]));
+    if (std::fseek(datafile, 0, SEEK_END) != 0 || !writewhole(datafile, encodeseg(segs[curseg]))) {
+        // those before it the system took
+        keptrecords = curseg;
+        return false;
+    }
+    if (curseg + 1 < segnum && sincekept.elapsed() < keepinterval)
+        return true;
+    if (!platform::syncplainfile(datafile))
+        return false;
+    keptrecords = curseg + 1;
+    sincekept.start();
+    return true;
 }
 
 void DiskScanPage::finishrun()
 {
+    // the boundaries are still to be read
+    auto stillawake = std::move(awake);
     stoprun();
     addprotect(segs, segnum);
     std::vector<SEG> list;
     integratesegs(segs, segnum, list);
     const int moves = hasbad(list) ? fixsegs(list, 0) : 0;
+    stillawake.reset();
     if (closed)
         return;
     if (moves < 0) {
@@ -138,13 +174,12 @@ void DiskScanPage::finishrun()
     scanprogress->setValue(segnum);
     offerprev(savefailed ? 0 : 1);
     if (!savefailed) {
-        QMessageBox::information(
-            this, "Hint",
+        plainbox(
+            this, QMessageBox::Information, "Hint",
             tr("Scan completed. The scan result is saved in file %1. You may backup the file to "
                "use in the future. The scan result will also be saved in the scanned disk at the "
                "last step automatically and used when the file is missing.")
-                .arg(filename),
-            QMessageBox::Ok);
+                .arg(filename));
     }
     if (!closed)
         leave();

@@ -3,6 +3,7 @@
 #include "planner/diskpartition.h"
 #include "views/partitem.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace
@@ -149,7 +150,9 @@ bool PartTreeModel::removeRows(int row, int count, const QModelIndex &parent)
 
 void PartTreeModel::insertnode(PartTreeNode *parent, PartTreeNode *node, int sorted)
 {
-    int row = sorted ? 0 : parent->childCount();
+    // Most come in disk order, and need no search among thousands.
+    const bool islast = parent == extendnode && node->part->start >= laststart;
+    int row = sorted && !islast ? 0 : parent->childCount();
     while (row < parent->childCount() && parent->child(row)->part->start <= node->part->start)
         row++;
     beginInsertRows(indexof(parent), row, row);
@@ -175,7 +178,11 @@ void PartTreeModel::addpart(EXTPART *part, int sorted)
         insertnode(rootnode, extendnode, sorted);
     }
     insertnode(extendnode, new PartTreeNode(part), sorted);
-    updateextend();
+    // The others are as they were.
+    extendsize += part->size;
+    laststart = std::max(laststart, part->start);
+    if (followends())
+        tellextendchanged();
     if (!sorted)
         return;
     // The entry itself ends the search, so it can only move up.
@@ -254,11 +261,19 @@ void PartTreeModel::updateextend()
 bool PartTreeModel::followchildren()
 {
     extendsize = 0;
+    laststart = 0;
     if (!extendnode)
         return false;
-    const int count = extendnode->childCount();
-    for (int row = 0; row < count; row++)
+    for (int row = 0; row < extendnode->childCount(); row++) {
         extendsize += extendnode->child(row)->part->size;
+        laststart = std::max(laststart, extendnode->child(row)->part->start);
+    }
+    return followends();
+}
+
+bool PartTreeModel::followends()
+{
+    const int count = extendnode->childCount();
     const std::uint64_t start = count ? extendnode->child(0)->part->start : 0;
     const std::uint64_t stop = count ? extendnode->child(count - 1)->part->stop : 0;
     if (extendpart->start == start && extendpart->stop == stop && extendpart->size == extendsize)
@@ -280,6 +295,7 @@ void PartTreeModel::dropextend()
     extendpart = nullptr;
     extendnode = nullptr;
     extendsize = 0;
+    laststart = 0;
 }
 
 std::vector<EXTPART> PartTreeModel::getallparts() const

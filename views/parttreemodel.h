@@ -77,7 +77,11 @@ private:
     /// Takes the children's bounds over into the extended entry, without telling the views: true
     /// if its values changed.
     bool followchildren();
+    /// The same where `extendsize` is in step already.
+    bool followends();
     void tellextendchanged();
     /// Forgets the extended entry, whose node is gone.
     void dropextend();
+
+    std::uint64_t laststart = 0; ///< the highest `start` among the logical disks
 };

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+/// What a running scan tells about itself. It has no clock; whoever runs the scan hands in how long
+/// each segment took.
+///
+/// Healthy and damaged segments are kept apart: the first ones' time is a matter of the disk's
+/// rate, the others' of the drive's own retries, and one of those may cost as much as a hundred of
+/// these.
+class ScanSpeed
+{
+public:
+    ScanSpeed() = default;
+    /// A run over a plan of `totalbytes` bytes of which earlier runs have done `donebytes`. Those
+    /// count as done, and for nothing else.
+    ScanSpeed(std::uint64_t totalbytes, std::uint64_t donebytes);
+
+    /// A segment of `bytes` bytes was tested in `seconds`, and found damaged or not.
+    void add(std::uint64_t bytes, double seconds, bool bad);
+
+    /// Bytes a second in healthy segments of late; nothing before there was one.
+    [[nodiscard]] std::optional<double> speed() const;
+    /// Seconds that the rest may take, damage included as it came up so far; nothing in the first
+    /// seconds, and before there was a healthy segment.
+    [[nodiscard]] std::optional<double> secondsleft() const;
+    /// "41 % done, 3 bad segments, 92.4 MB/s, about 2 h 10 min left", as far as it is known.
+    [[nodiscard]] std::string text() const;
+
+private:
+    std::uint64_t total = 0;  ///< bytes of the plan
+    std::uint64_t done = 0;   ///< of these, tested by this run or an earlier one
+    std::uint64_t tested = 0; ///< of these, tested by this run
+    double spent = 0;         ///< seconds of this run
+    int bad = 0;              ///< damaged segments of this run
+    std::uint64_t badbytes = 0;
+    double badseconds = 0;
+    double goodbytes = 0;   ///< of healthy segments, older ones fading out
+    double goodseconds = 0; ///< the same
+};
