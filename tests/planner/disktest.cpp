@@ -1,259 +1,179 @@
-#include "planner/diskpartition.h"
-#include "platform/simulated/simulated.h"
-#include "scan/diskscanpage.h"
-#include "tests/support/dialogs.h"
 #include "tests/support/planchecker.h"
-#include "views/partitem.h"
+#include "tests/support/wizardbench.h"
 #include "views/parttreemodel.h"
-#include "wizard/dpwizard.h"
-#include "wizard/selectdiskpage.h"
 
-#include <QAbstractButton>
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 
 #include <gtest/gtest.h>
 
-using platform::Operation;
+#include <span>
 
-namespace
-{
+using Kind = platform::Operation::Kind;
+
 // A wizard that stands on its planner page, over a simulated disk of 40 cylinders with a raw
-// segment and 32 sectors each, scan skipped.
-class PlannerOnDisk : public testing::Test
+// segment and 32 sectors each, scan skipped, planned in four blocks of ten cylinders.
+class PlannerOnDisk : public testing::Test, protected WizardBench
 {
 protected:
     static constexpr std::uint64_t cylinder = 32; // sectors
 
     void SetUp() override
     {
-        disk = platform::simulateddisk("disk0#disk&ven_a&prod_b&rev_1#1#{c}",
-                                       platform::DriveGeometry{40, 2, 16, 512});
-        backend.disks.push_back(disk);
-        platform::setbackend(&backend);
-        wizard = std::make_unique<DpWizard>();
-        scan = qobject_cast<DiskScanPage *>(wizard->page(wizard->scanpageid));
-        page = qobject_cast<DiskPartition *>(wizard->page(wizard->partitionpageid));
-        qobject_cast<SelectDiskPage *>(wizard->page(wizard->selectdiskid))->selectdisk(0);
-        wizard->restart();
-        wizard->next();
-        scan->skipscan();
-        ASSERT_EQ(wizard->currentPage(), page);
-        ASSERT_EQ(blocktext(*page), "u0-39");
+        openscanpage();
+        scan = scanpage();
+        page = planner();
+        ASSERT_TRUE(click(skip));
+        ASSERT_EQ(blocktext(page->extparts), "u0-39");
+        makeplan(*page, "l0-9 p10-19 l20-29 u30-39", 512, 16, 2);
+        selectblocks(*page, {10});
         disk->recording->clear();
     }
+    void TearDown() override { EXPECT_EQ(count(Kind::open), count(Kind::close)); }
 
-    void TearDown() override
+    std::size_t count(Kind kind) { return disk->recording->count(kind); }
+    // The messages since last asked.
+    std::string told()
     {
-        EXPECT_EQ(count(Operation::Kind::open), count(Operation::Kind::close)) << "open handles";
-        wizard.reset();
-        platform::setbackend(nullptr);
+        const QString text = dialogs.messages().join('|');
+        dialogs.takeseen();
+        return text.toStdString();
     }
+    std::span<SEG> raw() { return {scan->segs, std::size_t(scan->segnum)}; }
 
-    [[nodiscard]] std::size_t count(Operation::Kind kind) const
-    {
-        return disk->recording->count(kind);
-    }
-
-    // The raw marks, a letter each, and the consolidated list's length.
-    [[nodiscard]] std::string marks() const
-    {
-        std::string text;
-        for (int i = 0; i < scan->segnum; i++)
-            text += scan->segs[i].isbad ? 'B' : '.';
-        return text + std::to_string(scan->intsegs.size());
-    }
-
-    // A plan of four blocks of ten cylinders: a logical disk, a primary, a logical disk, free.
-    void planfour()
-    {
-        selectblocks(*page, {0});
-        page->split4part();
-        for (const std::uint64_t start : {0, 20}) {
-            selectblocks(*page, {start});
-            page->addld();
-        }
-        selectblocks(*page, {10});
-        page->addpp();
-    }
-
-    void pressnext() { wizard->button(QWizard::NextButton)->click(); }
-
-    platform::SimulatedBackend backend;
-    std::shared_ptr<platform::SimulatedDisk> disk;
-    std::unique_ptr<DpWizard> wizard;
+    std::shared_ptr<platform::SimulatedDisk> disk = adddisk(40, 2, 16);
     DiskScanPage *scan = nullptr;
     DiskPartition *page = nullptr;
-    DialogAnswers dialogs;
 };
-} // namespace
 
-TEST_F(PlannerOnDisk, RetestWithoutFindingChangesNothing)
+TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
 {
-    planfour();
-    scan->segs[12].isbad = 1;
-    disk->faults->unreadable.add(12 * cylinder);
-    disk->faults->unreadable.add(9 * cylinder); // beside the block
+    scan->segs[19].isbad = 1;
+    for (const unsigned segment : {9, 19}) // one beside the block
+        disk->faults->unreadable.add(segment * cylinder);
     const std::string before = planstate(*page);
-    page->rescan();
+    page->actions[9]->trigger();
     EXPECT_EQ(planstate(*page), before);
-    EXPECT_EQ(dialogs.messages(), QStringList());
-    EXPECT_EQ(count(Operation::Kind::write), 0u);
     // nine segments, the marked one passed over
     std::vector<std::uint64_t> wanted;
     for (int i = 0; i < 9; i++)
         wanted.insert(wanted.end(), {20, 12});
-    EXPECT_EQ(disk->recording->transfers(Operation::Kind::read, 512), wanted);
-
+    EXPECT_EQ(disk->recording->transfers(Kind::read, 512), wanted);
+    EXPECT_EQ(told(), "");
     disk->opens = false;
     page->rescan();
     EXPECT_EQ(planstate(*page), before);
-    EXPECT_EQ(dialogs.messages(), QStringList("Can not open the disk."));
-    selectblocks(*page, {});
-    page->rescan();
-    EXPECT_EQ(dialogs.messages().size(), 1);
-}
+    EXPECT_EQ(told(), "Can not open the disk.");
+    disk->opens = true;
 
-TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
-{
-    planfour();
-    disk->faults->unreadable.add(10 * cylinder + 31);
-    disk->faults->unreadable.add(15 * cylinder);
-    disk->faults->unreadable.add(30 * cylinder);
+    scan->segs[19].isbad = 0;
+    for (const unsigned sector : {10 * 32 + 31, 15 * 32, 30 * 32})
+        disk->faults->unreadable.add(sector);
     page->rescan();
-    ASSERT_EQ(dialogs.seen.size(), 1);
-    EXPECT_EQ(dialogs.seen[0].title, "ok");
-    EXPECT_EQ(dialogs.messages(), QStringList("New bad sectors found!"));
+    EXPECT_EQ(count(Kind::write), 0u);
+    EXPECT_EQ(dialogs.seen.value(0).title, "ok");
+    EXPECT_EQ(told(), "New bad sectors found!");
     // the margin ends with the range that was tested
-    EXPECT_EQ(marks(), "..........BB..BBB.......................5");
-    EXPECT_EQ(blocktext(*page), "u0-9 b10-11 u12-13 b14-16 u17-39");
+    EXPECT_EQ(blocktext(page->extparts), "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39");
     EXPECT_EQ(planfaults(*page), "");
     EXPECT_EQ(page->segs, scan->intsegs);
 
     scan->writetestbox->setChecked(true);
-    disk->recording->clear();
     selectblocks(*page, {12});
     page->rescan();
-    EXPECT_EQ(count(Operation::Kind::write), 4u);
-    EXPECT_EQ(blocktext(*page), "u0-9 b10-11 u12-13 b14-16 u17-39");
+    EXPECT_EQ(count(Kind::write), 4u);
+    selectblocks(*page, {});
+    page->rescan();
+    EXPECT_EQ(told(), "");
 }
 
 TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)
 {
-    planfour();
     disk->faults->unreadable.add(10 * cylinder);
     const std::string before = planstate(*page);
-    const std::string oldmarks = marks();
+    const std::vector<SEG> marks(raw().begin(), raw().end());
     int gone = 0;
-    for (std::uint64_t operations = 1; operations < 60; operations++) {
-        disk->faults->vanishafter = operations;
+    for (; gone < 60; gone++) {
+        disk->faults->vanishafter = gone + 1;
         page->rescan();
-        const QString told = dialogs.takeseen().value(0).text;
-        if (told.startsWith("New bad")) // it went when all was done
+        const std::string text = told();
+        if (text.starts_with("New bad")) // it went when all was done
             break;
-        EXPECT_TRUE(told.startsWith("The disk does not answer any more.")) << told.toStdString();
+        EXPECT_TRUE(text.starts_with("The disk does not answer any more.")) << text;
         EXPECT_EQ(planstate(*page), before);
-        EXPECT_EQ(marks(), oldmarks);
-        gone++;
+        EXPECT_TRUE(std::equal(marks.begin(), marks.end(), raw().begin()));
     }
     EXPECT_GT(gone, 30);
 }
 
 TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
 {
-    planfour();
-    const auto refused = [this](const QString &text) {
-        dialogs.takeseen();
+    const auto refused = [this](const char *text) {
         const std::string before = planstate(*page);
-        pressnext();
-        EXPECT_EQ(wizard->currentPage(), page);
+        click(next);
+        EXPECT_EQ(current(), wizard->partitionpageid);
         EXPECT_EQ(planstate(*page), before);
-        ASSERT_EQ(dialogs.seen.size(), 1);
-        EXPECT_EQ(dialogs.seen[0].title, "error");
-        EXPECT_TRUE(dialogs.seen[0].text.contains(text)) << dialogs.seen[0].text.toStdString();
-        EXPECT_EQ(count(Operation::Kind::write), 0u);
+        EXPECT_TRUE(dialogs.seen.size() == 1 && dialogs.seen[0].title == "error");
+        EXPECT_NE(told().find(text), std::string::npos) << text;
     };
     disk->opens = false;
     refused("Can not open the disk.");
     disk->opens = true;
-
     const QModelIndex extended = page->treemodel->extendindex();
     page->treemodel->downRow(page->treemodel->index(0, 0, extended));
     // the search for good sectors would already write
     scan->segs[0].isbad = 1;
     refused("Logical disk 1");
-    scan->segs[0].isbad = 0;
     page->treemodel->upRow(page->treemodel->index(1, 0, extended));
-
-    for (int i = 0; i < scan->segnum; i++)
-        scan->segs[i].isbad = 1;
+    for (SEG &seg : raw())
+        seg.isbad = 1;
     refused("Can not find a good disk block.");
-    for (int i = 0; i < scan->segnum; i++)
-        scan->segs[i].isbad = 0;
+    for (SEG &seg : raw())
+        seg.isbad = 0;
+    EXPECT_EQ(count(Kind::write), 0u);
 
     // written, but not taken by the system: Next tries again
     disk->updatefails = true;
-    dialogs.takeseen();
-    pressnext();
-    EXPECT_EQ(dialogs.messages(), QStringList("partition failed!"));
-    EXPECT_EQ(wizard->currentPage(), page);
-    EXPECT_EQ(count(Operation::Kind::write), 4u);
-
+    refused("partition failed!");
+    EXPECT_EQ(count(Kind::write), 4u);
     disk->updatefails = false;
-    pressnext();
-    EXPECT_EQ(wizard->currentId(), wizard->lastpageid);
-    EXPECT_EQ(count(Operation::Kind::write), 8u);
+    click(next);
+    EXPECT_EQ(current(), wizard->lastpageid);
+    EXPECT_EQ(count(Kind::write), 8u);
     EXPECT_EQ(page->partresult.logicalcount, 2);
-    EXPECT_TRUE(page->partresult.indiskorder);
+
+    // entering again starts again
+    EXPECT_TRUE(click(back));
+    page->strategybox->setCurrentIndex(1);
+    EXPECT_TRUE(click(back, skip));
+    EXPECT_EQ(blocktext(page->extparts), "u0-39");
+    EXPECT_EQ(page->strategybox->currentIndex(), 0);
 }
 
-TEST_F(PlannerOnDisk, EmptyPlanIsPlannedByItself)
+TEST_F(PlannerOnDisk, BadFirstSegment)
 {
-    // the first segment is bad, and of its two tracks one sector alone is good
-    scan->segs[0].isbad = 1;
-    disk->faults->unreadable.add(0, 4);
-    disk->faults->unreadable.add(6, 31);
-    page->segs = {{0, 0, 1}, {1, 39, 0}};
-    pressnext();
-    EXPECT_EQ(wizard->currentId(), wizard->lastpageid);
-    EXPECT_EQ(rowtext(*page), "p1-10 p11-20 p21-30 p31-39");
-    EXPECT_EQ(firstgoodsector, 5u);
-    EXPECT_EQ(secondgoodsector, cylinder + 1);
-    // test pattern, scan record, tables
-    EXPECT_EQ(count(Operation::Kind::write), 3u);
-
-    // the first partition makes room for the record's track
-    char sector[512];
-    ASSERT_TRUE(disk->store->load(5 * 512, sector, sizeof sector));
-    EXPECT_EQ(sector[0x1BE + 8], 48);
-}
-
-// Only with the two sectors chosen it shows that their track leaves a logical disk nothing.
-TEST_F(PlannerOnDisk, ChosenSectorsMayLeaveAPartitionNothing)
-{
+    // Only with the two sectors chosen it shows that their track leaves a logical disk nothing.
     scan->segs[0].isbad = 1;
     disk->faults->unreadable.add(0, cylinder - 1);
-    page->segs = {{0, 0, 1}, {1, 1, 0}, {2, 39, 0}};
-    page->onstrategychanged(0);
-    selectblocks(*page, {1});
-    page->addld();
-    pressnext();
-    EXPECT_EQ(wizard->currentPage(), page);
-    EXPECT_EQ(count(Operation::Kind::write), 0u);
-    ASSERT_EQ(dialogs.messages().size(), 1);
-    EXPECT_TRUE(dialogs.messages()[0].contains("Logical disk 1"));
-}
+    makeplan(*page, "b0-0 l1-1 u2-39", 512, 16, 2);
+    click(next);
+    EXPECT_EQ(current(), wizard->partitionpageid);
+    EXPECT_EQ(count(Kind::write), 0u);
+    EXPECT_NE(told().find("Logical disk 1"), std::string::npos);
 
-TEST_F(PlannerOnDisk, EnteringAgainStartsAgain)
-{
-    planfour();
-    page->strategybox->setCurrentIndex(1);
-    wizard->back();
-    EXPECT_EQ(wizard->currentPage(), scan);
-    scan->skipscan();
-    EXPECT_EQ(wizard->currentPage(), page);
-    EXPECT_EQ(blocktext(*page), "u0-39");
-    EXPECT_EQ(rowtext(*page), "");
-    EXPECT_EQ(page->strategybox->currentIndex(), 0);
-    EXPECT_EQ(planfaults(*page), "");
+    // One sector of the two tracks is good. An empty plan is planned by itself.
+    disk->faults->unreadable = {};
+    disk->faults->unreadable.add(0, 4);
+    disk->faults->unreadable.add(6, cylinder - 1);
+    makeplan(*page, "b0-0 u1-39", 512, 16, 2);
+    click(next);
+    EXPECT_EQ(current(), wizard->lastpageid);
+    EXPECT_EQ(rowtext(*page->treemodel), "p1-10 p11-20 p21-30 p31-39");
+    EXPECT_TRUE(firstgoodsector == 5 && secondgoodsector == cylinder + 1);
+    // test pattern, scan record, tables; the first partition makes room for the record's track
+    EXPECT_EQ(count(Kind::write), 3u);
+    char sector[512] = {};
+    EXPECT_TRUE(disk->store->load(5 * 512, sector, sizeof sector));
+    EXPECT_EQ(sector[0x1BE + 8], 48);
 }

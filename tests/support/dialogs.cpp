@@ -2,19 +2,15 @@
 
 #include <QAbstractButton>
 #include <QApplication>
-#include <QDoubleSpinBox>
 #include <QInputDialog>
 #include <QMessageBox>
 #include <QProgressDialog>
 
 DialogAnswers::DialogAnswers()
 {
-    timer.setInterval(0);
     connect(&timer, &QTimer::timeout, this, [this] { look(); });
-    timer.start();
+    timer.start(0);
 }
-
-DialogAnswers::~DialogAnswers() = default;
 
 DialogAnswers &DialogAnswers::answer(const QVariant &value)
 {
@@ -32,15 +28,10 @@ QStringList DialogAnswers::messages() const
     return texts;
 }
 
-QList<DialogAnswers::Seen> DialogAnswers::takeseen()
-{
-    return std::exchange(seen, {});
-}
-
 void DialogAnswers::look()
 {
     QWidget *widget = QApplication::activeModalWidget();
-    if (!widget || qobject_cast<QProgressDialog *>(widget))
+    if (!widget || qobject_cast<QProgressDialog *>(widget) || (custom && custom(widget)))
         return;
     if (auto *box = qobject_cast<QMessageBox *>(widget)) {
         const char *kind = box->icon() == QMessageBox::Warning ? "warning" : "information";
@@ -48,41 +39,34 @@ void DialogAnswers::look()
         box->button(QMessageBox::Ok)->click();
         return;
     }
-    if (auto *input = qobject_cast<QInputDialog *>(widget)) {
-        Seen one{"int", input->windowTitle(), input->labelText()};
-        const bool isint = input->inputMode() == QInputDialog::IntInput;
-        if (isint) {
-            one.value = input->intValue();
-            one.minimum = input->intMinimum();
-            one.maximum = input->intMaximum();
-            one.step = input->intStep();
-        } else {
-            one.kind = "double";
-            one.value = input->doubleValue();
-            one.minimum = input->doubleMinimum();
-            one.maximum = input->doubleMaximum();
-            one.decimals = input->doubleDecimals();
-            one.step = input->doubleStep();
-        }
-        seen.append(one);
-        QVariant value = one.value;
-        if (!queue.isEmpty())
-            value = queue.takeFirst();
-        else if (fallback)
-            value = fallback(one);
-        if (!value.isValid()) {
-            input->reject();
-            return;
-        }
-        if (isint)
-            input->setIntValue(value.toInt());
-        else
-            input->setDoubleValue(value.toDouble());
-        input->accept();
+    auto *input = qobject_cast<QInputDialog *>(widget);
+    if (!input) {
+        seen.append({"other", widget->windowTitle(), QString()});
+        widget->close();
         return;
     }
-    if (custom && custom(widget))
-        return;
-    seen.append({"other", widget->windowTitle(), QString()});
-    widget->close();
+    Seen one{"int", input->windowTitle(), input->labelText()};
+    const bool isint = input->inputMode() == QInputDialog::IntInput;
+    if (isint) {
+        one.value = input->intValue();
+        one.minimum = input->intMinimum();
+        one.maximum = input->intMaximum();
+        one.step = input->intStep();
+    } else {
+        one.kind = "double";
+        one.value = input->doubleValue();
+        one.minimum = input->doubleMinimum();
+        one.maximum = input->doubleMaximum();
+        one.decimals = input->doubleDecimals();
+        one.step = input->doubleStep();
+    }
+    seen.append(one);
+    const QVariant value = !queue.isEmpty() ? queue.takeFirst()
+                           : fallback       ? fallback(one)
+                                            : QVariant(one.value);
+    if (isint)
+        input->setIntValue(value.toInt());
+    else
+        input->setDoubleValue(value.toDouble());
+    input->done(value.isValid() ? QDialog::Accepted : QDialog::Rejected);
 }

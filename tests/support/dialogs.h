@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QObject>
-#include <QString>
 #include <QStringList>
 #include <QTimer>
 #include <QVariant>
@@ -28,20 +27,19 @@ public:
     };
 
     DialogAnswers();
-    ~DialogAnswers() override;
 
     /// Queues an answer for the next input dialog: a number accepts, an invalid QVariant cancels.
     DialogAnswers &answer(const QVariant &value);
     /// Asked when the queue is empty; default: accept what the dialog offers.
     std::function<QVariant(const Seen &)> fallback;
-    /// Handles a modal widget of a kind of its own (a `GeomDlg`): true if it did.
+    /// Sees every modal widget first; true if it closed it (a `GeomDlg`), which is then not kept.
     std::function<bool(QWidget *)> custom;
 
     /// Texts of all message boxes so far, in order.
     [[nodiscard]] QStringList messages() const;
     /// All dialogs so far; `takeseen` also forgets them.
     QList<Seen> seen;
-    QList<Seen> takeseen();
+    QList<Seen> takeseen() { return std::exchange(seen, {}); }
 
 private:
     void look();

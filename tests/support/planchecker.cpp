@@ -6,42 +6,32 @@
 #include "views/partitem.h"
 #include "views/parttreemodel.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QDebug>
-#include <QHash>
 #include <QTreeView>
 
-static QString parttext(const EXTPART &part)
-{
-    return QString("%1%2-%3").arg(QChar(part.kind)).arg(part.start).arg(part.stop);
-}
-
-void makeplan(DiskPartition &page, const QString &text)
+void makeplan(DiskPartition &page, const QString &text, std::uint32_t bytespersector,
+              std::uint32_t sectorspertrack, std::uint32_t heads)
 {
     page.clearall();
     const QStringList words = text.split(' ', Qt::SkipEmptyParts);
     for (const QString &word : words) {
-        const QStringList bounds = word.mid(1).split('-');
-        page.segs.push_back(
-            {bounds[0].toULongLong(), bounds[1].toULongLong(), word[0] == 'b' ? 1 : 0});
+        const auto end = [&word](int i) {
+            return word.mid(1).remove('*').section('-', i, i).toULongLong();
+        };
+        page.segs.push_back({end(0), end(1), word[0] == 'b' ? 1 : 0});
     }
-    g = {};
-    g.heads = 200;
-    g.sectorspertrack = 1000;
-    g.bytespersector = 500;
-    g.cylinders = page.segs.empty() ? 0 : page.segs.back().stop + 1;
-    g.sectorspercyl = 200'000;
-    g.bytespercyl = 100'000'000;
-    g.totalbytes = g.cylinders * g.bytespercyl;
-    g.totalsectors = g.totalbytes / g.bytespersector;
+    const std::uint64_t cylinders = page.segs.empty() ? 0 : page.segs.back().stop + 1;
+    g = withfactors({.totalbytes = cylinders * heads * sectorspertrack * bytespersector},
+                    bytespersector, sectorspertrack, heads);
     page.constructextparts();
     page.initpartdiagram();
     for (int i = 0; i < words.size(); i++) {
         selectblocks(page, {page.extparts[i]->start});
-        if (words[i][0] == 'p')
-            page.addpp();
-        else if (words[i][0] == 'l')
-            page.addld();
+        if (const qsizetype entry = QString("pl").indexOf(words[i][0]); entry >= 0)
+            page.actions[entry]->trigger();
+        page.extparts[i]->bootflag = words[i].endsWith('*') ? 0x80 : 0;
     }
     selectblocks(page, {});
 }
@@ -53,145 +43,110 @@ void selectblocks(DiskPartition &page, const QList<std::uint64_t> &starts)
         part->item->setSelected(starts.contains(part->start));
 }
 
+static std::string parttext(const EXTPART &part)
+{
+    return part.kind + std::to_string(part.start) + '-' + std::to_string(part.stop) +
+           (part.bootflag ? "*" : "");
+}
+
+std::string blocktext(const QList<EXTPART *> &blocks)
+{
+    std::string text;
+    for (const EXTPART *part : blocks)
+        text += (text.empty() ? "" : " ") + parttext(*part);
+    return text;
+}
+
 std::string blocktext(const DiskPartition &page)
 {
-    QStringList words;
-    for (const EXTPART *part : page.extparts)
-        words.append(parttext(*part));
-    return words.join(' ').toStdString();
+    return blocktext(page.extparts);
 }
 
-static QString rowstext(const PartTreeModel &model, const QModelIndex &parent)
+std::string rowtext(const PartTreeModel &model, const QModelIndex &parent)
 {
-    QStringList words;
+    std::string text;
     for (int row = 0; row < model.rowCount(parent); row++) {
         const QModelIndex index = model.index(row, 0, parent);
-        QString word = parttext(*static_cast<PartTreeNode *>(index.internalPointer())->part);
-        if (model.rowCount(index) > 0)
-            word += '[' + rowstext(model, index) + ']';
-        words.append(word);
+        text += (row ? " " : "") + parttext(partof(index));
+        if (model.hasChildren(index))
+            text += '[' + rowtext(model, index) + ']';
     }
-    return words.join(' ');
+    return text;
 }
 
-std::string rowtext(const DiskPartition &page)
+const EXTPART &partof(const QModelIndex &index)
 {
-    return rowstext(*page.treemodel, {}).toStdString();
-}
-
-namespace
-{
-class Faults
-{
-public:
-    QStringList lines;
-
-    void expect(bool holds, const QString &what)
-    {
-        if (!holds)
-            lines.append(what);
-    }
-};
-} // namespace
-
-static void checkblock(const DiskPartition &page, const EXTPART &part, Faults &faults)
-{
-    const QString name = parttext(part);
-    static const QHash<char, QColor> colors = {
-        {'u', Qt::green}, {'b', Qt::black}, {'p', Qt::darkGreen}, {'l', Qt::blue}};
-    faults.expect(part.start <= part.stop && part.size == part.stop - part.start + 1,
-                  name + ": size");
-    faults.expect(colors.contains(part.kind) && part.fillcolor == colors[part.kind],
-                  name + ": kind or colour");
-
-    const QModelIndex row = page.treemodel->findpart(&part);
-    if (part.kind == 'p' || part.kind == 'l') {
-        faults.expect(row.isValid() &&
-                          row.parent() ==
-                              (part.kind == 'p' ? QModelIndex() : page.treemodel->extendindex()),
-                      name + ": row");
-        faults.expect(QString(part.name) ==
-                          (part.kind == 'p' ? "Primary Partition" : "Logical Disk"),
-                      name + ": name");
-    } else {
-        faults.expect(!row.isValid(), name + ": has a row");
-    }
-
-    const PartItem *item = part.item;
-    faults.expect(item && item->part == &part && item->scene() == page.diagramscene,
-                  name + ": item");
-    if (!item)
-        return;
-    faults.expect(part.rect == itemrect(part.size, page.widthpersize, page.itemheight) &&
-                      item->pos() == itempos(part.start, part.size, page.widthpersize),
-                  name + ": layout");
+    return *static_cast<PartTreeNode *>(index.internalPointer())->part;
 }
 
 std::string planfaults(const DiskPartition &page)
 {
-    Faults faults;
-    QHash<char, int> kinds;
+    std::string faults, name = "plan";
+    const auto expect = [&faults, &name](bool holds, const char *what) {
+        faults += holds ? "" : name + ": " + what + '\n';
+    };
+    const PartTreeModel &model = *page.treemodel;
+    const QModelIndex extended = model.extendindex();
+    int primaries = 0, logicals = 0;
     std::uint64_t logicalsize = 0;
     const EXTPART *before = nullptr;
     for (const EXTPART *part : page.extparts) {
-        faults.expect(!before || before->stop < part->start, parttext(*part) + ": order");
-        checkblock(page, *part, faults);
-        kinds[part->kind]++;
-        logicalsize += part->kind == 'l' ? part->size : 0;
+        expect(!before || before->stop < part->start, "order");
         before = part;
+        name = parttext(*part);
+        expect(part->start <= part->stop && part->size == part->stop - part->start + 1, "size");
+        static const QColor colors[] = {Qt::green, Qt::black, Qt::darkGreen, Qt::blue};
+        const qsizetype kind = QString("ubpl").indexOf(part->kind);
+        expect(kind >= 0 && part->fillcolor == colors[kind], "kind or colour");
+        const bool isprimary = kind == 2, islogical = kind == 3;
+        primaries += isprimary;
+        logicals += islogical;
+        logicalsize += islogical ? part->size : 0;
+        const QModelIndex row = model.findpart(part);
+        expect(row.isValid() == (isprimary || islogical), "row");
+        expect(row.parent() == (islogical ? extended : QModelIndex()), "parent");
+        const QString kindname = isprimary ? "Primary Partition" : "Logical Disk";
+        expect(!row.isValid() || part->name == kindname, "name");
+        // an item for each block, and as many in all: none is left over
+        const PartItem *item = part->item;
+        expect(item && item->part == part && item->scene() == page.diagramscene, "item");
+        expect(part->rect == itemrect(part->size, page.widthpersize, page.itemheight), "rect");
+        expect(item && item->pos() == itempos(part->start, part->size, page.widthpersize), "pos");
     }
-    for (const QGraphicsItem *item : page.diagramscene->items()) {
-        faults.expect(page.extparts.contains(static_cast<const PartItem *>(item)->part),
-                      "an item without a block");
+    name = "plan";
+    expect(page.diagramscene->items().size() == page.extparts.size(), "number of items");
+    expect(page.primarynum == primaries && page.logicalnum == logicals, "counters");
+    const int top = model.rowCount(), children = extended.isValid() ? model.rowCount(extended) : 0;
+    expect(top <= 4 && top == primaries + (logicals > 0), "top-level rows");
+    expect(children == logicals && extended.isValid() == (logicals > 0), "logical rows");
+    expect(model.extendsize == logicalsize, "extendsize");
+    const EXTPART *entry = model.extendpart;
+    expect((entry != nullptr) == extended.isValid(), "extended row");
+    if (entry && children > 0) {
+        expect(entry->kind == 'e' && entry->size == logicalsize && !entry->item, "extended entry");
+        expect(entry->start == partof(model.index(0, 0, extended)).start, "extended start");
+        expect(entry->stop == partof(model.index(children - 1, 0, extended)).stop, "extended stop");
     }
-    faults.expect(page.diagramscene->items().size() == page.extparts.size(), "number of items");
-
-    const PartTreeModel &model = *page.treemodel;
-    faults.expect(page.primarynum == kinds['p'] && page.logicalnum == kinds['l'], "counters");
-    const int top = model.rowCount();
-    faults.expect(top <= 4 && top == kinds['p'] + (kinds['l'] > 0 ? 1 : 0), "top-level rows");
-    faults.expect(model.extendsize == logicalsize, "extendsize");
-    const QModelIndex extended = model.extendindex();
-    faults.expect(extended.isValid() == (kinds['l'] > 0) &&
-                      (model.extendpart != nullptr) == extended.isValid(),
-                  "extended row");
-    const int count = model.rowCount(extended);
-    if (extended.isValid() && model.extendpart && count > 0) {
-        const auto child = [&model, &extended](int row) {
-            return static_cast<PartTreeNode *>(model.index(row, 0, extended).internalPointer())
-                ->part;
-        };
-        const EXTPART &entry = *model.extendpart;
-        faults.expect(count == kinds['l'], "logical rows");
-        faults.expect(entry.kind == 'e' && entry.start == child(0)->start &&
-                          entry.stop == child(count - 1)->stop && entry.size == logicalsize &&
-                          !entry.item,
-                      "extended entry");
-    }
-    return faults.lines.join('\n').toStdString();
+    return faults;
 }
 
 std::string planstate(const DiskPartition &page)
 {
-    QStringList lines;
-    const auto add = [&lines](const EXTPART &part) {
-        QString line;
-        QDebug(&line).nospace() << parttext(part) << ' ' << part.size << ' ' << part.name << ' '
-                                << part.bootflag << ' ' << part.systype << ' ' << part.bordercolor
-                                << part.fillcolor << part.rect << part.item;
+    QString text;
+    QDebug out(&text);
+    const auto add = [&out](const EXTPART &part) {
+        out << '\n' << parttext(part).c_str() << part.size << part.name << part.bootflag;
+        out << part.systype << part.bordercolor << part.fillcolor << part.rect << part.item;
         if (part.item)
-            QDebug(&line) << part.item->pos() << part.item->isSelected() << part.item->toolTip();
-        lines.append(line);
+            out << part.item->pos() << part.item->isSelected() << part.item->toolTip();
     };
     for (const EXTPART *part : page.extparts)
         add(*part);
     for (const EXTPART &part : page.treemodel->getallparts())
         add(part);
-    QString rest;
-    QDebug(&rest) << rowtext(page).c_str() << page.primarynum << page.logicalnum
-                  << page.widthpersize << page.itemheight << page.totalblocksize
-                  << page.treemodel->extendsize << page.treeview->currentIndex()
-                  << page.diagramscene->items().size() << page.strategybox->currentIndex();
-    lines.append(rest);
-    return lines.join('\n').toStdString();
+    out << '\n' << rowtext(*page.treemodel).c_str() << page.primarynum << page.logicalnum;
+    out << page.widthpersize << page.itemheight << page.totalblocksize;
+    out << page.treemodel->extendsize << page.treeview->currentIndex();
+    out << page.diagramscene->items().size() << page.strategybox->currentIndex();
+    return text.toStdString();
 }

@@ -1,27 +1,35 @@
 #pragma once
 
 #include <QList>
+#include <QModelIndex>
 #include <QString>
 
 #include <cstdint>
 #include <string>
 
 class DiskPartition;
+class PartTreeModel;
+struct EXTPART;
 
 /// Plans as short texts, and the one checker of their invariants.
 ///
 /// A plan's text lists its blocks in disk order by kind and cylinders: "u0-9 p10-19 b20-21 l22-39".
+/// An active one ends with a star.
 
-/// Gives the page a new plan of that text, partitions assigned through its slots in disk order.
-/// Sets `g` to a disk that ends with the last block, at 0.1 GB a cylinder.
-void makeplan(DiskPartition &page, const QString &text);
+/// Gives the page a new plan of that text, partitions assigned by its menu in disk order. Sets `g`
+/// to a disk that ends with the last block, by default at 0.1 GB a cylinder.
+void makeplan(DiskPartition &page, const QString &text, std::uint32_t bytespersector = 500,
+              std::uint32_t sectorspertrack = 1000, std::uint32_t heads = 200);
 /// Makes the blocks that start at these cylinders the diagram's selection.
 void selectblocks(DiskPartition &page, const QList<std::uint64_t> &starts);
 
-/// The plan's text.
+/// The plan's text, and that of some of its blocks.
 std::string blocktext(const DiskPartition &page);
+std::string blocktext(const QList<EXTPART *> &blocks);
 /// The tree in row order: "p10-19 e22-39[l22-29 l30-39]".
-std::string rowtext(const DiskPartition &page);
+std::string rowtext(const PartTreeModel &model, const QModelIndex &parent = {});
+/// The record behind a row.
+const EXTPART &partof(const QModelIndex &index);
 
 /// Every invariant that the plan breaks, a line each; empty if it is sound.
 std::string planfaults(const DiskPartition &page);

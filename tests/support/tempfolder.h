@@ -1,7 +1,7 @@
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
+#include <random>
 #include <string>
 #include <system_error>
 
@@ -12,9 +12,14 @@ public:
     TempFolder()
     {
         std::error_code error;
-        std::string name = (std::filesystem::temp_directory_path(error) / "quarn-XXXXXX").string();
-        if (mkdtemp(name.data()) != nullptr)
-            path = name;
+        const std::filesystem::path base = std::filesystem::temp_directory_path(error);
+        std::random_device random;
+        // made by nobody else, or not taken
+        for (int i = 0; path.empty() && i < 100; i++) {
+            const auto name = base / ("quarn-" + std::to_string(random()));
+            if (std::filesystem::create_directory(name, error))
+                path = name.string();
+        }
     }
     TempFolder(const TempFolder &) = delete;
     TempFolder &operator=(const TempFolder &) = delete;

@@ -1,21 +1,21 @@
 #include "tests/support/wizardbench.h"
 
+#include <QButtonGroup>
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QFile>
-#include <QGroupBox>
 #include <QProgressDialog>
 #include <QPushButton>
 #include <QTest>
 #include <QTimer>
 
-std::shared_ptr<platform::SimulatedDisk> WizardBench::adddisk(std::uint64_t cylinders,
-                                                              std::uint32_t heads,
-                                                              std::uint32_t sectors,
-                                                              std::uint32_t bytes)
+std::shared_ptr<platform::SimulatedDisk>
+WizardBench::adddisk(std::uint64_t cylinders, std::uint32_t heads, std::uint32_t sectors)
 {
     const std::string number = std::to_string(backend.disks.size());
     backend.disks.push_back(
         platform::simulateddisk("sim" + number + "#d&disk" + number + "#serial#class",
-                                platform::DriveGeometry{cylinders, heads, sectors, bytes}));
+                                platform::DriveGeometry{cylinders, heads, sectors, 512}));
     return backend.disks.back();
 }
 
@@ -24,41 +24,13 @@ void WizardBench::open(int row)
     wizard = std::make_unique<DpWizard>();
     wizard->show();
     if (row >= 0)
-        selectpage()->diskbox->findChildren<QAbstractButton *>().at(row)->click();
+        QTest::mouseClick(selectpage()->diskgroup->button(row), Qt::LeftButton);
 }
 
 void WizardBench::openscanpage(int row)
 {
     open(row);
-    click(QWizard::NextButton);
-}
-
-bool WizardBench::click(QWizard::WizardButton which)
-{
-    if (!offered(which))
-        return false;
-    wizard->button(which)->click();
-    return true;
-}
-
-bool WizardBench::wait(const std::function<bool()> &done)
-{
-    return QTest::qWaitFor(done, 30000);
-}
-
-bool WizardBench::runscan()
-{
-    return click(QWizard::NextButton) && waitrun();
-}
-
-bool WizardBench::waitrun()
-{
-    return wait([this] { return !scanpage()->scantimer || !scanpage()->scantimer->isActive(); });
-}
-
-void WizardBench::abortscan()
-{
-    scanpage()->scanprogress->findChild<QPushButton *>()->click();
+    click(next);
 }
 
 bool WizardBench::offered(QWizard::WizardButton which) const
@@ -66,44 +38,35 @@ bool WizardBench::offered(QWizard::WizardButton which) const
     return wizard->button(which)->isVisible() && wizard->button(which)->isEnabled();
 }
 
-SelectDiskPage *WizardBench::selectpage() const
+bool WizardBench::clickone(QWizard::WizardButton which)
 {
-    return qobject_cast<SelectDiskPage *>(wizard->page(wizard->selectdiskid));
+    if (!offered(which))
+        return false;
+    QTest::mouseClick(wizard->button(which), Qt::LeftButton);
+    return true;
 }
 
-DiskScanPage *WizardBench::scanpage() const
+bool WizardBench::wait(const std::function<bool()> &done, int milliseconds)
 {
-    return qobject_cast<DiskScanPage *>(wizard->page(wizard->scanpageid));
+    const QDeadlineTimer deadline(milliseconds);
+    while (!done() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return done();
 }
 
-DiskPartition *WizardBench::planner() const
+bool WizardBench::waitrun(int milliseconds)
 {
-    return qobject_cast<DiskPartition *>(wizard->page(wizard->partitionpageid));
+    const QTimer *const &timer = scanpage()->scantimer;
+    return wait([&timer] { return !timer || !timer->isActive(); }, milliseconds);
 }
 
-LastPage *WizardBench::lastpage() const
+void WizardBench::abortscan()
 {
-    return qobject_cast<LastPage *>(wizard->page(wizard->lastpageid));
+    scanpage()->scanprogress->findChild<QPushButton *>()->click();
 }
 
 QByteArray filecontent(const char *name)
 {
     QFile file(name);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-bool putfile(const char *name, const QByteArray &content)
-{
-    QFile file(name);
-    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-}
-
-std::string seglist(const std::vector<SEG> &list)
-{
-    std::string text;
-    for (const SEG &seg : list) {
-        text += (text.empty() ? "" : ", ") + std::string(seg.isbad ? "bad " : "good ") +
-                std::to_string(seg.start) + "-" + std::to_string(seg.stop);
-    }
-    return text;
 }

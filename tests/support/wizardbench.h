@@ -8,60 +8,51 @@
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
 
-#include <QAbstractButton>
-#include <QByteArray>
-
-#include <functional>
-#include <memory>
-
 /// The real wizard over simulated disks, driven by its buttons as a user drives it. Message boxes
 /// are answered and kept in `dialogs`.
 class WizardBench
 {
 public:
+    static constexpr auto back = QWizard::BackButton, next = QWizard::NextButton,
+                          skip = QWizard::CustomButton1, prev = QWizard::CustomButton2;
+
     WizardBench() { platform::setbackend(&backend); }
-    ~WizardBench()
-    {
-        wizard.reset();
-        platform::setbackend(nullptr);
-    }
+    ~WizardBench() { platform::setbackend(nullptr); }
 
     /// Adds a disk of whole cylinders; its model, and so its scan file, is "disk<n>".
-    std::shared_ptr<platform::SimulatedDisk> adddisk(std::uint64_t cylinders,
-                                                     std::uint32_t heads = 2,
-                                                     std::uint32_t sectors = 25,
-                                                     std::uint32_t bytes = 512);
+    std::shared_ptr<platform::SimulatedDisk>
+    adddisk(std::uint64_t cylinders, std::uint32_t heads = 2, std::uint32_t sectors = 25);
     /// Makes and shows the wizard with disk `row` chosen (-1: none).
     void open(int row = 0);
     /// The same, on the scan page.
     void openscanpage(int row = 0);
-    /// Clicks a button that a user could click now; false if it is hidden or disabled.
-    bool click(QWizard::WizardButton which);
-    /// Lets the events run until `done` holds; false after half a minute.
-    static bool wait(const std::function<bool()> &done);
+    /// Whether a user could click this button now.
+    [[nodiscard]] bool offered(QWizard::WizardButton which) const;
+    /// Clicks one button behind the other; false at the first that a user could not click.
+    template <class... Buttons> bool click(Buttons... which) { return (clickone(which) && ...); }
+    /// Lets the events run until `done` holds; false if that takes longer.
+    static bool wait(const std::function<bool()> &done, int milliseconds = 30'000);
     /// Clicks Next on the scan page and waits for the end of the run.
-    bool runscan();
+    bool runscan() { return click(next) && waitrun(); }
     /// Waits for the end of a run, however it ends.
-    bool waitrun();
+    bool waitrun(int milliseconds = 30'000);
     /// Clicks the run's own abort button.
     void abortscan();
-    /// Whether a button is enabled, as far as it is the user's to see.
-    [[nodiscard]] bool offered(QWizard::WizardButton which) const;
     [[nodiscard]] int current() const { return wizard->currentId(); }
 
-    [[nodiscard]] SelectDiskPage *selectpage() const;
-    [[nodiscard]] DiskScanPage *scanpage() const;
-    [[nodiscard]] DiskPartition *planner() const;
-    [[nodiscard]] LastPage *lastpage() const;
+    SelectDiskPage *selectpage() { return page<SelectDiskPage>(wizard->selectdiskid); }
+    DiskScanPage *scanpage() { return page<DiskScanPage>(wizard->scanpageid); }
+    DiskPartition *planner() { return page<DiskPartition>(wizard->partitionpageid); }
+    LastPage *lastpage() { return page<LastPage>(wizard->lastpageid); }
 
     platform::SimulatedBackend backend;
     DialogAnswers dialogs;
     std::unique_ptr<DpWizard> wizard;
+
+private:
+    template <class Page> Page *page(int id) { return qobject_cast<Page *>(wizard->page(id)); }
+    bool clickone(QWizard::WizardButton which);
 };
 
-/// The content of a file in the current directory; null if it can't be read.
+/// The content of a file in the current directory; empty if it can't be read.
 QByteArray filecontent(const char *name);
-/// Puts a file of this content there; true on success.
-bool putfile(const char *name, const QByteArray &content);
-/// "good 0-3, bad 4-6" of a list.
-std::string seglist(const std::vector<SEG> &list);

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/geom.h"
 #include "planner/diskpartition.h"
+#include "tests/support/planchecker.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
 #include "views/partitem.h"
@@ -10,50 +10,30 @@
 #include <gtest/gtest.h>
 
 #include <QTest>
+#include <QTreeView>
 
-/// A planner page on its own over seven blocks, two of them bad and one of a single cylinder:
-/// 0-999, bad 1000-1009, 1010-4999, bad 5000, 5001-9999, bad 10000-10999, 11000-19999.
+/// A planner page on its own over seven blocks, at 8,225,280 bytes a cylinder.
 class ViewsTest : public ::testing::Test
 {
 protected:
-    void SetUp() override
+    ViewsTest()
     {
-        g = withfactors({.totalbytes = 20000ull * 255 * 63 * 512}, 512, 63, 255);
-        page.segs = {{0, 999, 0},     {1000, 1009, 1},   {1010, 4999, 0},  {5000, 5000, 1},
-                     {5001, 9999, 0}, {10000, 10999, 1}, {11000, 19999, 0}};
-        page.constructextparts();
         page.resize(800, 600);
         page.show();
-        page.initpartdiagram();
+        makeplan(page,
+                 "u0-999 b1000-1009 p1010-4999 b5000-5000 l5001-9999 b10000-10999 u11000-19999",
+                 512, 63, 255);
         QApplication::processEvents();
-        ASSERT_EQ(page.extparts.size(), 7);
     }
 
     EXTPART *block(int index) { return page.extparts[index]; }
-
-    void select(const QList<int> &indexes)
+    QModelIndex row(int index) { return page.treemodel->findpart(block(index)); }
+    /// Selects blocks, one behind the other, by their places: "024".
+    void select(const std::string &places)
     {
         page.diagramscene->clearSelection();
-        for (const int index : indexes)
-            block(index)->item->setSelected(true);
-    }
-
-    QList<int> selected()
-    {
-        QList<int> indexes;
-        for (int i = 0; i < page.extparts.size(); i++) {
-            if (block(i)->item->isSelected())
-                indexes.append(i);
-        }
-        return indexes;
-    }
-
-    /// Makes a block a primary partition or a logical disk, as its menu does.
-    QModelIndex assign(int index, char kind)
-    {
-        select({index});
-        kind == 'p' ? page.addpp() : page.addld();
-        return page.treemodel->findpart(block(index));
+        for (const char place : places)
+            block(place - '0')->item->setSelected(true);
     }
 
     DiskPartition page;

@@ -1,23 +1,9 @@
-#include "core/tlcore.h"
-#include "planner/diskpartition.h"
-#include "platform/simulated/simulated.h"
-#include "scan/diskscanpage.h"
-#include "tests/support/dialogs.h"
 #include "tests/support/loopdisk.h"
-#include "wizard/dpwizard.h"
+#include "tests/support/wizardbench.h"
 #include "wizard/geomdlg.h"
-#include "wizard/lastpage.h"
-#include "wizard/selectdiskpage.h"
 
-#include <QAbstractButton>
-#include <QButtonGroup>
 #include <QComboBox>
-#include <QFile>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QProcess>
-#include <QTest>
 #include <QTextEdit>
 
 #include <gtest/gtest.h>
@@ -26,117 +12,41 @@
 
 // The whole job, from the first page to the last, by clicks: on a simulated disk and on a block
 // device with real damage. Both report no geometry, so the guess stands: 2 GiB are 261 cylinders
-// of 16065 sectors, one segment each.
+// of 16065 sectors, one segment each. What must lie on the medium was worked out by hand.
 namespace
 {
 
 constexpr std::uint64_t diskbytes = 2147483648;
 constexpr std::uint64_t cylinder = 16065;
-constexpr std::uint64_t track = 63;
-constexpr int segments = 261;
 
-// Damage in the first cylinder (behind the first two tracks), in four places, and in the last
-// segment.
+// Segments with damage: in the first cylinder (behind the first two tracks), in four places, and
+// in the last segment.
 constexpr int damaged[] = {0, 50, 100, 130, 200, 260};
 constexpr std::uint64_t damagedsector = 200;
 
-// The good stretches that are left with a margin of one segment, in cylinders: three primaries and
-// two logical disks.
-constexpr struct {
-    std::uint64_t start, stop;
-} good[] = {{2, 48}, {52, 98}, {102, 128}, {132, 198}, {202, 258}};
+// The good stretches that are left with a margin of one segment: three primaries and two logical
+// disks.
+const std::vector<SEG> stretches = {{0, 1, 1},     {2, 48, 0},    {49, 51, 1},   {52, 98, 0},
+                                    {99, 101, 1},  {102, 128, 0}, {129, 131, 1}, {132, 198, 0},
+                                    {199, 201, 1}, {202, 258, 0}, {259, 260, 1}};
 
-using Bytes = std::vector<std::uint8_t>;
-
-void put(Bytes &bytes, std::size_t offset, std::uint64_t value, int width)
+QByteArray table(const char *entries)
 {
-    for (int i = 0; i < width; i++)
-        bytes[offset + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value >> 8 * i);
+    return QByteArray(0x1BE, '\0') + QByteArray::fromHex(entries).leftJustified(64, '\0') +
+           "\x55\xAA";
 }
 
-// One entry: no position here lies behind cylinder 1023.
-void slot(Bytes &sector, int number, std::uint8_t type, std::uint64_t first, std::uint64_t last,
-          std::uint64_t base)
+QByteArray expectedfile()
 {
-    const std::size_t at = 0x1BE + 16 * static_cast<std::size_t>(number);
-    const auto position = [&](std::size_t offset, std::uint64_t lba) {
-        sector[at + offset] = static_cast<std::uint8_t>(lba / track % 255);
-        sector[at + offset + 1] =
-            static_cast<std::uint8_t>(lba % track + 1 + (lba / cylinder >> 8 << 6));
-        sector[at + offset + 2] = static_cast<std::uint8_t>(lba / cylinder);
-    };
-    position(1, first);
-    sector[at + 4] = type;
-    position(5, last);
-    put(sector, at + 8, first - base, 4);
-    put(sector, at + 12, last - first + 1, 4);
-}
-
-Bytes tablesector()
-{
-    Bytes sector(512);
-    sector[0x1FE] = 0x55;
-    sector[0x1FF] = 0xAA;
-    return sector;
-}
-
-std::uint64_t firstof(int block)
-{
-    return good[block].start * cylinder;
-}
-
-std::uint64_t lastof(int block)
-{
-    return (good[block].stop + 1) * cylinder - 1;
-}
-
-// All sectors that the commit writes, but for the clock in the first.
-std::map<std::uint64_t, Bytes> expectedsectors(std::uint64_t mbr, std::uint64_t record)
-{
-    std::map<std::uint64_t, Bytes> sectors;
-    Bytes table = tablesector();
-    for (int i = 0; i < 3; i++)
-        slot(table, i, 7, firstof(i), lastof(i), 0);
-    slot(table, 3, 0x0F, firstof(3), lastof(4), 0);
-    sectors[mbr] = table;
-    Bytes chain = tablesector();
-    slot(chain, 0, 7, firstof(3) + track, lastof(3), firstof(3));
-    slot(chain, 1, 0x0F, firstof(4), lastof(4), firstof(3));
-    sectors[firstof(3)] = chain;
-    chain = tablesector();
-    slot(chain, 0, 7, firstof(4) + track, lastof(4), firstof(4));
-    sectors[firstof(4)] = chain;
-    Bytes marks(512);
-    put(marks, 0, 0x06431B1F4165DCD9, 8);
-    put(marks, 8, segments, 4);
-    for (int i = 0; i < segments; i++) {
-        const bool bad = std::none_of(std::begin(good), std::end(good), [i](const auto &block) {
-            return block.start <= static_cast<unsigned>(i) &&
-                   static_cast<unsigned>(i) <= block.stop;
-        });
-        if (bad)
-            marks[12 + static_cast<std::size_t>(i) / 8] |= static_cast<std::uint8_t>(0x80 >> i % 8);
-    }
-    sectors[record] = marks;
-    return sectors;
-}
-
-Bytes expectedfile()
-{
-    Bytes bytes(56 + 24 * segments);
-    put(bytes, 0, 255, 4);
-    put(bytes, 4, 63, 4);
-    put(bytes, 8, 512, 4);
-    put(bytes, 16, segments, 8);
-    put(bytes, 24, cylinder, 8);
-    put(bytes, 32, cylinder * 512, 8);
-    put(bytes, 40, diskbytes, 8);
-    put(bytes, 48, diskbytes / 512, 8);
-    for (unsigned i = 0; i < segments; i++) {
-        put(bytes, 56 + 24 * i, i, 8);
-        put(bytes, 64 + 24 * i, i, 8);
-        bytes[72 + 24 * i] =
-            std::count(std::begin(damaged), std::end(damaged), static_cast<int>(i)) != 0;
+    QByteArray bytes =
+        QByteArray::fromHex("ff0000003f00000000020000000000000501000000000000c13e000000000000"
+                            "00827d000000000000000080000000000000400000000000");
+    for (int i = 0; i < 261; i++) {
+        QByteArray record(24, '\0');
+        record[0] = record[8] = static_cast<char>(i);
+        record[1] = record[9] = static_cast<char>(i >> 8);
+        record[16] = std::count(std::begin(damaged), std::end(damaged), i) != 0;
+        bytes += record;
     }
     return bytes;
 }
@@ -144,143 +54,87 @@ Bytes expectedfile()
 class WholeRun : public ::testing::Test
 {
 protected:
-    void TearDown() override
-    {
-        platform::setbackend(nullptr);
-        g = geom{};
-    }
-
-    template <class Page> Page *page(int id) { return qobject_cast<Page *>(wizard->page(id)); }
-
-    void click(QWizard::WizardButton which)
-    {
-        ASSERT_TRUE(wizard->button(which)->isVisible() && wizard->button(which)->isEnabled());
-        QTest::mouseClick(wizard->button(which), Qt::LeftButton);
-    }
-
-    void waitforpage(int id)
-    {
-        ASSERT_TRUE(QTest::qWaitFor([&] { return wizard->currentId() == id; }, 280'000))
-            << dialogs.messages().join("; ").toStdString();
-    }
-
     /// From the first page to the last, with the strategy of all good blocks.
     void walk(const std::string &node)
     {
-        dialogs.custom = [this](QWidget *widget) {
+        constexpr auto next = WizardBench::next;
+        bench.dialogs.custom = [](QWidget *widget) {
             auto *dialog = qobject_cast<GeomDlg *>(widget);
-            if (dialog) {
-                guesses++;
+            if (dialog)
                 dialog->accept();
-            }
             return dialog != nullptr;
         };
-        wizard = std::make_unique<DpWizard>(nullptr);
-        wizard->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(wizard.get()));
-        auto *select = page<SelectDiskPage>(wizard->selectdiskid);
-        int row = -1;
-        for (std::size_t i = 0; i < select->alldisks.size(); i++) {
-            if (std::string(select->alldisks[i].devicepath).starts_with(node + "#"))
-                row = static_cast<int>(i);
-        }
-        ASSERT_GE(row, 0) << node << " is not listed";
-        QTest::mouseClick(select->diskgroup->button(row), Qt::LeftButton);
-        ASSERT_EQ(select->selecteddisk, row);
-        click(QWizard::NextButton);
-        ASSERT_EQ(wizard->currentId(), wizard->scanpageid);
-        ASSERT_EQ(guesses, 1);
-        auto *scan = page<DiskScanPage>(wizard->scanpageid);
-        filename = scan->filename;
-        ASSERT_FALSE(QFile::exists(filename));
-        click(QWizard::NextButton);
-        waitforpage(wizard->partitionpageid);
-        ASSERT_EQ(scan->intsegs.size(), 11U);
-        for (std::size_t i = 0; i < 5; i++) {
-            EXPECT_EQ(scan->intsegs[2 * i + 1], (SEG{good[i].start, good[i].stop, 0}));
-            EXPECT_EQ(scan->intsegs[2 * i].isbad, 1);
-        }
-        EXPECT_EQ(scan->intsegs.front().start, 0U);
-        EXPECT_EQ(scan->intsegs.back(), (SEG{259, 260, 1}));
-        page<DiskPartition>(wizard->partitionpageid)->strategybox->setCurrentIndex(1);
-        click(QWizard::NextButton);
-        ASSERT_EQ(wizard->currentId(), wizard->lastpageid)
-            << dialogs.messages().join("; ").toStdString();
-        EXPECT_EQ(dialogs.messages().size(), 1);
-        EXPECT_TRUE(dialogs.messages().value(0).startsWith("Scan completed."));
-        const QString report = page<LastPage>(wizard->lastpageid)->reportedit->toPlainText();
+        bench.open(-1);
+        const std::vector<DISKINFO> disks = bench.selectpage()->alldisks;
+        const auto disk = std::find_if(disks.begin(), disks.end(), [&node](const DISKINFO &one) {
+            return std::string(one.devicepath).starts_with(node + "#");
+        });
+        ASSERT_NE(disk, disks.end()) << node << " is not listed";
+        bench.openscanpage(static_cast<int>(disk - disks.begin()));
+        ASSERT_TRUE(bench.click(next) && bench.waitrun(280'000));
+        ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
+        EXPECT_EQ(bench.scanpage()->intsegs, stretches);
+        EXPECT_EQ(filecontent(bench.scanpage()->filename), expectedfile());
+        bench.planner()->strategybox->setCurrentIndex(1);
+        ASSERT_TRUE(bench.click(next));
+        const QStringList messages = bench.dialogs.messages();
+        ASSERT_EQ(bench.current(), bench.wizard->lastpageid) << messages.join("; ").toStdString();
+        EXPECT_TRUE(messages.size() == 1 && messages[0].startsWith("Scan completed."));
+        const QString report = bench.lastpage()->reportedit->toPlainText();
         EXPECT_TRUE(report.startsWith("Primary Partition,start=0.0GB,stop=0.4GB,size=0.4GB,"
-                                      "type=NTFS,Inactive\n"))
-            << report.toStdString();
+                                      "type=NTFS,Inactive\n"));
         EXPECT_EQ(report.count('\n'), 6);
-
-        QFile file(filename);
-        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-        const QByteArray image = file.readAll();
-        EXPECT_EQ(Bytes(image.begin(), image.end()), expectedfile());
-        file.remove();
     }
-
-    template <class Load>
-    void comparesectors(std::uint64_t mbr, std::uint64_t record, const Load &load)
+    /// All that the commit writes, but for the clock in the first sector.
+    static void compare(std::uint64_t mbr, std::uint64_t record,
+                        const std::function<QByteArray(std::uint64_t)> &load)
     {
-        for (const auto &[number, expected] : expectedsectors(mbr, record)) {
-            Bytes sector = load(number);
-            if (number == mbr)
-                std::fill_n(sector.begin() + 0x1B8, 4, std::uint8_t{0});
-            EXPECT_EQ(sector, expected) << "sector " << number;
-        }
+        EXPECT_EQ(load(mbr).replace(0x1B8, 4, QByteArray(4, '\0')),
+                  table("0000010207fe3f30827d00006f850b00"
+                        "0000013407fe3f6234bf0c006f850b00"
+                        "0000016607fe3f80e60019005b9e0600"
+                        "000001840ffe7f02845b2000bf211f00"));
+        EXPECT_EQ(load(132 * cylinder), table("0001018407fe3fc63f000000446c1000"
+                                              "000001ca0ffe7f02c6281100f9f80d00"));
+        EXPECT_EQ(load(202 * cylinder), table("000101ca07fe7f023f000000baf80d00"));
+        EXPECT_EQ(load(record),
+                  QByteArray::fromHex("d9dc65411f1b430605010000c000000000007000000000001c0000007000"
+                                      "00000000000001c00000000000001800")
+                      .leftJustified(512, '\0'));
     }
-
-    std::shared_ptr<platform::SimulatedDisk> simulate()
+    /// The same on a simulated disk.
+    void simulate(std::uint64_t mbr, std::uint64_t record)
     {
-        auto disk = platform::simulateddisk("sim#disk&ven_a&prod_b#1#c", diskbytes);
-        disk->geometry.reset();
-        for (const int segment : damaged)
-            disk->faults->unreadable.add(static_cast<unsigned>(segment) * cylinder + damagedsector);
-        backend.disks = {disk};
-        platform::setbackend(&backend);
-        return disk;
+        simulated->geometry.reset();
+        for (const std::uint64_t segment : damaged)
+            simulated->faults->unreadable.add(segment * cylinder + damagedsector);
+        ASSERT_NO_FATAL_FAILURE(walk("sim0"));
+        compare(mbr, record, [this](std::uint64_t number) {
+            QByteArray sector(512, 'x');
+            EXPECT_TRUE(simulated->store->load(number * 512, sector.data(), 512));
+            return sector;
+        });
     }
 
-    platform::SimulatedBackend backend;
-    DialogAnswers dialogs;
-    std::unique_ptr<DpWizard> wizard;
-    QString filename;
-    int guesses = 0;
+    WizardBench bench;
+    std::shared_ptr<platform::SimulatedDisk> simulated = bench.adddisk(65536, 8, 8);
 };
+
+} // namespace
 
 TEST_F(WholeRun, OnASimulatedDisk)
 {
-    const auto disk = simulate();
-    ASSERT_NO_FATAL_FAILURE(walk("sim"));
-    comparesectors(0, 1, [&](std::uint64_t number) {
-        Bytes sector(512);
-        EXPECT_TRUE(disk->store->load(number * 512, sector.data(), 512));
-        return sector;
-    });
+    simulate(0, 1);
     // the search for two good sectors tested both, the commit wrote record, table and chain
-    EXPECT_EQ(disk->recording->transfers(platform::Operation::Kind::write, 512),
+    EXPECT_EQ(simulated->recording->transfers(platform::Operation::Kind::write, 512),
               (std::vector<std::uint64_t>(6, 1)));
-    // another Next after Back is another commit
-    click(QWizard::BackButton);
-    disk->recording->clear();
-    click(QWizard::NextButton);
-    EXPECT_EQ(wizard->currentId(), wizard->lastpageid);
-    EXPECT_EQ(disk->recording->count(platform::Operation::Kind::write), 6U);
 }
 
 TEST_F(WholeRun, WithTheFirstSectorsBad)
 {
-    const auto disk = simulate();
-    disk->faults->unreadable.add(0, 2);
-    disk->faults->unwritable.add(4);
-    ASSERT_NO_FATAL_FAILURE(walk("sim"));
-    comparesectors(3, 5, [&](std::uint64_t number) {
-        Bytes sector(512);
-        EXPECT_TRUE(disk->store->load(number * 512, sector.data(), 512));
-        return sector;
-    });
+    simulated->faults->unreadable.add(0, 2);
+    simulated->faults->unwritable.add(4);
+    simulate(3, 5);
 }
 
 TEST_F(WholeRun, OnABlockDeviceWithDamage)
@@ -291,47 +145,42 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     LoopDisk::Options options;
     options.bytes = diskbytes;
     options.name = "wholerun";
-    for (const int segment : damaged) {
-        const std::uint64_t sector = static_cast<unsigned>(segment) * cylinder + damagedsector;
+    for (const std::uint64_t segment : damaged) {
+        const std::uint64_t sector = segment * cylinder + damagedsector;
         options.badread.push_back({sector, sector});
         options.badwrite.push_back({sector, sector});
     }
     const LoopDisk disk(options);
     ASSERT_FALSE(disk.node.empty()) << disk.error;
+    platform::setbackend(nullptr);
     ASSERT_NO_FATAL_FAILURE(walk(disk.node));
-    comparesectors(0, 1, [&](std::uint64_t number) {
-        const std::string bytes = disk.medium(number * 512, 512);
-        return Bytes(bytes.begin(), bytes.end());
+    compare(0, 1, [&disk](std::uint64_t number) {
+        return QByteArray::fromStdString(disk.medium(number * 512, 512));
     });
 
-    // what others read in it
-    QProcess sfdisk;
-    sfdisk.start("sfdisk", {"--json", QString::fromStdString(disk.node)});
-    ASSERT_TRUE(sfdisk.waitForFinished());
-    const QJsonArray partitions = QJsonDocument::fromJson(sfdisk.readAllStandardOutput())
-                                      .object()["partitiontable"]
-                                      .toObject()["partitions"]
-                                      .toArray();
-    std::vector<std::string> found;
-    for (const auto &one : partitions) {
-        const QJsonObject partition = one.toObject();
-        found.push_back(QString("%1+%2 %3")
-                            .arg(partition["start"].toInteger())
-                            .arg(partition["size"].toInteger())
-                            .arg(partition["type"].toString())
-                            .toStdString());
+    // What others read in it: start, end and length of each partition, in sectors, and its type.
+    const QString node = QString::fromStdString(disk.node);
+    const QStringList partitions[] = {
+        {"32130", "787184", "755055", "7"},     {"835380", "1590434", "755055", "7"},
+        {"1638630", "2072384", "433755", "7"},  {"2120580", "4160834", "2040255", "f"},
+        {"2120643", "3196934", "1076292", "7"}, {"3245193", "4160834", "915642", "7"}};
+    const struct {
+        QString program;
+        QStringList arguments;
+        QString row;
+    } readers[] = {{"sfdisk", {"--json", node}, "\"start\": A, \"size\": C, \"type\": \"D\""},
+                   {"fdisk", {"-l", "-o", "Start,End,Sectors,Id", node}, " A B C D "},
+                   {"parted", {"-sm", node, "unit", "s", "print"}, ":As:Bs:Cs:"}};
+    for (const auto &reader : readers) {
+        QProcess process;
+        process.start(reader.program, reader.arguments);
+        ASSERT_TRUE(process.waitForFinished()) << reader.program.toStdString();
+        const QString printed = process.readAllStandardOutput().simplified() + " ";
+        for (const QStringList &partition : partitions) {
+            QString row = reader.row;
+            for (int column = 3; column >= 0; column--)
+                row.replace(QChar('A' + column), partition[column]);
+            EXPECT_EQ(printed.count(row), 1) << (row + " in " + printed).toStdString();
+        }
     }
-    EXPECT_EQ(found, (std::vector<std::string>{"32130+755055 7", "835380+755055 7",
-                                               "1638630+433755 7", "2120580+2040255 f",
-                                               "2120643+1076292 7", "3245193+915642 7"}));
-    QProcess parted;
-    parted.start("parted", {"--script", "--machine", QString::fromStdString(disk.node), "unit", "s",
-                            "print"});
-    ASSERT_TRUE(parted.waitForFinished());
-    const QString printed = parted.readAllStandardOutput();
-    for (const char *line : {"1:32130s:787184s:755055s:", "4:2120580s:4160834s:2040255s:",
-                             "5:2120643s:3196934s:1076292s:", "6:3245193s:4160834s:915642s:"})
-        EXPECT_TRUE(printed.contains(line)) << printed.toStdString();
 }
-
-} // namespace

@@ -1,10 +1,8 @@
 #include "tests/support/wizardbench.h"
-
 #include "wizard/geomdlg.h"
 
 #include <QDialogButtonBox>
 #include <QFile>
-#include <QGroupBox>
 #include <QLabel>
 #include <QLayout>
 #include <QLineEdit>
@@ -17,8 +15,8 @@
 namespace
 {
 
-constexpr auto skipbutton = QWizard::CustomButton1;
-constexpr auto prevbutton = QWizard::CustomButton2;
+constexpr auto back = WizardBench::back, next = WizardBench::next, skip = WizardBench::skip,
+               prev = WizardBench::prev;
 
 class Wizard : public ::testing::Test
 {
@@ -32,33 +30,21 @@ protected:
             text += (one.kind + ":" + one.title + ":" + one.text + "\n").toStdString();
         return text;
     }
-    /// The buttons that show, in layout order, each disabled one in brackets.
-    std::string buttons()
+    /// The page's number and the buttons that show, each disabled one in brackets.
+    std::string stands(bool done = true)
     {
-        const std::pair<QWizard::WizardButton, const char *> all[] = {
-            {QWizard::BackButton, "back"},
-            {skipbutton, "skip"},
-            {prevbutton, "prev"},
-            {QWizard::NextButton, "next"},
-            {QWizard::CancelButton, "cancel"},
-            {QWizard::FinishButton, "finish"},
-            {QWizard::CommitButton, "commit"}};
-        std::string text;
-        for (const auto &[which, name] : all) {
-            const QAbstractButton *button = bench.wizard->button(which);
-            if (button->isVisible())
-                text +=
-                    button->isEnabled() ? std::string(name) + " " : "(" + std::string(name) + ") ";
+        std::string text = done ? std::to_string(bench.current()) : "not done";
+        const std::pair<QWizard::WizardButton, std::string> buttons[] = {
+            {back, "back"},
+            {skip, "skip"},
+            {prev, "prev"},
+            {next, "next"},
+            {QWizard::CancelButton, "cancel"}};
+        for (const auto &[which, name] : buttons) {
+            if (bench.wizard->button(which)->isVisible())
+                text += bench.offered(which) ? " " + name : " (" + name + ")";
         }
         return text;
-    }
-    /// How often the master boot sector of the disk was written.
-    std::size_t commits()
-    {
-        std::size_t count = 0;
-        for (const auto &operation : bench.backend.disks[0]->recording->operations)
-            count += operation.kind == platform::Operation::Kind::write && operation.offset == 0;
-        return count;
     }
 
     WizardBench bench;
@@ -72,30 +58,24 @@ TEST_F(Wizard, AsksForADisk)
     EXPECT_EQ(said(), "warning:error:Can not detect any hard disk. \nPlease run quarn.exe as "
                       "administrator(probably by right-clicking quarn.exe and selecting \"Run as "
                       "Administrator\")\n");
-    EXPECT_EQ(buttons(), "(back) next cancel ");
-    bench.click(QWizard::NextButton);
+    EXPECT_EQ(stands(bench.click(next)), "0 (back) next cancel");
     EXPECT_EQ(said(), "warning:error:Please select a disk to proceed.\n");
-    EXPECT_EQ(bench.current(), bench.wizard->selectdiskid);
 
     // The system's disk is listed and refused; texts of devices are no shortcuts.
     bench.adddisk(100, 255, 63);
-    bench.adddisk(5);
-    bench.backend.disks[1]->path = "sim1#d&a&b#serial#class";
+    bench.adddisk(5)->path = "sim1#d&a&b#serial#class";
     bench.backend.systempaths = {bench.backend.disks[0]->path};
     bench.open(-1);
-    const auto rows = bench.selectpage()->diskbox->findChildren<QRadioButton *>();
+    const auto rows = bench.wizard->findChildren<QRadioButton *>();
     ASSERT_EQ(rows.size(), 2);
     EXPECT_EQ(rows[0]->text(), "disk0,0.8G(running OS installed here, don't partition it)");
     EXPECT_EQ(rows[1]->text(), "a-b,0.0G");
     EXPECT_TRUE(!rows[0]->isEnabled() && rows[1]->isEnabled() && !rows[1]->isChecked());
-    DISKINFO disk = {"", "R&D <b>", 1234567, true};
-    EXPECT_EQ(diskrowtext(disk), "R&D <b>,1234.6G(running OS installed here, don't partition it)");
-    bench.click(QWizard::NextButton);
+    EXPECT_EQ(diskrowtext({"", "R&D <b>", 1234567, false}), "R&D <b>,1234.6G");
+    EXPECT_EQ(stands(bench.click(next)), "0 (back) next cancel");
     EXPECT_EQ(said(), "warning:error:Please select a disk to proceed.\n");
     rows[1]->click();
-    EXPECT_EQ(bench.selectpage()->selecteddisk, 1);
-    EXPECT_TRUE(bench.click(QWizard::NextButton));
-    EXPECT_EQ(bench.current(), bench.wizard->scanpageid);
+    EXPECT_EQ(stands(bench.click(next)), "1 back skip (prev) next cancel");
     EXPECT_FALSE(bench.wizard->windowIcon().pixmap(48).isNull());
     EXPECT_EQ(bench.scanpage()->layout()->contentsMargins(), QMargins(100, 200, 100, 100));
 }
@@ -103,75 +83,52 @@ TEST_F(Wizard, AsksForADisk)
 // Back and Next through all pages, by the buttons alone; each click has one effect.
 TEST_F(Wizard, ThePagesHandTheNextButtonOn)
 {
-    bench.adddisk(60);
+    const auto disk = bench.adddisk(60);
     bench.open();
-    const DpWizard &wizard = *bench.wizard;
-    EXPECT_EQ(buttons(), "(back) next cancel ");
+    EXPECT_EQ(stands(), "0 (back) next cancel");
     for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(bench.click(QWizard::NextButton));
-        ASSERT_EQ(bench.current(), wizard.scanpageid);
-        EXPECT_EQ(buttons(), "back skip (prev) next cancel ");
-        ASSERT_TRUE(bench.click(QWizard::BackButton));
-        ASSERT_EQ(bench.current(), wizard.selectdiskid);
-        EXPECT_EQ(buttons(), "(back) next cancel ");
-    }
-    ASSERT_TRUE(bench.click(QWizard::NextButton));
-    for (int round = 0; round < 2; ++round) {
-        ASSERT_TRUE(bench.click(skipbutton));
-        ASSERT_EQ(bench.current(), wizard.partitionpageid);
-        EXPECT_EQ(buttons(), "back next cancel ");
-        ASSERT_TRUE(bench.click(QWizard::BackButton));
-        ASSERT_EQ(bench.current(), wizard.scanpageid);
-        EXPECT_EQ(buttons(), "back skip (prev) next cancel ");
+        EXPECT_EQ(stands(bench.click(next)), "1 back skip (prev) next cancel");
+        EXPECT_EQ(stands(bench.click(skip)), "2 back next cancel");
+        EXPECT_EQ(stands(bench.click(back)), "1 back skip (prev) next cancel");
+        EXPECT_EQ(stands(bench.click(back)), "0 (back) next cancel");
     }
     // Next starts a run and does not advance; a run locks every button.
-    EXPECT_EQ(wizard.button(QWizard::NextButton)->text(), wizard.buttonText(QWizard::NextButton));
-    ASSERT_TRUE(bench.click(QWizard::NextButton));
-    EXPECT_EQ(bench.current(), wizard.scanpageid);
-    EXPECT_EQ(buttons(), "(back) (skip) (prev) (next) (cancel) ");
+    EXPECT_EQ(stands(bench.click(next, next)), "1 (back) (skip) (prev) (next) (cancel)");
     bench.abortscan();
-    EXPECT_EQ(buttons(), "back skip prev next cancel ");
-    ASSERT_TRUE(bench.runscan());
-    ASSERT_EQ(bench.current(), wizard.partitionpageid);
-    EXPECT_EQ(buttons(), "back next (cancel) ");
+    EXPECT_EQ(stands(), "1 back skip prev next cancel");
+    EXPECT_EQ(stands(bench.runscan()), "2 back next (cancel)");
+    EXPECT_EQ(stands(bench.click(back)), "1 back (skip) prev next (cancel)");
+    EXPECT_EQ(stands(bench.click(prev)), "2 back next (cancel)");
     said();
-    ASSERT_TRUE(bench.click(QWizard::BackButton));
-    EXPECT_EQ(buttons(), "back (skip) prev next (cancel) ");
-    ASSERT_TRUE(bench.click(prevbutton));
-    ASSERT_EQ(bench.current(), wizard.partitionpageid);
-
-    for (std::size_t round = 1; round < 3; ++round) {
-        ASSERT_TRUE(bench.click(QWizard::NextButton));
-        ASSERT_EQ(bench.current(), wizard.lastpageid);
-        EXPECT_EQ(commits(), round);
-        EXPECT_EQ(buttons(), "back ");
+    for (int round = 1; round < 3; ++round) {
+        EXPECT_EQ(stands(bench.click(next)), "3 back");
         EXPECT_EQ(said(), "");
-        const PARTRESULT &result = bench.planner()->partresult;
-        EXPECT_EQ(bench.lastpage()->headlabel->text(),
-                  QString("Created %1 primary partitions,%2 primary extended partition, and %3 "
-                          "logical disks. The detailed partition infomation is as follows.")
-                      .arg(result.primarycount)
-                      .arg(result.extendedcount)
-                      .arg(result.logicalcount));
-        EXPECT_EQ(bench.lastpage()->reportedit->toPlainText(), result.report);
-        EXPECT_EQ(bench.lastpage()->closinglabel->text(),
-                  "Partition data has been written to the hard disk. You may need to reset your "
-                  "computer to see the changes.\nThanks for using this program!");
-        ASSERT_TRUE(bench.click(QWizard::BackButton));
-        ASSERT_EQ(bench.current(), wizard.partitionpageid);
-        EXPECT_EQ(buttons(), "back next (cancel) ");
+        int commits = 0;
+        for (const platform::Operation &one : disk->recording->operations)
+            commits += one.kind == platform::Operation::Kind::write && one.offset == 0;
+        EXPECT_EQ(commits, round);
+        EXPECT_EQ(stands(bench.click(back)), "2 back next (cancel)");
     }
-    bench.planner()->partresult = {"", 4, 0, 0, false};
-    bench.lastpage()->initializePage();
-    EXPECT_EQ(bench.lastpage()->closinglabel->text().count('\n'), 2);
-
     // All the way back; the first page's Next is the wizard's own again, and all is offered anew.
-    ASSERT_TRUE(bench.click(QWizard::BackButton) && bench.click(QWizard::BackButton));
-    ASSERT_EQ(bench.current(), wizard.selectdiskid);
-    ASSERT_TRUE(bench.click(QWizard::NextButton));
-    EXPECT_EQ(bench.current(), wizard.scanpageid);
-    EXPECT_FALSE(bench.scanpage()->scantimer->isActive());
-    EXPECT_TRUE(bench.offered(skipbutton) && bench.offered(prevbutton));
+    EXPECT_EQ(stands(bench.click(back, back)), "0 (back) next (cancel)");
+    EXPECT_EQ(stands(bench.click(next)), "1 back skip prev next cancel");
+
+    LastPage &last = *bench.lastpage();
+    bench.planner()->partresult = {"what was made", 4, 1, 2, false};
+    last.initializePage();
+    EXPECT_EQ(last.headlabel->text(),
+              "Created 4 primary partitions,1 primary extended partition, and 2 logical disks. The "
+              "detailed partition infomation is as follows.");
+    EXPECT_EQ(last.reportedit->toPlainText(), "what was made");
+    const QString written = "Partition data has been written to the hard disk. You may need to "
+                            "reset your computer to see the changes.\n";
+    const QString order = "The partitions are not in disk order and may be incompatible with some "
+                          "software.\n";
+    const QString thanks = "Thanks for using this program!";
+    EXPECT_EQ(last.closinglabel->text(), written + order + thanks);
+    bench.planner()->partresult.indiskorder = true;
+    last.initializePage();
+    EXPECT_EQ(last.closinglabel->text(), written + thanks);
 }
 
 TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
@@ -180,63 +137,55 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
     disk->geometry.reset();
     disk->partitionlength = disk->bytes = 1000000000;
     bench.open();
-    std::vector<QStringList> answers; // what to type; an empty list cancels
-    QStringList shown;
+    QStringList answers; // what is typed into the fields; "cancel" cancels
+    std::string shown;   // what stood there
     bench.dialogs.custom = [&](QWidget *widget) {
         auto *dialog = qobject_cast<GeomDlg *>(widget);
-        if (!dialog)
+        if (!dialog || answers.isEmpty())
             return false;
         QLineEdit *const edits[] = {dialog->bytesedit, dialog->sectorsedit, dialog->headsedit,
                                     dialog->cylindersedit};
         shown.clear();
         for (const QLineEdit *edit : edits)
-            shown.append(edit->text());
-        const QStringList typed = answers.front();
-        answers.erase(answers.begin());
-        for (qsizetype i = 0; i < typed.size(); ++i)
+            shown += edit->text().toStdString() + ",";
+        const bool cancels = answers.first() == "cancel";
+        const QStringList typed = answers.takeFirst().split(',');
+        for (qsizetype i = 0; !cancels && i < typed.size(); ++i)
             edits[i]->setText(typed[i]);
-        dialog->buttonbox->button(typed.isEmpty() ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)
+        dialog->buttonbox->button(cancels ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)
             ->click();
         return true;
     };
-    const auto enter = [&](const std::vector<QStringList> &typed) {
-        answers = typed;
-        EXPECT_TRUE(bench.click(QWizard::NextButton));
-        EXPECT_TRUE(answers.empty());
-        EXPECT_EQ(g, bench.scanpage()->diskgeom);
-        EXPECT_EQ(bench.scanpage()->segnum,
-                  static_cast<int>(std::min<std::uint64_t>(g.cylinders, 500)));
-        EXPECT_TRUE(bench.click(QWizard::BackButton));
-        return said();
-    };
-    const geom guess = {255, 63, 512, 121, 16065, 8225280, 1000000000, 1953125};
-    EXPECT_EQ(enter({{}}), "");
-    EXPECT_EQ(shown, QStringList({"512", "63", "255", "121"}));
-    EXPECT_EQ(g, guess);
-    EXPECT_EQ(enter({{"512", "63", "255", "7"}}), "");
-    EXPECT_EQ(g, guess);
-    EXPECT_EQ(enter({{"512", "63", "16", "x"}}), "");
-    EXPECT_EQ(g.sectorspercyl, 1008U);
-    EXPECT_EQ(g.cylinders, 1000000000U / (1008 * 512));
-
     const std::string bytes = "warning:error:\"bytes per sector\" must be a power of two from 512 "
                               "to 4096.\n";
     const std::string sectors =
         "warning:error:\"sectors per track\" must be a number from 1 to 63.\n";
     const std::string heads = "warning:error:\"heads number\" must be a number from 1 to 256.\n";
-    EXPECT_EQ(enter({{"0", "63", "255"},
-                     {"1000"},
-                     {"8192"},
-                     {"-512"},
-                     {"512", ""},
-                     {"512", "64"},
-                     {"512", "63", "257"},
-                     {"512", "63", "99999999999"},
-                     {}}),
-              bytes + bytes + bytes + bytes + sectors + sectors + heads + heads);
-    // What was typed was there again, and Cancel keeps the guess.
-    EXPECT_EQ(shown, QStringList({"512", "63", "99999999999", "121"}));
-    EXPECT_EQ(g, guess);
-    EXPECT_EQ(enter({{"x", "63", "255"}, {"4096", "1", "256"}}), bytes);
-    EXPECT_EQ(g, (geom{256, 1, 4096, 953, 256, 1048576, 1000000000, 244140}));
+    const geom guess = {255, 63, 512, 121, 16065, 8225280, 1000000000, 1953125};
+    const struct {
+        QString answers, shown; // the last time
+        std::string said;
+        geom geometry;
+    } cases[] = {{"cancel", "512,63,255,121,", "", guess},
+                 {"512,63,255,7", "512,63,255,121,", "", guess},
+                 {"512,63,16,x", "512,63,255,121,", "", withfactors(guess, 512, 63, 16)},
+                 // What was typed is there again, and Cancel keeps the guess.
+                 {"0,63,255 1000 8192 -512 512, 512,64 512,63,257 512,63,99999999999 cancel",
+                  "512,63,99999999999,121,",
+                  bytes + bytes + bytes + bytes + sectors + sectors + heads + heads, guess},
+                 {"x,63,255 4096,1,256",
+                  "x,63,255,121,",
+                  bytes,
+                  {256, 1, 4096, 953, 256, 1048576, 1000000000, 244140}}};
+    for (const auto &row : cases) {
+        answers = row.answers.split(' ');
+        EXPECT_TRUE(bench.click(next));
+        EXPECT_TRUE(answers.isEmpty());
+        EXPECT_EQ(shown, row.shown.toStdString());
+        EXPECT_EQ(said(), row.said);
+        EXPECT_TRUE(g == row.geometry && bench.scanpage()->diskgeom == g);
+        EXPECT_EQ(bench.scanpage()->segnum,
+                  g.cylinders < 500 ? static_cast<int>(g.cylinders) : 500);
+        EXPECT_TRUE(bench.click(back));
+    }
 }

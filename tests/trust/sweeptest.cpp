@@ -1,0 +1,183 @@
+#include "planner/commitplan.h"
+#include "platform/simulated/disturbed.h"
+#include "tests/support/planchecker.h"
+#include "tests/support/wizardbench.h"
+#include "views/parttreemodel.h"
+
+#include <QAbstractButton>
+#include <QButtonGroup>
+#include <QFile>
+#include <QTextEdit>
+
+#include <gtest/gtest.h>
+
+#include <set>
+
+using platform::Disturbance;
+using platform::Operation;
+
+namespace
+{
+
+constexpr std::uint64_t cylinders = 12;
+constexpr std::uint64_t cylinder = 8; // sectors, in two tracks
+constexpr std::uint64_t damagedcylinder = 5;
+constexpr char file[] = "disk0";
+
+// A whole session: scan, plan and commit; the file's result again, a re-test and a commit; the
+// result on the disk again and a commit. It ends where it does not go on.
+class Session
+{
+public:
+    Session(Disturbance how, std::uint64_t victim) : disk(bench.adddisk(cylinders, 2, 4))
+    {
+        disturbed.disturbance = how;
+        disturbed.victim = victim;
+        disk->faults->unreadable.add(damagedcylinder * cylinder + 3);
+        bench.adddisk(1)->listed = false;
+        bench.backend.systempaths = {bench.backend.disks[1]->path};
+        QFile::remove(file);
+        platform::setbackend(&disturbed);
+        bench.open(-1);
+        reachedend = scanandcommit() && reuseandcommit(true) && reuseandcommit(false);
+        bench.wizard.reset();
+        for (const Operation &one : disk->recording->operations) {
+            if (one.kind == Operation::Kind::write)
+                writes.insert(one.offset / 512);
+        }
+        EXPECT_EQ(disk->recording->count(Operation::Kind::open),
+                  disk->recording->count(Operation::Kind::close));
+    }
+
+    WizardBench bench;
+    std::shared_ptr<platform::SimulatedDisk> disk;
+    platform::DisturbedBackend disturbed{bench.backend};
+    std::set<std::uint64_t> writes;
+    std::set<std::uint64_t> planned; ///< sectors that the plans of this session ask for
+    std::set<std::uint64_t> ending;  ///< calls whose failure ends the program
+    bool reachedend = false;
+    int lost = 0; ///< lines about sectors that did not reach the disk
+
+private:
+    bool scanandcommit()
+    {
+        QAbstractButton *row = bench.selectpage()->diskgroup->button(0);
+        if (!row)
+            return false;
+        row->click();
+        if (!bench.click(WizardBench::next) || !bench.runscan() || !onplanner())
+            return false;
+        const QByteArray saved = filecontent(file);
+        EXPECT_EQ(saved.size(), 56 + 24 * static_cast<int>(cylinders));
+        EXPECT_EQ(saved.size() > 192 ? saved[56 + 24 * 5 + 16] : 0, 1);
+        return commit();
+    }
+
+    bool reuseandcommit(bool fromfile)
+    {
+        if (!fromfile)
+            QFile::remove(file);
+        if (!bench.click(WizardBench::back, WizardBench::back, WizardBench::back, WizardBench::next,
+                         WizardBench::prev) ||
+            !onplanner())
+            return false;
+        // The last four calls probe both good stretches: seek and read. A disk that is there and
+        // can't be positioned ends the program at this place, before anything is written.
+        ending.insert(disturbed.calls.size() - 4);
+        ending.insert(disturbed.calls.size() - 2);
+        selectblocks(*bench.planner(), {bench.planner()->extparts.last()->start});
+        bench.planner()->rescan();
+        return commit();
+    }
+
+    // Whether the session is there; then the damage is known, and what is called good was read.
+    bool onplanner()
+    {
+        if (bench.current() != bench.wizard->partitionpageid)
+            return false;
+        std::set<std::uint64_t> good;
+        for (const Operation &one : disk->recording->operations) {
+            for (std::uint64_t i = 0; one.kind == Operation::Kind::read && i < one.moved / 512; i++)
+                good.insert(one.offset / 512 + i);
+        }
+        for (const SEG &seg : bench.planner()->segs) {
+            for (std::uint64_t i = seg.firstsector(cylinder);
+                 seg.isbad == 0 && i <= seg.lastsector(cylinder); i++)
+                EXPECT_TRUE(good.contains(i)) << "sector " << i << " is called good";
+        }
+        return true;
+    }
+
+    bool commit()
+    {
+        DiskPartition &page = *bench.planner();
+        page.onstrategychanged(0);
+        for (const EXTPART *part : page.extparts) {
+            selectblocks(page, {part->start});
+            page.addld();
+        }
+        std::vector<PART> parts = buildparts(page.treemodel->getallparts(), cylinder);
+        keepofftracks(parts, {}, 4);
+        const SEG *segs = bench.scanpage()->segs;
+        for (std::uint64_t i = 0; i < (segs[0].isbad ? cylinder : 2); i++)
+            planned.insert(i);
+        for (const PART &part : parts) {
+            if (part.kind == 'l')
+                planned.insert(part.start);
+        }
+        if (!bench.click(WizardBench::next) || bench.current() != bench.wizard->lastpageid)
+            return false;
+        // Success was told: what is missing on the disk must be in the report.
+        const QString report = bench.lastpage()->reportedit->toPlainText();
+        lost += static_cast<int>(report.count("is not on the disk"));
+        const std::uint64_t record = secondgoodsector;
+        keepofftracks(parts, std::array<std::uint64_t, 2>{firstgoodsector, record}, 4);
+        platform::setbackend(&bench.backend);
+        const std::vector<Operation> operations = disk->recording->operations;
+        void *handle = opendisk(disk->path.c_str());
+        std::vector<TABLEFAULT> missing = verifytables(handle, parts);
+        if (!verifyseginfo(handle, record, segs, bench.scanpage()->segnum))
+            missing.push_back({record});
+        for (const TABLEFAULT &fault : missing)
+            EXPECT_TRUE(report.contains(QString("sector %1 is not on the disk").arg(fault.sector)));
+        closedisk(handle);
+        disk->recording->operations = operations;
+        platform::setbackend(&disturbed);
+        return true;
+    }
+};
+
+// Each call of a session fails, is cut short, or is the last before the disks are gone. The tests
+// take every so many-th; QUARN_SWEEP=1 takes them all.
+TEST(Sweep, NoFailureIsTakenForSuccess)
+{
+    const Session whole(Disturbance::none, 0);
+    ASSERT_TRUE(whole.reachedend) << whole.bench.dialogs.messages().join('\n').toStdString();
+    ASSERT_EQ(whole.lost, 0);
+    ASSERT_EQ(whole.writes, whole.planned);
+    const bool all = qEnvironmentVariableIsSet("QUARN_SWEEP");
+    int runs = 0;
+    int told = 0;
+    for (const Disturbance how : {Disturbance::fail, Disturbance::cut, Disturbance::gone}) {
+        for (std::uint64_t i = 0; i < whole.disturbed.calls.size(); i++) {
+            if ((how == Disturbance::cut && !whole.disturbed.calls[i]) ||
+                (how == Disturbance::fail && whole.ending.contains(i)) ||
+                (!all && (i + static_cast<unsigned>(how)) % 11 != 0))
+                continue;
+            SCOPED_TRACE("disturbance " + std::to_string(static_cast<int>(how)) + " of call " +
+                         std::to_string(i));
+            const Session session(how, i);
+            for (const std::uint64_t sector : session.writes) {
+                EXPECT_TRUE(whole.writes.contains(sector) || session.planned.contains(sector))
+                    << "sector " << sector << " was written";
+            }
+            runs++;
+            told += session.lost > 0 ? 1 : 0;
+        }
+    }
+    std::printf("%zu calls, %d sessions, %d with lines about lost sectors\n",
+                whole.disturbed.calls.size(), runs, told);
+    EXPECT_TRUE(told > 0 || !all);
+}
+
+} // namespace
