@@ -13,10 +13,10 @@ namespace
 constexpr platform::DriveGeometry geometry{4096, 16, 63, 512};
 constexpr std::uint64_t cylindersectors = 16 * 63;
 
-// The bad places of the damaged disk, in cylinders: a scratch, a cluster, and its end.
+// The bad places of the damaged disk, in cylinders: scratches, a cluster, and its end.
 constexpr struct {
     std::uint64_t first, last;
-} damage[] = {{700, 703}, {1490, 1490}, {1502, 1520}, {2816, 2816}, {4090, 4095}};
+} damage[] = {{700, 703}, {1490, 1490}, {1502, 1520}, {2316, 2316}, {3300, 3302}, {4090, 4095}};
 
 std::shared_ptr<platform::SimulatedDisk> demodisk(const std::string &folder, const char *file,
                                                   const char *model)
