@@ -73,6 +73,10 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
 
     strategybox = new QComboBox;
     strategybox->setAccessibleName("Partition strategy");
+    // where a combo box's name is its present text, what it is for comes from its label
+    auto *strategylabel = new QLabel("Partition strategy", this);
+    strategylabel->setBuddy(strategybox);
+    strategylabel->hide();
     for (const STRTGYINFO &strategy : strategyinfo)
         strategybox->addItem(strategy.listtext);
     connect(strategybox, &QComboBox::currentIndexChanged, this, &DiskPartition::onstrategychanged);

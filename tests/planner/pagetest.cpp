@@ -5,6 +5,7 @@
 #include "views/partitem.h"
 #include "views/parttreemodel.h"
 
+#include <QAccessible>
 #include <QComboBox>
 #include <QPushButton>
 #include <QTest>
@@ -13,6 +14,16 @@
 #include <gtest/gtest.h>
 
 static const char *const plan = "p0-9 u10-19 p20-29 l30-39 b40-41 l42-49";
+
+// What a screen reader has to say of a control: its own name and those of its labels.
+QStringList spokennames(QWidget *widget)
+{
+    QAccessibleInterface *control = QAccessible::queryAccessibleInterface(widget);
+    QStringList names{control->text(QAccessible::Name)};
+    for (const auto &relation : control->relations(QAccessible::Label))
+        names.append(relation.first->text(QAccessible::Name));
+    return names;
+}
 
 TEST(PlannerPage, SelectionGoesBothWays)
 {
@@ -60,7 +71,7 @@ TEST(PlannerPage, KeyboardAndNames)
         {page.downbutton, "Move partition down"}, {page.deletebutton, "Delete partition"}};
     for (const auto &[widget, name] : order) {
         EXPECT_EQ(page.focusWidget(), widget);
-        EXPECT_EQ(widget->accessibleName(), name);
+        EXPECT_TRUE(spokennames(widget).contains(name)) << name;
         QTest::keyClick(page.focusWidget(), Qt::Key_Tab);
     }
     // the arrow keys reach every cell, so that F2 can edit it
