@@ -57,54 +57,13 @@ protected:
         return moved(transfer);
     }
 
-    Status doflush() override
+    Status ask(const char *, const std::function<Status()> &request) override
     {
-        return then([this] { return inner->flush(); });
-    }
-    Status dopartitionlength(std::uint64_t &bytes) override
-    {
-        return then([&] { return inner->partitionlength(bytes); });
-    }
-    Status dodrivegeometry(DriveGeometry &geometry) override
-    {
-        return then([&] { return inner->drivegeometry(geometry); });
-    }
-    Status dofilesize(std::uint64_t &bytes) override
-    {
-        return then([&] { return inner->filesize(bytes); });
-    }
-    Status dofilesizelow(std::uint32_t &bytes) override
-    {
-        return then([&] { return inner->filesizelow(bytes); });
-    }
-    Status dosectorsize(std::uint32_t &bytes) override
-    {
-        return then([&] { return inner->sectorsize(bytes); });
-    }
-    Status doidentitymap(std::uint8_t &map) override
-    {
-        return then([&] { return inner->identitymap(map); });
-    }
-    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override
-    {
-        return then([&] { return inner->identify(command, data); });
-    }
-    Status doremovable(bool &answer) override
-    {
-        return then([&] { return inner->removable(answer); });
-    }
-    Status doupdateproperties() override
-    {
-        return then([this] { return inner->updateproperties(); });
+        const Status status = backend.enter();
+        return status.ok() ? request() : status;
     }
 
 private:
-    template <class Call> Status then(const Call &call)
-    {
-        const Status status = backend.enter();
-        return status.ok() ? call() : status;
-    }
-
     /// The device behind may have moved further than is told.
     Transfer moved(const Transfer &transfer)
     {

@@ -119,64 +119,10 @@ Transfer FaultyDevice::dowrite(const void *buffer, std::size_t bytes)
     return transfer;
 }
 
-Status FaultyDevice::doflush()
+Status FaultyDevice::ask(const char *, const std::function<Status()> &request)
 {
     const Status status = pass();
-    return status.ok() ? inner->flush() : status;
-}
-
-Status FaultyDevice::dopartitionlength(std::uint64_t &bytes)
-{
-    const Status status = pass();
-    return status.ok() ? inner->partitionlength(bytes) : status;
-}
-
-Status FaultyDevice::dodrivegeometry(DriveGeometry &geometry)
-{
-    const Status status = pass();
-    return status.ok() ? inner->drivegeometry(geometry) : status;
-}
-
-Status FaultyDevice::dofilesize(std::uint64_t &bytes)
-{
-    const Status status = pass();
-    return status.ok() ? inner->filesize(bytes) : status;
-}
-
-Status FaultyDevice::dofilesizelow(std::uint32_t &bytes)
-{
-    const Status status = pass();
-    return status.ok() ? inner->filesizelow(bytes) : status;
-}
-
-Status FaultyDevice::dosectorsize(std::uint32_t &bytes)
-{
-    const Status status = pass();
-    return status.ok() ? inner->sectorsize(bytes) : status;
-}
-
-Status FaultyDevice::doidentitymap(std::uint8_t &map)
-{
-    const Status status = pass();
-    return status.ok() ? inner->identitymap(map) : status;
-}
-
-Status FaultyDevice::doidentify(const IdentifyCommand &command, IdentifyData &data)
-{
-    const Status status = pass();
-    return status.ok() ? inner->identify(command, data) : status;
-}
-
-Status FaultyDevice::doremovable(bool &answer)
-{
-    const Status status = pass();
-    return status.ok() ? inner->removable(answer) : status;
-}
-
-Status FaultyDevice::doupdateproperties()
-{
-    const Status status = pass();
-    return status.ok() ? inner->updateproperties() : status;
+    return status.ok() ? request() : status;
 }
 
 } // namespace platform

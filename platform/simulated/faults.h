@@ -40,16 +40,7 @@ protected:
     Status doseek(std::uint64_t offset) override;
     Transfer doread(void *buffer, std::size_t bytes) override;
     Transfer dowrite(const void *buffer, std::size_t bytes) override;
-    Status doflush() override;
-    Status dopartitionlength(std::uint64_t &bytes) override;
-    Status dodrivegeometry(DriveGeometry &geometry) override;
-    Status dofilesize(std::uint64_t &bytes) override;
-    Status dofilesizelow(std::uint32_t &bytes) override;
-    Status dosectorsize(std::uint32_t &bytes) override;
-    Status doidentitymap(std::uint8_t &map) override;
-    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
-    Status doremovable(bool &answer) override;
-    Status doupdateproperties() override;
+    Status ask(const char *name, const std::function<Status()> &request) override;
 
 private:
     Status pass();

@@ -63,61 +63,10 @@ Transfer RecordingDevice::dowrite(const void *buffer, std::size_t bytes)
     return transfer;
 }
 
-Status RecordingDevice::doflush()
+Status RecordingDevice::ask(const char *name, const std::function<Status()> &request)
 {
-    const Status status = inner->flush();
-    recording->operations.push_back({Operation::Kind::flush, position, 0, 0, status, {}});
-    return status;
-}
-
-Status RecordingDevice::dopartitionlength(std::uint64_t &bytes)
-{
-    return request("partitionlength", inner->partitionlength(bytes));
-}
-
-Status RecordingDevice::dodrivegeometry(DriveGeometry &geometry)
-{
-    return request("drivegeometry", inner->drivegeometry(geometry));
-}
-
-Status RecordingDevice::dofilesize(std::uint64_t &bytes)
-{
-    return request("filesize", inner->filesize(bytes));
-}
-
-Status RecordingDevice::dofilesizelow(std::uint32_t &bytes)
-{
-    return request("filesizelow", inner->filesizelow(bytes));
-}
-
-Status RecordingDevice::dosectorsize(std::uint32_t &bytes)
-{
-    return request("sectorsize", inner->sectorsize(bytes));
-}
-
-Status RecordingDevice::doidentitymap(std::uint8_t &map)
-{
-    return request("identitymap", inner->identitymap(map));
-}
-
-Status RecordingDevice::doidentify(const IdentifyCommand &command, IdentifyData &data)
-{
-    return request("identify", inner->identify(command, data));
-}
-
-Status RecordingDevice::doremovable(bool &answer)
-{
-    return request("removable", inner->removable(answer));
-}
-
-Status RecordingDevice::doupdateproperties()
-{
-    return request("updateproperties", inner->updateproperties());
-}
-
-Status RecordingDevice::request(const char *what, Status status)
-{
-    recording->operations.push_back({Operation::Kind::request, 0, 0, 0, status, what});
+    const Status status = request();
+    recording->operations.push_back({Operation::Kind::request, 0, 0, 0, status, name});
     return status;
 }
 

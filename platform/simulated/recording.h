@@ -12,13 +12,13 @@ namespace platform
 
 /// One operation as it was asked for and answered.
 struct Operation {
-    enum class Kind { open, close, seek, read, write, flush, request };
+    enum class Kind { open, close, seek, read, write, request };
     Kind kind = Kind::seek;
     std::uint64_t offset = 0; ///< bytes from the start of the disk
     std::uint64_t bytes = 0;  ///< asked for, of a transfer
     std::uint64_t moved = 0;  ///< that moved
     Status status;
-    std::string what; ///< name of a request ("partitionlength", "updateproperties", …)
+    std::string what; ///< name of a request ("flush", "updateproperties", …)
 };
 
 /// What happened to one disk, over all its handles. An open that failed is not in it.
@@ -43,20 +43,9 @@ protected:
     Status doseek(std::uint64_t offset) override;
     Transfer doread(void *buffer, std::size_t bytes) override;
     Transfer dowrite(const void *buffer, std::size_t bytes) override;
-    Status doflush() override;
-    Status dopartitionlength(std::uint64_t &bytes) override;
-    Status dodrivegeometry(DriveGeometry &geometry) override;
-    Status dofilesize(std::uint64_t &bytes) override;
-    Status dofilesizelow(std::uint32_t &bytes) override;
-    Status dosectorsize(std::uint32_t &bytes) override;
-    Status doidentitymap(std::uint8_t &map) override;
-    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
-    Status doremovable(bool &answer) override;
-    Status doupdateproperties() override;
+    Status ask(const char *name, const std::function<Status()> &request) override;
 
 private:
-    Status request(const char *what, Status status);
-
     std::shared_ptr<Recording> recording;
     std::uint64_t position = 0;
 };

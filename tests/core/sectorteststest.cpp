@@ -60,6 +60,13 @@ TEST_P(SectorTests, WriteTestFindsWhatFailsAndWhatLies)
     EXPECT_EQ(write_test(handle, 100, 144, sectorbytes), 0);
     EXPECT_EQ(transfers(Kind::write), (Sectors{20, 20, 5}));
     EXPECT_EQ(transfers(Kind::read), (Sectors{20, 20, 5}));
+    std::string order; // the drive's own cache is flushed once, in front of the last read-back
+    for (const platform::Operation &one : disk->recording->operations)
+        order += one.kind == Kind::write  ? "w"
+                 : one.kind == Kind::read ? "r"
+                 : one.what == "flush"    ? "f"
+                                          : "";
+    EXPECT_EQ(order, "wrwrwfr");
     std::vector<char> sector(static_cast<std::size_t>(sectorbytes));
     EXPECT_EQ(readasector(handle, 121, sector.data()), 0);
     EXPECT_EQ(sector[3], static_cast<char>((sectorbytes + 3) % 256)); // the ramp runs on

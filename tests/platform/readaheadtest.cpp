@@ -52,6 +52,8 @@ protected:
     Pairs reads()
     {
         Pairs list;
+        bool answer = false;
+        device->removable(answer); // whatever is asked waits for what is on its way
         for (const Operation &one : disk->recording->operations) {
             if (one.kind == Operation::Kind::read)
                 list.emplace_back(one.offset / 512, one.bytes / 512);
@@ -70,7 +72,8 @@ TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
     for (std::uint64_t i = 0; i < 100; i += 20)
         EXPECT_EQ(read(i, 20), 20U);
     // as asked for up to the first multiple of 32 that is worth it, then piece by piece
-    EXPECT_EQ(reads(), (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}}));
+    // and once a piece was used up, the one behind the present one is on its way
+    EXPECT_EQ(reads(), (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}, {128, 32}}));
     EXPECT_EQ(read(100, 20), 20U);
     EXPECT_EQ(reads(), Pairs{});
     // elsewhere, and back: nothing of what was fetched is used again
@@ -83,20 +86,22 @@ TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
 
 TEST_F(ReadAheadTest, AWriteDropsWhatWasFetched)
 {
-    read(0, 4);
-    read(4, 4);
-    reads();
-    std::uint64_t number = 8;
-    std::vector<char> sector(512);
-    std::memcpy(sector.data(), &number, sizeof number);
-    sector[100] = 'x';
-    EXPECT_TRUE(device->seek(8 * 512).ok());
-    EXPECT_EQ(device->write(sector.data(), 512).bytes, 512U);
-    EXPECT_TRUE(device->seek(8 * 512).ok());
-    std::vector<char> back(512);
-    EXPECT_TRUE(device->read(back.data(), 512).status.ok());
-    EXPECT_EQ(back, sector);
-    EXPECT_EQ(reads(), (Pairs{{8, 1}}));
+    // into the present piece, and into the one on its way
+    for (const std::uint64_t at : {40U, 70U}) {
+        for (std::uint64_t i = 0; i < 40; i += 4)
+            EXPECT_EQ(read(i, 4), 4U);
+        reads();
+        std::vector<char> sector(512);
+        std::memcpy(sector.data(), &at, sizeof at);
+        sector[100] = 'x';
+        EXPECT_TRUE(device->seek(at * 512).ok());
+        EXPECT_EQ(device->write(sector.data(), 512).bytes, 512U);
+        EXPECT_TRUE(device->seek(at * 512).ok());
+        std::vector<char> back(512);
+        EXPECT_TRUE(device->read(back.data(), 512).status.ok());
+        EXPECT_EQ(back, sector);
+        EXPECT_EQ(reads(), (Pairs{{at, 1}}));
+    }
 }
 
 TEST_F(ReadAheadTest, NeverPastTheEnd)
@@ -135,6 +140,17 @@ TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
     for (at = 192; at < 222; at += 10)
         EXPECT_EQ(read(at, 10), 10U);
     EXPECT_EQ(reads(), (Pairs{{192, 10}, {202, 22}, {202, 10}, {212, 10}}));
+
+    // the same when the piece was on its way already
+    disk->faults->unreadable.add(480);
+    for (at = 384; read(at, 10) == 10;)
+        at += 10;
+    EXPECT_EQ(at, 474U);
+    EXPECT_EQ(reads(), (Pairs{{384, 10}, {394, 22}, {416, 32}, {448, 32}, {480, 32}, {474, 10}}));
+    // a second pass begins further in front, and does not try that piece again
+    for (at = 404; read(at, 10) == 10;)
+        at += 10;
+    EXPECT_EQ(reads(), (Pairs{{404, 10}, {414, 10}, {424, 24}, {448, 32}, {474, 10}}));
 }
 
 // Whatever is asked for comes as it would without the decorator, and no sector of the damage is

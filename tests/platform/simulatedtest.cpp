@@ -229,7 +229,7 @@ TEST(SimulatedBackend, AnswersAndRecords)
               (std::vector<std::uint64_t>{20, 20, 5}));
     std::string course;
     for (const Operation &operation : recording.operations)
-        course += "ocsrwf?"[static_cast<int>(operation.kind)];
+        course += "ocsrw?"[static_cast<int>(operation.kind)];
     EXPECT_EQ(course, "orrr???c");
     EXPECT_EQ(recording.operations[2].offset, 20U * 512);
     EXPECT_EQ(recording.operations[3].status.fault, Fault::medium);
