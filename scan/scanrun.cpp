@@ -6,6 +6,7 @@
 
 #include <QProgressDialog>
 #include <QTimer>
+#include <QWizard>
 
 #include <array>
 #include <utility>
@@ -17,6 +18,10 @@ namespace
 // power cut may take is so many milliseconds of the scan at most: to wait for the medium behind
 // each record would cost a small disk more time than its test.
 constexpr qint64 keepinterval = 1000;
+
+// What the title of a running scan may grow to.
+constexpr const char *longesttitle =
+    "100 % done, 100 bad segments, 1000.0 MB/s, about 23 h 59 min left";
 
 template <std::size_t size>
 bool writewhole(std::FILE *file, const std::array<std::uint8_t, size> &image)
@@ -71,6 +76,11 @@ void DiskScanPage::startrun(int first)
     speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
                       segs[first].start * diskgeom.bytespercyl);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
+    scanprogress->setWindowIcon(wizard()->windowIcon());
+    // a window has no title to go by for its width; half as much again for a frame's own font and
+    // buttons
+    scanprogress->setMinimumWidth(scanprogress->fontMetrics().horizontalAdvance(longesttitle) * 3 /
+                                  2);
     scantimer = new QTimer(this);
     connect(scantimer, &QTimer::timeout, this, &DiskScanPage::scan);
     scantimer->start(0);
