@@ -1,17 +1,7 @@
-#include "planner/diskpartition.h"
 #include "scan/consolidation.h"
+#include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
-#include "views/graphicsview.h"
-#include "views/partitem.h"
-#include "views/parttreemodel.h"
 
-#include <QApplication>
-#include <QElapsedTimer>
-#include <QTemporaryDir>
-#include <QTest>
-#include <QTreeView>
-
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -21,14 +11,6 @@
 
 namespace
 {
-
-constexpr int repeats = 7;
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 double milliseconds(const std::function<void()> &work)
 {
@@ -40,27 +22,31 @@ double milliseconds(const std::function<void()> &work)
 
 /// Prints the medians of an operation, of what the views then do about it, and of a redraw.
 void report(DiskPartition &page, const char *name, const std::function<void()> &before,
-            const std::function<void()> &work, int times = repeats)
+            const std::function<void()> &work, int repeats = 7)
 {
-    std::vector<double> done, settled, diagram, whole;
-    for (int i = 0; i < times; ++i) {
+    const std::function<void()> parts[] = {work, [] { QApplication::processEvents(); },
+                                           [&page] { page.diagramview->grab(); },
+                                           [&page] { page.grab(); }};
+    std::vector<double> times[4];
+    for (int i = 0; i < repeats; ++i) {
         before();
         QApplication::processEvents();
-        done.push_back(milliseconds(work));
-        settled.push_back(milliseconds([] { QApplication::processEvents(); }));
-        diagram.push_back(milliseconds([&page] { page.diagramview->grab(); }));
-        whole.push_back(milliseconds([&page] { page.grab(); }));
+        for (int k = 0; k < 4; ++k)
+            times[k].push_back(milliseconds(parts[k]));
     }
-    std::printf("%-34s %7d %9.2f %9.2f %9.2f %9.2f\n", name, static_cast<int>(page.extparts.size()),
-                median(done), median(settled), median(diagram), median(whole));
+    std::printf("%-34s %7d", name, static_cast<int>(page.extparts.size()));
+    for (std::vector<double> &values : times) {
+        std::ranges::sort(values);
+        std::printf(" %9.2f", values[values.size() / 2]);
+    }
+    std::puts("");
     std::fflush(stdout);
 }
 
-void select(DiskPartition &page, int first, int last)
+void selectall(DiskPartition &page)
 {
-    page.diagramview->selectblock(first);
-    for (int i = first; i < last; ++i)
-        QTest::keyClick(page.diagramview, Qt::Key_Right, Qt::ShiftModifier);
+    QTest::keyClick(page.diagramview, Qt::Key_Home);
+    QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
 }
 
 /// Gives the planner what a scan would have found: every second segment damaged, or none.
@@ -75,7 +61,7 @@ void fill(WizardBench &bench, bool damaged)
     QApplication::processEvents();
 }
 
-void strategies(DiskPartition &page, DialogAnswers &answers)
+void strategies(DiskPartition &page)
 {
     const auto nothing = [] {};
     for (int i = 0; i < 6; ++i) {
@@ -87,32 +73,22 @@ void strategies(DiskPartition &page, DialogAnswers &answers)
         page.onstrategychanged(0);
         page.diagramview->selectblock(0);
     };
+    const auto split = [&page, bare] {
+        bare();
+        page.splitpart(50);
+        for (int i = 0; i < 50; ++i)
+            page.extparts[i]->item->setSelected(true);
+    };
     report(page, "split into 50", bare, [&page] { page.splitpart(50); });
-    report(
-        page, "combine 50",
-        [&page, &bare] {
-            bare();
-            page.splitpart(50);
-            select(page, 0, 49);
-        },
-        [&page] { page.combineparts(); });
-    report(
-        page, "a logical disk more", [&page] { page.onstrategychanged(0); },
-        [&page] {
-            page.diagramview->selectblock(0);
-            page.addld();
-        });
-    const auto full = [&page] { page.onstrategychanged(1); };
-    report(page, "delete one of all", full, [&page] {
+    report(page, "combine 50", split, [&page] { page.combineparts(); });
+    report(page, "a logical disk more", bare, [&page] { page.addld(); });
+    const auto full = [&page] {
+        page.onstrategychanged(1);
         page.diagramview->selectblock(200);
-        page.delpart();
-    });
-    report(page, "select all by keys", full, [&page] {
-        QTest::keyClick(page.diagramview, Qt::Key_Home);
-        QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
-    });
+    };
+    report(page, "delete one of all", full, [&page] { page.delpart(); });
+    report(page, "select all by keys", full, [&page] { selectall(page); });
     report(page, "resize", full, [&page] { page.resizepartdiagram(); });
-    answers.takeseen();
 }
 
 void manyblocks(DiskPartition &page, DialogAnswers &answers)
@@ -130,15 +106,9 @@ void manyblocks(DiskPartition &page, DialogAnswers &answers)
             page.diagramview->selectblock(i);
             page.addld();
         }
+        selectall(page);
     };
-    report(
-        page, "combine 500 logical disks",
-        [&page, &five] {
-            five();
-            QTest::keyClick(page.diagramview, Qt::Key_Home);
-            QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
-        },
-        [&page] { page.combineparts(); });
+    report(page, "combine 500 logical disks", five, [&page] { page.combineparts(); });
     report(page, "move a boundary among 500", five, [&page] {
         const QModelIndex index = page.treemodel->findpart(page.extparts[250]);
         page.treemodel->setData(index.siblingAtColumn(2), 1002.5, Qt::EditRole);
@@ -146,20 +116,11 @@ void manyblocks(DiskPartition &page, DialogAnswers &answers)
     answers.fallback = [](const DialogAnswers::Seen &seen) -> QVariant {
         return seen.text == "CMax:" ? 0.1 : 0.0;
     };
+    const auto pieces = [&page] { page.onstrategychanged(5); };
     report(
-        page, "strategy 5, pieces of 0.1 GB", [] {}, [&page] { page.onstrategychanged(5); }, 3);
+        page, "strategy 5, pieces of 0.1 GB", [] {}, pieces, 3);
     report(
-        page, "back to strategy 0", [&page] { page.onstrategychanged(5); },
-        [&page] { page.onstrategychanged(0); }, 3);
-}
-
-void peakmemory()
-{
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.rfind("VmHWM", 0) == 0)
-            std::printf("%s\n", line.c_str());
-    }
+        page, "back to strategy 0", pieces, [&page] { page.onstrategychanged(0); }, 3);
 }
 
 } // namespace
@@ -170,23 +131,23 @@ int main(int argc, char **argv)
     clock.start();
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    QApplication application(argc, argv);
-    QTemporaryDir folder;
+    const QApplication application(argc, argv);
+    const QTemporaryDir folder;
     if (!folder.isValid() || !QDir::setCurrent(folder.path()))
         return 1;
+    const auto asked = [argc, argv](const char *what) {
+        return argc > 1 && std::strcmp(argv[1], what) == 0;
+    };
     WizardBench bench;
     for (int i = 0; i < 3; ++i)
         bench.adddisk(243201, 255, 63);
     bench.open(-1);
     const bool shown = QTest::qWaitForWindowExposed(bench.wizard.get());
     std::printf("first page after %.0f ms\n", static_cast<double>(clock.nsecsElapsed()) / 1e6);
-    if (!shown)
-        return 1;
-    if (argc > 1 && std::strcmp(argv[1], "start") == 0)
-        return 0;
+    if (!shown || asked("start"))
+        return shown ? 0 : 1;
 
     bench.openscanpage();
-    const bool memory = argc > 1 && std::strcmp(argv[1], "memory") == 0;
     bench.click(QWizard::CustomButton1);
     DiskPartition &page = *bench.planner();
     fill(bench, true);
@@ -194,18 +155,21 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%d blocks\n", static_cast<int>(page.extparts.size()));
         return 1;
     }
-    if (memory) {
+    if (asked("memory")) {
         page.onstrategychanged(1);
         QApplication::processEvents();
         page.grab();
-        peakmemory();
-        return 0;
+    } else {
+        std::printf("%-34s %7s %9s %9s %9s %9s\n", "milliseconds", "blocks", "operation", "views",
+                    "diagram", "page");
+        strategies(page);
+        fill(bench, false);
+        manyblocks(page, bench.dialogs);
     }
-    std::printf("%-34s %7s %9s %9s %9s %9s\n", "milliseconds", "blocks", "operation", "views",
-                "diagram", "page");
-    strategies(page, bench.dialogs);
-    fill(bench, false);
-    manyblocks(page, bench.dialogs);
-    peakmemory();
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM"))
+            std::puts(line.c_str());
+    }
     return 0;
 }

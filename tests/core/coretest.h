@@ -5,47 +5,42 @@
 
 #include <gtest/gtest.h>
 
-/// A backend of its own for each test, and the global geometry put back afterwards.
+/// A backend of its own for each test. Its handles are closed and the global geometry is put back
+/// afterwards.
 class CoreTest : public ::testing::Test
 {
 protected:
     CoreTest() { platform::setbackend(&backend); }
     ~CoreTest() override
     {
+        for (void *handle : handles)
+            closedisk(handle);
         platform::setbackend(nullptr);
         g = geom{};
     }
 
-    std::shared_ptr<platform::SimulatedDisk> add(std::shared_ptr<platform::SimulatedDisk> disk)
+    std::shared_ptr<platform::SimulatedDisk> add(const std::string &path, std::uint64_t bytes,
+                                                 std::uint32_t bytespersector = 512)
     {
-        backend.disks.push_back(disk);
-        return disk;
+        backend.disks.push_back(platform::simulateddisk(path, bytes, bytespersector));
+        return backend.disks.back();
     }
 
-    /// A geometry of whole cylinders, as if the system had reported it; also the global one.
+    void *opened(const std::string &path)
+    {
+        handles.push_back(opendisk(path.c_str()));
+        return handles.back();
+    }
+
+    /// Sets the global geometry to one of whole cylinders.
     static geom usegeometry(std::uint32_t bytespersector, std::uint32_t sectorspertrack,
                             std::uint32_t heads, std::uint64_t cylinders)
     {
-        geom geometry;
-        geometry.totalbytes =
-            cylinders * bytespersector * static_cast<std::uint64_t>(sectorspertrack) * heads;
-        g = withfactors(geometry, bytespersector, sectorspertrack, heads);
-        return g;
+        g = geom{};
+        g.totalbytes = cylinders * bytespersector * sectorspertrack * heads;
+        return g = withfactors(g, bytespersector, sectorspertrack, heads);
     }
 
     platform::SimulatedBackend backend;
-};
-
-/// An open disk for the length of a scope.
-class OpenDisk
-{
-public:
-    explicit OpenDisk(const std::string &path) : handle(opendisk(path.c_str())) {}
-    OpenDisk(const OpenDisk &) = delete;
-    OpenDisk &operator=(const OpenDisk &) = delete;
-    ~OpenDisk() { closedisk(handle); }
-    operator void *() const { return handle; }
-
-private:
-    void *handle;
+    std::vector<void *> handles;
 };

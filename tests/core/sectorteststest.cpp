@@ -3,172 +3,114 @@
 namespace
 {
 
-using Sectors = std::vector<std::uint64_t>;
-using Kind = platform::Operation::Kind;
-
 class SectorTests : public CoreTest, public ::testing::WithParamInterface<int>
 {
 protected:
-    SectorTests()
-        : sectorbytes(GetParam()),
-          disk(add(platform::simulateddisk("disk", 1000ULL * static_cast<unsigned>(sectorbytes),
-                                           static_cast<std::uint32_t>(sectorbytes)))),
-          handle("disk")
+    SectorTests() { usegeometry(sectorlength, 10, 1, 100); }
+
+    // The result of a test and what reached the disk since the last call: reads and writes with
+    // first sector and count, and flushes.
+    std::string course(int result)
     {
-        usegeometry(static_cast<std::uint32_t>(sectorbytes), 10, 1, 100);
+        std::string text = std::to_string(result);
+        for (const platform::Operation &one : disk->recording->operations) {
+            if (one.bytes > 0)
+                text += (one.kind == platform::Operation::Kind::write ? " w" : " r") +
+                        std::to_string(one.offset / sectorlength) + "+" +
+                        std::to_string(one.bytes / sectorlength);
+            else if (one.what == "flush")
+                text += " flush";
+        }
         disk->recording->clear();
+        return text;
     }
 
-    Sectors transfers(Kind kind)
-    {
-        return disk->recording->transfers(kind, static_cast<std::uint32_t>(sectorbytes));
-    }
-
-    int sectorbytes;
-    std::shared_ptr<platform::SimulatedDisk> disk;
-    OpenDisk handle;
+    const int bytes = GetParam();
+    const unsigned sectorlength = static_cast<unsigned>(bytes);
+    std::shared_ptr<platform::SimulatedDisk> disk =
+        add("disk", std::uint64_t{1000} * sectorlength, sectorlength);
+    void *handle = opened("disk");
+    platform::FaultPlan &faults = *disk->faults;
 };
 
-TEST_P(SectorTests, ReadTestGoesInBatchesAndEndsAtTheFirstFailure)
+TEST_P(SectorTests, ReadsGoInBatchesAndEndAtTheFirstFailure)
 {
-    EXPECT_EQ(read_test(handle, 100, 144, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::read), (Sectors{20, 20, 5}));
-    disk->recording->clear();
-    EXPECT_EQ(read_test(handle, 7, 7, sectorbytes), 0);
-    EXPECT_EQ(read_test(handle, 0, 39, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::read), (Sectors{1, 20, 20}));
-    EXPECT_EQ(disk->recording->operations.back().offset, 20U * static_cast<unsigned>(sectorbytes));
-
-    disk->recording->clear();
-    disk->faults->unreadable.add(125);
-    EXPECT_EQ(read_test(handle, 100, 199, sectorbytes), 1);
-    EXPECT_EQ(transfers(Kind::read), (Sectors{20, 20})); // nothing behind the damage
-
+    EXPECT_EQ(course(read_test(handle, 100, 144, bytes)), "0 r100+20 r120+20 r140+5");
+    EXPECT_EQ(course(read_test(handle, 7, 7, bytes)), "0 r7+1");
+    EXPECT_EQ(course(read_test(handle, 0, 39, bytes)), "0 r0+20 r20+20");
+    faults.unreadable.add(125); // nothing behind the damage
+    EXPECT_EQ(course(read_test(handle, 100, 199, bytes)), "1 r100+20 r120+20");
     // seven sectors of twenty: on with single ones until one comes whole
-    disk->recording->clear();
-    disk->faults->shortreads[200] = 7ULL * static_cast<unsigned>(sectorbytes);
-    EXPECT_EQ(read_test(handle, 200, 239, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::read), (Sectors{20, 1, 20, 12}));
+    faults.shortreads[200] = 7 * sectorlength;
+    EXPECT_EQ(course(read_test(handle, 200, 239, bytes)), "0 r200+20 r207+1 r208+20 r228+12");
     // a part of a sector is nothing
-    disk->faults->shortreads[300] = static_cast<unsigned>(sectorbytes) - 1;
-    EXPECT_EQ(read_test(handle, 300, 310, sectorbytes), 1);
-    EXPECT_EQ(disk->recording->count(Kind::write), 0U);
+    faults.shortreads[300] = sectorlength - 1;
+    EXPECT_EQ(course(read_test(handle, 300, 310, bytes)), "1 r300+11");
+
+    // and a single one comes and goes whole or not at all
+    faults.shortreads[310] = faults.shortwrites[311] = sectorlength / 2;
+    std::vector<char> sector(sectorlength);
+    EXPECT_EQ(readasector(handle, 125, sector.data()), 1);
+    EXPECT_EQ(readasector(handle, 310, sector.data()), 1);
+    EXPECT_EQ(writeasector(handle, 311, sector.data()), 1);
+    EXPECT_TRUE(diskpresent(handle));
+    faults.vanishafter = 0;
+    EXPECT_FALSE(diskpresent(handle));
 }
 
 TEST_P(SectorTests, WriteTestFindsWhatFailsAndWhatLies)
 {
-    EXPECT_EQ(write_test(handle, 100, 144, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::write), (Sectors{20, 20, 5}));
-    EXPECT_EQ(transfers(Kind::read), (Sectors{20, 20, 5}));
-    std::string order; // the drive's own cache is flushed once, in front of the last read-back
-    for (const platform::Operation &one : disk->recording->operations)
-        order += one.kind == Kind::write  ? "w"
-                 : one.kind == Kind::read ? "r"
-                 : one.what == "flush"    ? "f"
-                                          : "";
-    EXPECT_EQ(order, "wrwrwfr");
-    std::vector<char> sector(static_cast<std::size_t>(sectorbytes));
-    EXPECT_EQ(readasector(handle, 121, sector.data()), 0);
-    EXPECT_EQ(sector[3], static_cast<char>((sectorbytes + 3) % 256)); // the ramp runs on
+    // the drive's own cache is flushed once, in front of the last read-back
+    EXPECT_EQ(course(write_test(handle, 100, 144, bytes)),
+              "0 w100+20 r100+20 w120+20 r120+20 w140+5 flush r140+5");
+    std::vector<char> sector(sectorlength);
+    EXPECT_EQ(course(readasector(handle, 121, sector.data())), "0 r121+1");
+    EXPECT_EQ(sector[3], static_cast<char>((bytes + 3) % 256)); // the ramp runs on
 
-    disk->faults->lying.add(230);
-    EXPECT_EQ(write_test(handle, 200, 299, sectorbytes), 1);
-    disk->faults->unwritable.add(330);
-    EXPECT_EQ(write_test(handle, 300, 399, sectorbytes), 1);
-    disk->faults->unreadable.add(430);
-    EXPECT_EQ(write_test(handle, 400, 499, sectorbytes), 1);
+    faults.lying.add(230);
+    EXPECT_EQ(course(write_test(handle, 200, 299, bytes)), "1 w200+20 r200+20 w220+20 r220+20");
+    faults.unwritable.add(330);
+    EXPECT_EQ(course(write_test(handle, 300, 399, bytes)), "1 w300+20 r300+20 w320+20");
+    faults.unreadable.add(430);
+    EXPECT_EQ(course(write_test(handle, 400, 499, bytes)), "1 w400+20 r400+20 w420+20 r420+20");
 
-    // a batch that dropped to one stays there; what a short read left out is compared all the same
-    disk->recording->clear();
-    disk->faults->shortreads[520] = 18ULL * static_cast<unsigned>(sectorbytes);
-    EXPECT_EQ(write_test(handle, 500, 542, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::write), (Sectors{20, 20, 1, 1, 1, 1, 1}));
-    disk->faults->shortwrites[600] = 18ULL * static_cast<unsigned>(sectorbytes);
-    EXPECT_EQ(write_test(handle, 600, 619, sectorbytes), 1);
+    // what a short read left out is compared all the same: with what an earlier one brought, if
+    // any; a batch that dropped to one stays there
+    faults.shortreads[700] = 18 * sectorlength;
+    EXPECT_EQ(course(write_test(handle, 700, 719, bytes)), "1 w700+20 flush r700+20");
+    faults.shortreads[520] = 18 * sectorlength;
+    EXPECT_EQ(course(write_test(handle, 500, 539, bytes)),
+              "0 w500+20 r500+20 w520+20 flush r520+20 w538+1 r538+1 w539+1 flush r539+1");
+    faults.shortwrites[600] = 18 * sectorlength;
+    EXPECT_EQ(course(write_test(handle, 600, 619, bytes)), "1 w600+20 flush r600+20");
 }
 
-TEST_P(SectorTests, SingleSectorTestsAndTheSearchForTwoGoodOnes)
+TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
 {
-    EXPECT_EQ(readtestonesector(handle, 5, sectorbytes), 0);
-    EXPECT_EQ(readtestonesector(handle, 1000, sectorbytes),
-              0); // past the end: nothing, but no error
-    EXPECT_EQ(writeandreadtestonesector(handle, 5, sectorbytes), 0);
-    disk->faults->unwritable.add(6);
-    disk->faults->unreadable.add(7);
-    disk->faults->lying.add(8);
-    EXPECT_EQ(readtestonesector(handle, 7, sectorbytes), 1);
-    EXPECT_EQ(writeandreadtestonesector(handle, 6, sectorbytes), 2);
-    EXPECT_EQ(writeandreadtestonesector(handle, 7, sectorbytes), 3);
-    EXPECT_EQ(writeandreadtestonesector(handle, 8, sectorbytes), 4);
-    EXPECT_EQ(writeandreadtestonesector(invaliddisk, 8, sectorbytes), 1);
-
-    disk->faults->unreadable.add(0, 4);
+    faults.unreadable.add(0, 4);
+    faults.unwritable.add(6);
+    faults.unreadable.add(7);
+    faults.lying.add(8);
+    for (const auto &[sector, result] : {std::pair(5U, 0), {6U, 2}, {7U, 3}, {8U, 4}})
+        EXPECT_EQ(writeandreadtestonesector(handle, sector, bytes), result) << sector;
     unsigned long long first = nosector;
     unsigned long long second = nosector;
-    EXPECT_EQ(findfirsttwogoodsectors(handle, sectorbytes, 0, first, second), 0);
-    EXPECT_EQ(first, nosector);
-    EXPECT_EQ(findfirsttwogoodsectors(handle, sectorbytes, 9, first, second), 0);
-    EXPECT_EQ(first, 5U);
-    EXPECT_EQ(second, nosector);
-    EXPECT_EQ(findfirsttwogoodsectors(handle, sectorbytes, 20, first, second), 0);
-    EXPECT_EQ(first, 5U);
-    EXPECT_EQ(second, 9U);
+    EXPECT_EQ(findfirsttwogoodsectors(handle, bytes, 9, first, second), 0);
+    EXPECT_TRUE(first == 5 && second == nosector);
+    EXPECT_EQ(findfirsttwogoodsectors(handle, bytes, 20, first, second), 0);
+    EXPECT_TRUE(first == 5 && second == 9);
 }
 
 TEST_P(SectorTests, RoughTestProbesGoodStretchesWhereTheyLie)
 {
     // ten sectors a cylinder: stretches at sectors 0, 300 and 500
     std::vector<SEG> list = {{0, 29, 0}, {30, 49, 1}, {50, 99, 0}};
-    disk->faults->unreadable.add(300, 499);
-    EXPECT_EQ(rough_test(handle, list, sectorbytes), 0);
-    EXPECT_EQ(transfers(Kind::read), (Sectors{1, 1}));
-    disk->faults->unreadable.add(500);
-    EXPECT_EQ(rough_test(handle, list, sectorbytes), 1);
+    faults.unreadable.add(300, 499);
+    EXPECT_EQ(course(rough_test(handle, list, bytes)), "0 r0+1 r500+1");
+    faults.unreadable.add(500);
+    EXPECT_EQ(course(rough_test(handle, list, bytes)), "1 r0+1 r500+1");
 }
 
 INSTANTIATE_TEST_SUITE_P(SectorLengths, SectorTests, ::testing::Values(512, 4096));
-
-class ScanRecord : public CoreTest
-{
-};
-
-TEST_F(ScanRecord, KeepsOneBitForEachSegment)
-{
-    usegeometry(512, 63, 255, 1000);
-    auto disk = add(platform::simulateddisk("disk", 1 << 20));
-    OpenDisk handle("disk");
-    std::vector<SEG> segs(500);
-    segs[0].isbad = -5;
-    segs[7].isbad = 1;
-    segs[8].isbad = 2;
-    segs[499].isbad = 1;
-    EXPECT_FALSE(hasseginfo(handle, 500));
-    EXPECT_EQ(writeseginfotodisk(handle, 1, segs.data(), 500), 0);
-
-    std::vector<std::uint8_t> expected(512);
-    const std::uint8_t head[] = {0xD9, 0xDC, 0x65, 0x41, 0x1F, 0x1B, 0x43,
-                                 0x06, 0xF4, 0x01, 0,    0,    0x81, 0x80};
-    std::copy(std::begin(head), std::end(head), expected.begin());
-    expected[12 + 62] = 0x10;
-    std::vector<std::uint8_t> sector(512);
-    ASSERT_TRUE(disk->store->load(512, sector.data(), 512));
-    EXPECT_EQ(sector, expected);
-
-    EXPECT_TRUE(hasseginfo(handle, 500));
-    EXPECT_FALSE(hasseginfo(handle, 499)); // another plan's
-    std::vector<SEG> back(500, SEG{3, 4, 9});
-    EXPECT_EQ(readseginfofromdisk(handle, 1, back.data(), 500), 0);
-    for (std::size_t i = 0; i < 500; i++)
-        EXPECT_EQ(back[i], (SEG{3, 4, segs[i].isbad != 0}));
-
-    disk->faults->unreadable.add(1);
-    EXPECT_FALSE(hasseginfo(handle, 500));
-    back.assign(500, SEG{3, 4, 9});
-    EXPECT_NE(readseginfofromdisk(handle, 1, back.data(), 500), 0);
-    EXPECT_EQ(back[0].isbad, 9); // an unreadable record clears no mark
-    sector[0] ^= 1;
-    EXPECT_FALSE(isscanrecord(sector, 500));
-    EXPECT_FALSE(isscanrecord({}, 500));
-}
 
 } // namespace

@@ -1,16 +1,6 @@
 #include "scan/scanfile.h"
 #include "tests/support/wizardbench.h"
 
-#include <QApplication>
-#include <QCheckBox>
-#include <QFile>
-#include <QMessageBox>
-#include <QProgressDialog>
-#include <QTest>
-#include <QTimer>
-
-#include <gtest/gtest.h>
-
 #include <csignal>
 #include <sys/resource.h>
 
@@ -21,20 +11,13 @@ using Kind = platform::Operation::Kind;
 using List = std::vector<SEG>;
 constexpr auto back = WizardBench::back, next = WizardBench::next, prev = WizardBench::prev;
 
-// What stands for each message in an outcome.
-const QMap<QString, QString> messages = {
-    {"SAVED",
-     "Scan completed. The scan result is saved in file disk0. You may backup the file to "
-     "use in the future. The scan result will also be saved in the scanned disk at the last step "
-     "automatically and used when the file is missing."},
-    {"CHANGED", "Rough disk scan finds different bad sectors than the previous result. You need to "
-                "re-scan the disk."},
-    {"GONE", "The disk does not answer any more. Click \"Use prev. >\" to go on from here once it "
-             "is back."},
-    {"DAMAGED", "The file disk0 with the previous scan result is damaged. Please scan the disk "
-                "anew."},
-    {"FULL", "Can not write the scan result to file disk0. The scan goes on, but its result will "
-             "not be saved."},
+// What stands for a message that begins so in an outcome.
+const std::pair<const char *, const char *> messages[] = {
+    {"SAVED", "Scan completed. The scan result is saved in file disk0. You may backup the file"},
+    {"CHANGED", "Rough disk scan finds different bad sectors than the previous result. You need"},
+    {"GONE", "The disk does not answer any more. Click \"Use prev. >\" to go on from here once"},
+    {"DAMAGED", "The file disk0 with the previous scan result is damaged. Please scan the disk"},
+    {"FULL", "Can not write the scan result to file disk0. The scan goes on, but its result will"},
     {"SMALL", "The disk has not one whole cylinder. It can not be partitioned."},
     {"NODISK", "Can not open the disk."},
     {"NOFILE", "Can not open bin data file to write."},
@@ -53,16 +36,6 @@ protected:
             segs.push_back({segs.size(), segs.size(), mark == 'B'});
         return replacescanfile("disk0", page()->diskgeom, segs);
     }
-    bool step(char which)
-    {
-        const auto begun = [this] { return page()->curseg >= 3; };
-        if (which == 'a' && bench.wait(begun))
-            bench.abortscan();
-        return which == 'a' || which == 'w' ? bench.waitrun()
-                                            : bench.click(which == 'b'   ? back
-                                                          : which == 'n' ? next
-                                                                         : prev);
-    }
     /// Clicks Back, Next, Use prev. by 'b', 'n', 'p'; waits for the end of a run by 'w', or until
     /// segment 3, where it is aborted, by 'a'. Tells the messages since the last call, where the
     /// wizard stands, "prev" if Use prev. is offered, the marks of the scan file, and those in
@@ -70,10 +43,19 @@ protected:
     std::string after(const std::string &steps)
     {
         std::string text;
-        for (const char which : steps)
-            text += step(which) ? "" : std::string("not ") + which + " ";
-        for (const DialogAnswers::Seen &one : bench.dialogs.takeseen())
-            text += messages.key(one.text, one.text).toStdString() + " ";
+        for (const char which : steps) {
+            if (which == 'a' && bench.wait([this] { return page()->curseg >= 3; }))
+                bench.abortscan();
+            const bool waits = which == 'a' || which == 'w';
+            const auto button = which == 'b' ? back : which == 'n' ? next : prev;
+            text += (waits ? bench.waitrun() : bench.click(button)) ? "" : "not done ";
+        }
+        for (const DialogAnswers::Seen &one : bench.dialogs.takeseen()) {
+            std::string name = one.text.toStdString();
+            for (const auto &[shortname, begin] : messages)
+                name = one.text.startsWith(begin) ? shortname : name;
+            text += name + " ";
+        }
         if (page()->diskhandle != invaliddisk || page()->datafile ||
             (page()->scanprogress && page()->scanprogress->isVisible()))
             text += "busy ";
@@ -82,8 +64,8 @@ protected:
         text += bench.wizard->isHidden() ? "closed" : onplanner() ? "planner" : locks;
         const auto marksof = [](const SEG *segs, int count) {
             std::string marks;
-            for (const SEG &seg : std::span(segs, segs + count))
-                marks += seg.isbad ? 'B' : '.';
+            for (int i = 0; i < count; ++i)
+                marks += segs[i].isbad ? 'B' : '.';
             return marks;
         };
         const ScanFile file = readscanfile("disk0");
@@ -136,12 +118,19 @@ TEST_F(ScanRun, CancelsResumesAndStartsAnew)
     const std::string marks = ".B..........";
     disk->faults->unreadable.add(1 * 50);
     bench.openscanpage();
-    const std::string aborted = after("na");
+    bench.click(next);
+    const auto title = [this] { return page()->scanprogress->windowTitle(); };
+    EXPECT_EQ(title(), "0 % done, 0 bad segments");
+    const std::string aborted = after("a");
+    EXPECT_TRUE(title().contains(" % done, 1 bad segment, "));
     const int done = page()->curseg;
     EXPECT_EQ(aborted, "waiting prev " + marks.substr(0, done) + " " + marks);
-    // Resumed at the first missing segment: three reads for each, and the boundary.
+    // Resumed at the first missing segment: three reads for each, and the boundary. The marks of
+    // before are not what the resumed run has found.
     disk->recording->clear();
-    EXPECT_EQ(after("pw"), "SAVED planner " + marks + " BBB.........");
+    bench.click(prev);
+    EXPECT_TRUE(title().endsWith(" % done, 0 bad segments") && !title().startsWith("0 "));
+    EXPECT_EQ(after("w"), "SAVED planner " + marks + " BBB.........");
     EXPECT_EQ(disk->recording->count(Kind::read), (12U - done) * 3 + 100);
     // Next begins a fresh run, which empties the file but keeps the marks that memory holds.
     disk->faults->unreadable.clear();
@@ -254,7 +243,7 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
     EXPECT_EQ(limited(30, "nw"), "NOFILE waiting damaged .........");
     EXPECT_EQ(limited(56 + 24 + 5, "na"), "FULL waiting . .........");
     EXPECT_EQ(limited(56 + 24 + 5, "nw"), "FULL planner . .........");
-    // A finished run leaves Skip scan locked.
+    // A finished run leaves Skip scan locked, and a file that is not whole is not offered.
     EXPECT_EQ(after("b"), "locked . .........");
 }
 
@@ -334,7 +323,6 @@ TEST_F(ScanRun, ClosingTheWindowBehindABoxEndsTheWork)
             return false;
         };
         EXPECT_EQ(after(row.steps), row.outcome);
-        EXPECT_FALSE(onplanner());
     }
 }
 
@@ -342,9 +330,6 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
 {
     const auto disk = bench.adddisk(2);
     bench.adddisk(1)->geometry.reset(); // a guess has larger cylinders than this disk has bytes
-    bench.dialogs.custom = [](QWidget *widget) {
-        return widget->inherits("GeomDlg") && widget->close();
-    };
     bench.openscanpage();
     EXPECT_EQ(after("nwbb"), "SAVED locked ..");
     // Nothing of an earlier disk is left where the next one does not open or holds no cylinder.
@@ -355,7 +340,7 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
         page()->skipscan();
         page()->useprev();
         EXPECT_EQ(after("b"),
-                  row ? "SMALL SMALL SMALL locked .. " : "NODISK NODISK NODISK NODISK locked .. ");
+                  row ? " SMALL SMALL SMALL locked .. " : "NODISK NODISK NODISK NODISK locked .. ");
         EXPECT_FALSE(page()->segnum || page()->prevsource || !page()->intsegs.empty());
         EXPECT_STREQ(page()->filename, row ? "disk1" : "disk0");
     }

@@ -1,6 +1,6 @@
 // Serves one file whose chosen sectors can't be read or written, for tests on real block devices:
 //
-//   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] [--background]
+//   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME]
 //                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...
 //
 // The ranges count sectors of 512 bytes, both ends inclusive. The contents lie in the sparse file
@@ -63,14 +63,6 @@ int getattr(const char *path, struct stat *info, fuse_file_info *)
     return 0;
 }
 
-int readdir(const char *, void *list, fuse_fill_dir_t fill, off_t, fuse_file_info *,
-            fuse_readdir_flags)
-{
-    for (const char *name : {".", "..", served.path.c_str() + 1})
-        fill(list, name, nullptr, 0, fuse_fill_dir_flags{});
-    return 0;
-}
-
 int open(const char *path, fuse_file_info *info)
 {
     info->direct_io = 1;
@@ -104,11 +96,6 @@ int truncate(const char *, off_t size, fuse_file_info *)
     return 0;
 }
 
-int fsync(const char *, int, fuse_file_info *)
-{
-    return ::fsync(served.file) == 0 ? 0 : -errno;
-}
-
 /// Reads "FIRST-LAST" in sectors.
 bool parse(const char *text, std::vector<Range> &ranges)
 {
@@ -121,13 +108,11 @@ bool parse(const char *text, std::vector<Range> &ranges)
     return true;
 }
 
-bool parsearguments(int count, char **arguments, std::string &mountpoint, bool &background)
+bool parsearguments(int count, char **arguments, std::string &mountpoint)
 {
     for (int i = 1; i < count; i++) {
         const std::string argument = arguments[i];
-        if (argument == "--background") {
-            background = true;
-        } else if (!argument.starts_with("--")) {
+        if (!argument.starts_with("--")) {
             mountpoint = argument;
         } else if (++i == count) {
             return false;
@@ -150,12 +135,10 @@ bool parsearguments(int count, char **arguments, std::string &mountpoint, bool &
 int main(int argc, char **argv)
 {
     std::string mountpoint;
-    bool background = false;
-    if (!parsearguments(argc, argv, mountpoint, background)) {
-        std::fprintf(stderr,
-                     "usage: %s MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
-                     "[--background] [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...\n",
-                     argv[0]);
+    if (!parsearguments(argc, argv, mountpoint)) {
+        std::fputs("usage: quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
+                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]...\n",
+                   stderr);
         return 2;
     }
     served.file = ::open(served.backing.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
@@ -165,19 +148,14 @@ int main(int argc, char **argv)
     }
     fuse_operations operations{};
     operations.getattr = getattr;
-    operations.readdir = readdir;
     operations.open = open;
     operations.read = read;
     operations.write = write;
     operations.truncate = truncate;
-    operations.fsync = fsync;
 
-    // One thread serves; the state above has no lock.
-    std::vector<std::string> arguments{argv[0], mountpoint, "-s"};
-    if (!background)
-        arguments.push_back("-f");
-    std::vector<char *> pointers;
-    for (std::string &argument : arguments)
-        pointers.push_back(argument.data());
-    return fuse_main(static_cast<int>(pointers.size()), pointers.data(), &operations, nullptr);
+    // One thread serves, since the state above has no lock, and it stays in the foreground.
+    char single[] = "-s";
+    char foreground[] = "-f";
+    char *arguments[] = {argv[0], mountpoint.data(), single, foreground, nullptr};
+    return fuse_main(4, arguments, &operations, nullptr);
 }

@@ -1,21 +1,11 @@
 #include "tests/support/dialogs.h"
 
-#include <QAbstractButton>
-#include <QApplication>
-#include <QInputDialog>
-#include <QMessageBox>
-#include <QProgressDialog>
+#include <QtWidgets>
 
 DialogAnswers::DialogAnswers()
 {
     connect(&timer, &QTimer::timeout, this, [this] { look(); });
     timer.start(0);
-}
-
-DialogAnswers &DialogAnswers::answer(const QVariant &value)
-{
-    queue.append(value);
-    return *this;
 }
 
 QStringList DialogAnswers::messages() const
@@ -45,25 +35,17 @@ void DialogAnswers::look()
         widget->close();
         return;
     }
-    Seen one{"int", input->windowTitle(), input->labelText()};
     const bool isint = input->inputMode() == QInputDialog::IntInput;
-    if (isint) {
-        one.value = input->intValue();
-        one.minimum = input->intMinimum();
-        one.maximum = input->intMaximum();
-        one.step = input->intStep();
-    } else {
-        one.kind = "double";
-        one.value = input->doubleValue();
-        one.minimum = input->doubleMinimum();
-        one.maximum = input->doubleMaximum();
-        one.decimals = input->doubleDecimals();
-        one.step = input->doubleStep();
-    }
+    Seen one{isint ? "int" : "double", input->windowTitle(), input->labelText()};
+    one.value = isint ? input->intValue() : input->doubleValue();
+    one.minimum = isint ? input->intMinimum() : input->doubleMinimum();
+    one.maximum = isint ? input->intMaximum() : input->doubleMaximum();
+    one.step = isint ? input->intStep() : input->doubleStep();
+    one.decimals = isint ? 0 : input->doubleDecimals();
     seen.append(one);
-    const QVariant value = !queue.isEmpty() ? queue.takeFirst()
-                           : fallback       ? fallback(one)
-                                            : QVariant(one.value);
+    const QVariant value = !answers.isEmpty() ? answers.takeFirst()
+                           : fallback         ? fallback(one)
+                                              : QVariant(one.value);
     if (isint)
         input->setIntValue(value.toInt());
     else

@@ -12,7 +12,7 @@ class QWidget;
 
 /// Answers the modal dialogs of a test and keeps what they showed. While it lives, every modal
 /// dialog that comes up is written down and closed: message boxes by Ok, input dialogs by the next
-/// answer of the queue. A test thus never hangs on a dialog, and asks afterwards what it saw.
+/// answer. A test thus never hangs on a dialog, and asks afterwards what it saw.
 class DialogAnswers : public QObject
 {
 public:
@@ -28,9 +28,9 @@ public:
 
     DialogAnswers();
 
-    /// Queues an answer for the next input dialog: a number accepts, an invalid QVariant cancels.
-    DialogAnswers &answer(const QVariant &value);
-    /// Asked when the queue is empty; default: accept what the dialog offers.
+    /// For the next input dialogs: a number accepts, an invalid QVariant cancels.
+    QVariantList answers;
+    /// Asked when there is none left; default: accept what the dialog offers.
     std::function<QVariant(const Seen &)> fallback;
     /// Sees every modal widget first; true if it closed it (a `GeomDlg`), which is then not kept.
     std::function<bool(QWidget *)> custom;
@@ -44,6 +44,5 @@ public:
 private:
     void look();
 
-    QList<QVariant> queue;
     QTimer timer;
 };

@@ -7,54 +7,48 @@
 #include "core/tlcore.h"
 #include "platform/platform.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iostream>
 #include <string>
 
 namespace
 {
 
-void say(const char *what, const platform::Status &status, const std::string &answer)
+// Takes the answer by reference, so that it may come with the status.
+void say(const std::string &what, const platform::Status &status, const auto &answer)
 {
     static const char *const faults[] = {"",     "medium",      "gone",        "denied",
                                          "busy", "unsupported", "badargument", "other"};
+    std::cout << what << ": ";
     if (status.ok())
-        std::printf("%s: %s\n", what, answer.c_str());
+        std::cout << answer << '\n';
     else
-        std::printf("%s: refused, %s, code %d\n", what, faults[static_cast<int>(status.fault)],
-                    status.code);
+        std::cout << "refused, " << faults[static_cast<int>(status.fault)] << ", code "
+                  << status.code << '\n';
 }
 
-void probe(void *handle)
+void probe(platform::Device &disk)
 {
-    platform::Device &disk = platform::device(handle);
     std::uint64_t bytes = 0;
     std::uint32_t low = 0;
     std::uint8_t map = 0;
     bool removable = false;
     platform::DriveGeometry drive;
     platform::IdentifyData data{};
-    platform::Status status = disk.partitionlength(bytes);
-    say("partition length", status, std::to_string(bytes));
-    status = disk.drivegeometry(drive);
+    say("partition length", disk.partitionlength(bytes), bytes);
+    const platform::Status status = disk.drivegeometry(drive);
     say("drive geometry", status,
         std::to_string(drive.cylinders) + "/" + std::to_string(drive.trackspercylinder) + "/" +
             std::to_string(drive.sectorspertrack) + "/" + std::to_string(drive.bytespersector));
-    status = disk.filesize(bytes);
-    say("file size", status, std::to_string(bytes));
-    status = disk.filesizelow(low);
-    say("low half of the file size", status, std::to_string(low));
-    status = disk.identitymap(map);
-    say("identity map", status, std::to_string(map));
-    status = disk.identify({0xEC, 0xA0, 0}, data);
-    say("identity", status, "512 bytes");
-    status = disk.removable(removable);
-    say("removable media", status, removable ? "yes" : "no");
-    status = disk.flush();
-    say("flush", status, "done");
-    status = disk.updateproperties();
-    say("update of the layout", status, "done");
+    say("file size", disk.filesize(bytes), bytes);
+    say("low half of the file size", disk.filesizelow(low), low);
+    const platform::Status mapped = disk.identitymap(map);
+    say("identity map", mapped, int{map});
+    say("identity", disk.identify({0xEC, 0xA0, 0}, data), "512 bytes");
+    say("removable media", disk.removable(removable), removable);
+    say("flush", disk.flush(), "done");
+    say("update of the layout", disk.updateproperties(), "done");
 }
 
 } // namespace
@@ -63,29 +57,28 @@ int main(int argc, char **argv)
 {
     std::vector<DISKINFO> disks;
     getallhdinfo(disks);
-    const DISKINFO *chosen = nullptr;
+    void *handle = invaliddisk;
     for (const DISKINFO &disk : disks) {
-        std::printf("disk: %s, %llu MB%s, %s\n", disk.model, disk.sizemb,
-                    disk.runningos ? ", the system's" : "", disk.devicepath);
-        if (argc > 1 && std::strstr(disk.devicepath, argv[1]) != nullptr)
-            chosen = &disk;
+        std::cout << "disk: " << disk.model << ", " << disk.sizemb << " MB"
+                  << (disk.runningos ? ", the system's, " : ", ") << disk.devicepath << '\n';
+        if (argc > 1 && handle == invaliddisk && std::strstr(disk.devicepath, argv[1]) != nullptr)
+            handle = opendisk(disk.devicepath);
     }
     if (argc < 2)
         return 0;
-    void *handle = chosen != nullptr ? opendisk(chosen->devicepath) : invaliddisk;
     if (handle == invaliddisk) {
-        std::puts("no such disk");
+        std::cout << "no such disk\n";
         return 1;
     }
-    probe(handle);
+    platform::Device &disk = platform::device(handle);
+    probe(disk);
     char buffer[512];
     for (int i = 2; i < argc; i++) {
-        platform::device(handle).seek(std::strtoull(argv[i], nullptr, 10) * sizeof buffer);
-        const platform::Transfer transfer = platform::device(handle).read(buffer, sizeof buffer);
-        say((std::string("read of sector ") + argv[i]).c_str(), transfer.status,
-            std::to_string(transfer.bytes) + " bytes");
+        disk.seek(std::strtoull(argv[i], nullptr, 10) * sizeof buffer);
+        const platform::Transfer transfer = disk.read(buffer, sizeof buffer);
+        say(std::string("read of sector ") + argv[i], transfer.status, transfer.bytes);
     }
-    std::printf("disk still there: %s\n", diskpresent(handle) ? "yes" : "no");
+    std::cout << "disk still there: " << (diskpresent(handle) ? "yes" : "no") << '\n';
     closedisk(handle);
     return 0;
 }

@@ -3,11 +3,8 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <thread>
 
 #include <fcntl.h>
@@ -21,39 +18,6 @@
 
 namespace
 {
-
-/// Full path of a program; empty if there is none.
-std::string program(const std::string &name)
-{
-    const char *variable = std::getenv("PATH");
-    std::istringstream folders(std::string(variable != nullptr ? variable : "") +
-                               ":/usr/sbin:/sbin:/usr/bin:/bin");
-    for (std::string folder; std::getline(folders, folder, ':');) {
-        const std::string file = folder + "/" + name;
-        if (!folder.empty() && ::access(file.c_str(), X_OK) == 0)
-            return file;
-    }
-    return {};
-}
-
-/// Starts a program with its output going to the file descriptor; its process id, or -1. It ends
-/// with this process.
-pid_t start(std::vector<std::string> arguments, int output)
-{
-    std::vector<char *> pointers;
-    for (std::string &argument : arguments)
-        pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    const pid_t parent = ::getpid();
-    const pid_t child = ::fork();
-    if (child == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
-        if (::getppid() == parent && ::dup2(output, STDOUT_FILENO) >= 0)
-            ::execv(pointers[0], pointers.data());
-        ::_exit(127);
-    }
-    return child;
-}
 
 /// Asks again and again until the answer is yes; false if that takes too long.
 bool eventually(const std::function<bool()> &question)
@@ -89,8 +53,6 @@ bool LoopDisk::available(std::string &why)
         why = "needs /dev/fuse";
     else if (::access("/dev/loop-control", R_OK | W_OK) != 0)
         why = "needs /dev/loop-control";
-    else if (program("losetup").empty())
-        why = "needs losetup";
     else
         return true;
 #endif
@@ -116,8 +78,19 @@ bool LoopDisk::mount(const Options &options)
     const std::uint64_t units = options.bytespersector / 512; // the server counts in these
     addranges(arguments, "--bad", options.badread, units);
     addranges(arguments, "--badwrite", options.badwrite, units);
-    if (::mkdir(mountpoint.c_str(), 0755) == 0)
-        server = start(arguments, STDERR_FILENO);
+    std::vector<char *> pointers;
+    for (std::string &argument : arguments)
+        pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    ::mkdir(mountpoint.c_str(), 0755);
+    const pid_t parent = ::getpid();
+    server = ::fork();
+    if (server == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM); // it ends with this process
+        if (::getppid() == parent)
+            ::execv(pointers[0], pointers.data());
+        ::_exit(127);
+    }
     const bool there = server > 0 && eventually([&] {
                            struct stat info;
                            if (::waitpid(server, nullptr, WNOHANG) != 0)
@@ -133,38 +106,31 @@ bool LoopDisk::mount(const Options &options)
 
 bool LoopDisk::attach(const Options &options)
 {
-    std::vector<std::string> arguments{program("losetup"),
-                                       "--direct-io=on",
-                                       "--sector-size",
-                                       std::to_string(options.bytespersector),
-                                       "--find",
-                                       "--show",
-                                       served};
+    const int control = ::open("/dev/loop-control", O_RDWR | O_CLOEXEC);
+    loop_config config{};
+    config.fd = static_cast<unsigned>(::open(served.c_str(), O_RDWR | O_CLOEXEC));
+    config.block_size = options.bytespersector;
+    // The system frees the device with its last user, also when that one is killed.
+    config.info.lo_flags = LO_FLAGS_DIRECT_IO | LO_FLAGS_AUTOCLEAR;
     if (options.partitions)
-        arguments.emplace_back("--partscan");
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0)
-        return false;
-    const pid_t losetup = start(arguments, ends[1]);
-    ::close(ends[1]);
-    char c = 0;
-    while (losetup > 0 && ::read(ends[0], &c, 1) == 1 && c != '\n')
-        node += c;
-    ::close(ends[0]);
-    int result = -1;
-    if (losetup > 0)
-        ::waitpid(losetup, &result, 0);
-    if (result != 0)
-        node.clear();
-    descriptor = node.empty() ? -1 : ::open(node.c_str(), O_RDONLY | O_CLOEXEC);
-    // From now on the system frees the device with its last user, also when that one is killed.
+        config.info.lo_flags |= LO_FLAGS_PARTSCAN;
+    // until nobody else was faster with the free device
+    const bool configured = eventually([&] {
+        node = "/dev/loop" + std::to_string(::ioctl(control, LOOP_CTL_GET_FREE));
+        const int writable = ::open(node.c_str(), O_RDWR | O_CLOEXEC);
+        const bool good = ::ioctl(writable, LOOP_CONFIGURE, &config) == 0;
+        if (good)
+            descriptor = ::open(node.c_str(), O_RDONLY | O_CLOEXEC);
+        ::close(writable);
+        return good || errno != EBUSY;
+    });
+    ::close(static_cast<int>(config.fd));
+    ::close(control);
     loop_info64 info{};
-    if (descriptor >= 0 && ::ioctl(descriptor, LOOP_GET_STATUS64, &info) == 0) {
-        info.lo_flags |= LO_FLAGS_AUTOCLEAR;
-        if (::ioctl(descriptor, LOOP_SET_STATUS64, &info) == 0)
-            return true;
-    }
-    error = "no loop device";
+    if (configured && ::ioctl(descriptor, LOOP_GET_STATUS64, &info) == 0 &&
+        (info.lo_flags & LO_FLAGS_DIRECT_IO) != 0)
+        return true;
+    error = "no loop device with direct transfers";
     node.clear();
     return false;
 }

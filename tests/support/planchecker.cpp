@@ -1,15 +1,6 @@
 #include "tests/support/planchecker.h"
 
-#include "planner/diskpartition.h"
 #include "views/diagramlayout.h"
-#include "views/graphicsscene.h"
-#include "views/partitem.h"
-#include "views/parttreemodel.h"
-
-#include <QAction>
-#include <QComboBox>
-#include <QDebug>
-#include <QTreeView>
 
 void makeplan(DiskPartition &page, const QString &text, std::uint32_t bytespersector,
               std::uint32_t sectorspertrack, std::uint32_t heads)
@@ -55,11 +46,6 @@ std::string blocktext(const QList<EXTPART *> &blocks)
     for (const EXTPART *part : blocks)
         text += (text.empty() ? "" : " ") + parttext(*part);
     return text;
-}
-
-std::string blocktext(const DiskPartition &page)
-{
-    return blocktext(page.extparts);
 }
 
 std::string rowtext(const PartTreeModel &model, const QModelIndex &parent)

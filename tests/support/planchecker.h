@@ -1,15 +1,15 @@
 #pragma once
 
-#include <QList>
-#include <QModelIndex>
-#include <QString>
+#include "planner/diskpartition.h"
+#include "views/graphicsscene.h"
+#include "views/graphicsview.h"
+#include "views/partitem.h"
+#include "views/parttreemodel.h"
 
-#include <cstdint>
-#include <string>
+#include <QTest>
+#include <QtWidgets>
 
-class DiskPartition;
-class PartTreeModel;
-struct EXTPART;
+#include <gtest/gtest.h>
 
 /// Plans as short texts, and the one checker of their invariants.
 ///
@@ -23,8 +23,7 @@ void makeplan(DiskPartition &page, const QString &text, std::uint32_t bytesperse
 /// Makes the blocks that start at these cylinders the diagram's selection.
 void selectblocks(DiskPartition &page, const QList<std::uint64_t> &starts);
 
-/// The plan's text, and that of some of its blocks.
-std::string blocktext(const DiskPartition &page);
+/// The text of a plan or of some of its blocks.
 std::string blocktext(const QList<EXTPART *> &blocks);
 /// The tree in row order: "p10-19 e22-39[l22-29 l30-39]".
 std::string rowtext(const PartTreeModel &model, const QModelIndex &parent = {});

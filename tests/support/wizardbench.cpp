@@ -1,14 +1,5 @@
 #include "tests/support/wizardbench.h"
 
-#include <QButtonGroup>
-#include <QCoreApplication>
-#include <QDeadlineTimer>
-#include <QFile>
-#include <QProgressDialog>
-#include <QPushButton>
-#include <QTest>
-#include <QTimer>
-
 std::shared_ptr<platform::SimulatedDisk>
 WizardBench::adddisk(std::uint64_t cylinders, std::uint32_t heads, std::uint32_t sectors)
 {
@@ -58,11 +49,6 @@ bool WizardBench::waitrun(int milliseconds)
 {
     const QTimer *const &timer = scanpage()->scantimer;
     return wait([&timer] { return !timer || !timer->isActive(); }, milliseconds);
-}
-
-void WizardBench::abortscan()
-{
-    scanpage()->scanprogress->findChild<QPushButton *>()->click();
 }
 
 QByteArray filecontent(const char *name)

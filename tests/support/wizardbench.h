@@ -5,8 +5,14 @@
 #include "scan/diskscanpage.h"
 #include "tests/support/dialogs.h"
 #include "wizard/dpwizard.h"
+#include "wizard/geomdlg.h"
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
+
+#include <QTest>
+#include <QtWidgets>
+
+#include <gtest/gtest.h>
 
 /// The real wizard over simulated disks, driven by its buttons as a user drives it. Message boxes
 /// are answered and kept in `dialogs`.
@@ -37,7 +43,7 @@ public:
     /// Waits for the end of a run, however it ends.
     bool waitrun(int milliseconds = 30'000);
     /// Clicks the run's own abort button.
-    void abortscan();
+    void abortscan() { scanpage()->scanprogress->findChild<QPushButton *>()->click(); }
     [[nodiscard]] int current() const { return wizard->currentId(); }
 
     SelectDiskPage *selectpage() { return page<SelectDiskPage>(wizard->selectdiskid); }

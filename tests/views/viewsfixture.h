@@ -1,16 +1,6 @@
 #pragma once
 
-#include "planner/diskpartition.h"
 #include "tests/support/planchecker.h"
-#include "views/graphicsscene.h"
-#include "views/graphicsview.h"
-#include "views/partitem.h"
-#include "views/parttreemodel.h"
-
-#include <gtest/gtest.h>
-
-#include <QTest>
-#include <QTreeView>
 
 /// A planner page on its own over seven blocks, at 8,225,280 bytes a cylinder.
 class ViewsTest : public ::testing::Test

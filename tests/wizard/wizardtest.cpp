@@ -1,16 +1,4 @@
 #include "tests/support/wizardbench.h"
-#include "wizard/geomdlg.h"
-
-#include <QDialogButtonBox>
-#include <QFile>
-#include <QLabel>
-#include <QLayout>
-#include <QLineEdit>
-#include <QPushButton>
-#include <QRadioButton>
-#include <QTextEdit>
-
-#include <gtest/gtest.h>
 
 namespace
 {
@@ -25,10 +13,10 @@ protected:
 
     std::string said()
     {
-        std::string text;
+        QString text;
         for (const DialogAnswers::Seen &one : bench.dialogs.takeseen())
-            text += (one.kind + ":" + one.title + ":" + one.text + "\n").toStdString();
-        return text;
+            text += one.kind + ":" + one.title + ":" + one.text + "\n";
+        return text.toStdString();
     }
     /// The page's number and the buttons that show, each disabled one in brackets.
     std::string stands(bool done = true)
@@ -71,13 +59,25 @@ TEST_F(Wizard, AsksForADisk)
     EXPECT_EQ(rows[0]->text(), "disk0,0.8G(running OS installed here, don't partition it)");
     EXPECT_EQ(rows[1]->text(), "a-b,0.0G");
     EXPECT_TRUE(!rows[0]->isEnabled() && rows[1]->isEnabled() && !rows[1]->isChecked());
-    EXPECT_EQ(diskrowtext({"", "R&D <b>", 1234567, false}), "R&D <b>,1234.6G");
-    EXPECT_EQ(stands(bench.click(next)), "0 (back) next cancel");
-    EXPECT_EQ(said(), "warning:error:Please select a disk to proceed.\n");
-    rows[1]->click();
-    EXPECT_EQ(stands(bench.click(next)), "1 back skip (prev) next cancel");
     EXPECT_FALSE(bench.wizard->windowIcon().pixmap(48).isNull());
-    EXPECT_EQ(bench.scanpage()->layout()->contentsMargins(), QMargins(100, 200, 100, 100));
+}
+
+TEST_F(Wizard, HostileNamesStayPlainText)
+{
+    const auto disk = bench.adddisk(4, 2, 16);
+    disk->identitymap = 1;
+    disk->identity = platform::identitywithmodel("<b>&lt;x\r\n\x1b[2J../../etc/x:%1%n\x7f");
+    bool plain = true;
+    bench.dialogs.custom = [&plain](QWidget *widget) {
+        const auto *box = qobject_cast<QMessageBox *>(widget);
+        plain = plain && box && box->textFormat() == Qt::PlainText;
+        return false;
+    };
+    bench.openscanpage();
+    EXPECT_EQ(bench.selectpage()->diskgroup->button(0)->text(),
+              "<b>&&lt;x???[2J../../etc/x:%1%n?,0.0G");
+    EXPECT_STREQ(bench.scanpage()->filename, "_b_&lt;x___[2J.._.._etc_x_%1%n_");
+    EXPECT_TRUE(bench.runscan() && plain && bench.dialogs.messages().size() == 1);
 }
 
 // Back and Next through all pages, by the buttons alone; each click has one effect.
@@ -113,22 +113,18 @@ TEST_F(Wizard, ThePagesHandTheNextButtonOn)
     EXPECT_EQ(stands(bench.click(back, back)), "0 (back) next (cancel)");
     EXPECT_EQ(stands(bench.click(next)), "1 back skip prev next cancel");
 
-    LastPage &last = *bench.lastpage();
-    bench.planner()->partresult = {"what was made", 4, 1, 2, false};
-    last.initializePage();
-    EXPECT_EQ(last.headlabel->text(),
+    bench.planner()->partresult = {"", 4, 1, 2, false};
+    bench.lastpage()->initializePage();
+    EXPECT_EQ(bench.lastpage()->headlabel->text(),
               "Created 4 primary partitions,1 primary extended partition, and 2 logical disks. The "
               "detailed partition infomation is as follows.");
-    EXPECT_EQ(last.reportedit->toPlainText(), "what was made");
-    const QString written = "Partition data has been written to the hard disk. You may need to "
-                            "reset your computer to see the changes.\n";
     const QString order = "The partitions are not in disk order and may be incompatible with some "
                           "software.\n";
-    const QString thanks = "Thanks for using this program!";
-    EXPECT_EQ(last.closinglabel->text(), written + order + thanks);
+    const QString closing = bench.lastpage()->closinglabel->text();
     bench.planner()->partresult.indiskorder = true;
-    last.initializePage();
-    EXPECT_EQ(last.closinglabel->text(), written + thanks);
+    bench.lastpage()->initializePage();
+    EXPECT_EQ(bench.lastpage()->closinglabel->text(), QString(closing).remove(order));
+    EXPECT_TRUE(closing.contains(order));
 }
 
 TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
@@ -138,54 +134,44 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
     disk->partitionlength = disk->bytes = 1000000000;
     bench.open();
     QStringList answers; // what is typed into the fields; "cancel" cancels
-    std::string shown;   // what stood there
+    QString shown;       // what stood there
     bench.dialogs.custom = [&](QWidget *widget) {
         auto *dialog = qobject_cast<GeomDlg *>(widget);
         if (!dialog || answers.isEmpty())
             return false;
-        QLineEdit *const edits[] = {dialog->bytesedit, dialog->sectorsedit, dialog->headsedit,
-                                    dialog->cylindersedit};
         shown.clear();
-        for (const QLineEdit *edit : edits)
-            shown += edit->text().toStdString() + ",";
-        const bool cancels = answers.first() == "cancel";
-        const QStringList typed = answers.takeFirst().split(',');
-        for (qsizetype i = 0; !cancels && i < typed.size(); ++i)
-            edits[i]->setText(typed[i]);
-        dialog->buttonbox->button(cancels ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok)
-            ->click();
+        QStringList typed = answers.takeFirst().split(',');
+        const auto button = typed[0] == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok;
+        for (QLineEdit *edit :
+             {dialog->bytesedit, dialog->sectorsedit, dialog->headsedit, dialog->cylindersedit}) {
+            shown += edit->text() + ",";
+            if (button == QDialogButtonBox::Ok && !typed.isEmpty())
+                edit->setText(typed.takeFirst());
+        }
+        dialog->buttonbox->button(button)->click();
         return true;
     };
-    const std::string bytes = "warning:error:\"bytes per sector\" must be a power of two from 512 "
-                              "to 4096.\n";
-    const std::string sectors =
-        "warning:error:\"sectors per track\" must be a number from 1 to 63.\n";
-    const std::string heads = "warning:error:\"heads number\" must be a number from 1 to 256.\n";
     const geom guess = {255, 63, 512, 121, 16065, 8225280, 1000000000, 1953125};
     const struct {
         QString answers, shown; // the last time
-        std::string said;
         geom geometry;
-    } cases[] = {{"cancel", "512,63,255,121,", "", guess},
-                 {"512,63,255,7", "512,63,255,121,", "", guess},
-                 {"512,63,16,x", "512,63,255,121,", "", withfactors(guess, 512, 63, 16)},
-                 // What was typed is there again, and Cancel keeps the guess.
-                 {"0,63,255 1000 8192 -512 512, 512,64 512,63,257 512,63,99999999999 cancel",
-                  "512,63,99999999999,121,",
-                  bytes + bytes + bytes + bytes + sectors + sectors + heads + heads, guess},
-                 {"x,63,255 4096,1,256",
+        std::string said = "";
+    } cases[] = {{"512,63,16,x", "512,63,255,121,", withfactors(guess, 512, 63, 16)},
+                 {"x,63 4096,1,256",
                   "x,63,255,121,",
-                  bytes,
-                  {256, 1, 4096, 953, 256, 1048576, 1000000000, 244140}}};
+                  {256, 1, 4096, 953, 256, 1048576, 1000000000, 244140},
+                  "warning:error:\"bytes per sector\" must be a power of two from 512 to 4096.\n"},
+                 // What was typed is there again, and Cancel keeps the guess.
+                 {"512,64 512,63,99999999999 cancel", "512,63,99999999999,121,", guess,
+                  "warning:error:\"sectors per track\" must be a number from 1 to 63.\n"
+                  "warning:error:\"heads number\" must be a number from 1 to 256.\n"}};
     for (const auto &row : cases) {
         answers = row.answers.split(' ');
-        EXPECT_TRUE(bench.click(next));
-        EXPECT_TRUE(answers.isEmpty());
-        EXPECT_EQ(shown, row.shown.toStdString());
+        EXPECT_TRUE(bench.click(next) && answers.isEmpty());
+        EXPECT_EQ(shown, row.shown);
         EXPECT_EQ(said(), row.said);
         EXPECT_TRUE(g == row.geometry && bench.scanpage()->diskgeom == g);
-        EXPECT_EQ(bench.scanpage()->segnum,
-                  g.cylinders < 500 ? static_cast<int>(g.cylinders) : 500);
+        EXPECT_EQ(bench.scanpage()->segnum, g.cylinders < 500 ? int(g.cylinders) : 500);
         EXPECT_TRUE(bench.click(back));
     }
 }

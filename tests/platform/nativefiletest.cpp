@@ -1,0 +1,82 @@
+#include "platform/plainfile.h"
+#include "platform/platform.h"
+
+#include "tests/support/tempfolder.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+using namespace platform;
+
+// Files on this very system: the program's own, and those taken as disks.
+
+TEST(NativeFile, OpensPlainFilesAndNothingElse)
+{
+    TempFolder folder;
+    const std::string name = folder / "file";
+    const auto put = [&name](const char *mode, const char *text) {
+        std::FILE *file = openplainfile(name.c_str(), mode);
+        EXPECT_TRUE(file != nullptr && std::fputs(text, file) >= 0 && syncplainfile(file));
+        return file;
+    };
+    EXPECT_EQ(openplainfile(name.c_str(), "rb"), nullptr);
+    std::fclose(put("ab", "gone"));
+    std::fclose(put("wb", "one\r\n"));
+    // cut while it is open, as by a scan that goes on behind a record which came down in part
+    std::FILE *file = put("ab", "tw");
+    EXPECT_TRUE(cutplainfile(name.c_str(), 5));
+    EXPECT_FALSE(cutplainfile(name.c_str(), 6)) << "a cut adds nothing";
+    EXPECT_TRUE(std::fputs("\n\x1athree", file) >= 0 && std::fclose(file) == 0);
+    std::ifstream stream(name, std::ios::binary);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), "one\r\n\n\x1athree")
+        << "no byte stands for another";
+
+    EXPECT_EQ(openplainfile(name.c_str(), "r+"), nullptr);
+    for (const char *mode : {"rb", "wb", "ab"})
+        EXPECT_EQ(openplainfile(folder.path.c_str(), mode), nullptr) << mode;
+    EXPECT_FALSE(cutplainfile(folder.path.c_str(), 0));
+}
+
+TEST(NativeFile, IsTakenAsADisk)
+{
+    TempFolder folder;
+    const std::string name = folder / "disk";
+    constexpr std::uint64_t size = 8ULL << 20;
+    std::ofstream(name, std::ios::binary).close();
+    std::filesystem::resize_file(name, size);
+
+    Status status;
+    EXPECT_EQ(nativebackend().open(folder / "missing", Access::readwrite, status), nullptr);
+    EXPECT_EQ(status.fault, Fault::gone);
+    EXPECT_EQ(status.code, 2) << "the system's own code; both systems call this one 2";
+    const auto disk = nativebackend().open(name, Access::readwrite, status);
+    ASSERT_NE(disk, nullptr) << status.code;
+    std::uint64_t bytes = 0;
+    std::uint32_t low = 0;
+    EXPECT_TRUE(disk->filesize(bytes).ok() && bytes == size);
+    EXPECT_TRUE(disk->filesizelow(low).ok() && low == size);
+    std::string in(1025, 'x'); // used from its second byte on, which has no alignment
+    const std::string out(1025, 'a');
+    disk->seek(size - 1024);
+    EXPECT_EQ(disk->write(&out[1], 1024).bytes, 1024U);
+    EXPECT_TRUE(disk->flush().ok());
+    disk->seek(size - 1024);
+    EXPECT_TRUE(disk->read(&in[1], 1024).status.ok());
+    EXPECT_EQ(in, 'x' + out.substr(1));
+    // a short transfer is no failure here, and no whole one either
+    disk->seek(size - 512);
+    const Transfer transfer = disk->read(&in[1], 1024);
+    EXPECT_TRUE(transfer.status.ok() && transfer.bytes == 512);
+
+    DriveGeometry geometry;
+    std::uint8_t map = 0;
+    for (const Status &refusal : {disk->drivegeometry(geometry), disk->identitymap(map)})
+        EXPECT_FALSE(refusal.ok());
+    EXPECT_TRUE(disk->updateproperties().ok()) << "nobody reads tables there";
+    const auto reader = nativebackend().open(name, Access::read, status);
+    ASSERT_NE(reader, nullptr);
+    EXPECT_EQ(reader->write(out.data(), 512).status.fault, Fault::denied);
+    EXPECT_FALSE(reader->seek(~std::uint64_t{0}).ok() && reader->read(&in[1], 512).status.ok());
+}
