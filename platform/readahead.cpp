@@ -21,12 +21,22 @@ ReadAhead::ReadAhead(std::unique_ptr<Device> inner, std::size_t piece)
 {
 }
 
-ReadAhead::~ReadAhead() = default;
+ReadAhead::~ReadAhead()
+{
+    if (!thread.joinable())
+        return;
+    {
+        const std::lock_guard hold(lock);
+        ending = true;
+    }
+    changed.notify_all();
+    thread.join();
+}
 
 Status ReadAhead::ask(const char *, const std::function<Status()> &request)
 {
-    if (next.valid())
-        next.wait();
+    std::unique_lock hold(lock);
+    changed.wait(hold, [this] { return rests(); });
     return request();
 }
 
@@ -48,18 +58,23 @@ Transfer ReadAhead::exact(std::uint64_t offset, void *target, std::size_t bytes)
 void ReadAhead::drop()
 {
     filled = 0;
-    if (next.valid())
-        next.get();
+    std::unique_lock hold(lock);
+    ahead = false;
+    changed.wait(hold, [this] { return !fetching; });
+    failed = false;
+    arrived = 0;
 }
 
-std::uint64_t ReadAhead::pieceend(std::uint64_t offset) const
+std::size_t ReadAhead::lengthfrom(std::uint64_t offset) const
 {
-    return std::min((offset / piece + 1) * piece, devicebytes);
+    const std::uint64_t end = std::min((offset / piece + 1) * piece, devicebytes);
+    const bool avoided = offset >= avoidfrom && offset < avoid;
+    return end <= offset || avoided ? 0 : static_cast<std::size_t>(end - offset);
 }
 
-bool ReadAhead::isavoided(std::uint64_t offset) const
+char *ReadAhead::place(std::size_t behind) const
 {
-    return offset >= avoidfrom && offset < avoid;
+    return buffer.get() + (present + behind) % (1 + mostahead) * piece;
 }
 
 bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
@@ -68,45 +83,82 @@ bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
         // asked once; a device that does not tell its size is read as it is asked for
         if (!inner->partitionlength(devicebytes).ok())
             devicebytes = 0;
-        buffer.reset(static_cast<char *>(::operator new(2 * piece, alignment, std::nothrow)));
+        buffer.reset(
+            static_cast<char *>(::operator new((1 + mostahead) * piece, alignment, std::nothrow)));
     }
     const bool usedup = filled > 0;
-    const std::uint64_t end = pieceend(offset);
-    if (!buffer || isavoided(offset) || end <= offset || end - offset <= bytes) {
+    const std::size_t wanted = buffer ? lengthfrom(offset) : 0;
+    if (wanted <= bytes) {
         drop();
         return false;
     }
-    const auto wanted = static_cast<std::size_t>(end - offset);
-    const std::size_t other = piece - present;
-    // what is on its way is always the piece behind the present one, and so the one wanted
-    const Transfer transfer =
-        next.valid() ? next.get() : exact(offset, buffer.get() + other, wanted);
-    filled = 0;
-    if (!transfer.status.ok() || transfer.bytes != wanted) {
+    std::unique_lock hold(lock);
+    changed.wait(hold, [this] { return arrived > 0 || rests(); });
+    bool came = arrived > 0;
+    if (came) {
+        arrived--;
+    } else if (!failed) {
+        const Transfer transfer = exact(offset, place(1), wanted);
+        came = transfer.status.ok() && transfer.bytes == wanted;
+    }
+    present = (present + 1) % (1 + mostahead);
+    hold.unlock();
+    if (!came) {
+        drop();
         avoidfrom = offset;
-        avoid = end;
+        avoid = offset + wanted;
         return false;
     }
-    present = other;
+    changed.notify_all();
     fetched = offset;
     filled = wanted;
     if (usedup)
-        fetchnext();
+        startahead(offset + wanted);
     return true;
 }
 
-void ReadAhead::fetchnext()
+void ReadAhead::startahead(std::uint64_t offset)
 {
-    const std::uint64_t from = fetched + filled;
-    const std::uint64_t end = pieceend(from);
-    if (end <= from || isavoided(from))
+    const std::lock_guard hold(lock);
+    if (ahead || failed || arrived > 0)
         return;
-    char *const other = buffer.get() + (piece - present);
     try {
-        next = std::async(std::launch::async, &ReadAhead::exact, this, from, other,
-                          static_cast<std::size_t>(end - from));
+        if (!thread.joinable())
+            thread = std::thread(&ReadAhead::fetchahead, this);
     } catch (const std::system_error &) {
-        // no thread to be had: the piece is fetched when its turn has come
+        return; // none to be had: each piece is fetched when its turn has come
+    }
+    from = offset;
+    ahead = true;
+    changed.notify_all();
+}
+
+void ReadAhead::fetchahead()
+{
+    std::unique_lock hold(lock);
+    for (;;) {
+        changed.wait(hold, [this] { return ending || (ahead && arrived < mostahead); });
+        if (ending)
+            return;
+        const std::size_t bytes = lengthfrom(from);
+        if (bytes == 0) {
+            ahead = false;
+        } else {
+            const std::uint64_t offset = from;
+            char *const target = place(1 + arrived);
+            fetching = true;
+            hold.unlock();
+            const Transfer transfer = exact(offset, target, bytes);
+            hold.lock();
+            fetching = false;
+            failed = !transfer.status.ok() || transfer.bytes != bytes;
+            if (failed)
+                ahead = false;
+            else
+                arrived++;
+            from += bytes;
+        }
+        changed.notify_all();
     }
 }
 
@@ -119,14 +171,14 @@ Transfer ReadAhead::doread(void *target, std::size_t bytes)
     if (position >= fetched && position < fetched + filled) {
         have =
             static_cast<std::size_t>(std::min<std::uint64_t>(bytes, fetched + filled - position));
-        std::memcpy(out, buffer.get() + present + (position - fetched), have);
+        std::memcpy(out, place(0) + (position - fetched), have);
     }
     Transfer transfer{{}, bytes};
     if (have < bytes) {
         // the rest comes out of the next piece, or all of it exactly as it was asked for
         const bool runson = running && position == expected;
         if (runson && fetch(position + have, bytes - have))
-            std::memcpy(out + have, buffer.get() + present, bytes - have);
+            std::memcpy(out + have, place(0), bytes - have);
         else
             transfer = exact(position, target, bytes);
     }

@@ -53,7 +53,7 @@ protected:
     {
         Pairs list;
         bool answer = false;
-        device->removable(answer); // whatever is asked waits for what is on its way
+        device->removable(answer); // whatever is asked waits until nothing is under way
         for (const Operation &one : disk->recording->operations) {
             if (one.kind == Operation::Kind::read)
                 list.emplace_back(one.offset / 512, one.bytes / 512);
@@ -72,8 +72,9 @@ TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
     for (std::uint64_t i = 0; i < 100; i += 20)
         EXPECT_EQ(read(i, 20), 20U);
     // as asked for up to the first multiple of 32 that is worth it, then piece by piece
-    // and once a piece was used up, the one behind the present one is on its way
-    EXPECT_EQ(reads(), (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}, {128, 32}}));
+    // and once a piece was used up, two behind the present one
+    EXPECT_EQ(reads(),
+              (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}, {128, 32}, {160, 32}}));
     EXPECT_EQ(read(100, 20), 20U);
     EXPECT_EQ(reads(), Pairs{});
     // elsewhere, and back: nothing of what was fetched is used again
