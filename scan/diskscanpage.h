@@ -97,6 +97,8 @@ private:
     void leave();
 
     // scanrun.cpp
+    /// Opens the disk for a run; otherwise ends the run, says so and returns false.
+    bool holddisk();
     /// Starts the ticks at segment `first`, with `datafile` and `diskhandle` open.
     void startrun(int first);
     /// Stops the ticks and closes `datafile` and `diskhandle`.

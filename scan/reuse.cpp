@@ -73,12 +73,8 @@ void DiskScanPage::resume(int first, bool ragged, unsigned long long wholebytes)
         refuse("Can not open bin data file to write.");
         return;
     }
-    diskhandle = opendisk(chosendisk().devicepath);
-    if (diskhandle == invaliddisk) {
-        stoprun();
-        refuse("Can not open the disk.");
+    if (!holddisk())
         return;
-    }
     // What is appended must stand where its record belongs.
     if (ragged && !platform::cutplainfile(filename, wholebytes)) {
         stoprun();

@@ -47,14 +47,20 @@ void DiskScanPage::beginscan()
         refuse("Can not open bin data file to write.");
         return;
     }
-    diskhandle = opendisk(chosendisk().devicepath);
-    if (diskhandle == invaliddisk) {
-        stoprun();
-        refuse("Can not open the disk.");
+    if (!holddisk())
         return;
-    }
     startrun(0);
     scanprogress->show();
+}
+
+bool DiskScanPage::holddisk()
+{
+    diskhandle = opendisk(chosendisk().devicepath);
+    if (diskhandle != invaliddisk)
+        return true;
+    stoprun();
+    refuse("Can not open the disk.");
+    return false;
 }
 
 void DiskScanPage::startrun(int first)
