@@ -1,10 +1,14 @@
 #include "platform/readahead.h"
+#include "platform/decorator.h"
 #include "platform/simulated/simulated.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstring>
 #include <random>
+#include <thread>
 
 using namespace platform;
 
@@ -142,7 +146,18 @@ TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
         EXPECT_EQ(read(at, 10), 10U);
     EXPECT_EQ(reads(), (Pairs{{192, 10}, {202, 22}, {202, 10}, {212, 10}}));
 
-    // the same when the piece was on its way already
+    // nor is one that comes short on its way
+    disk->faults->shortreads[576] = 512;
+    for (at = 512; at < 592; at += 10)
+        EXPECT_EQ(read(at, 10), 10U);
+    EXPECT_EQ(reads(), (Pairs{{512, 10}, {522, 22}, {544, 32}, {576, 32}, {572, 10}, {582, 10}}));
+
+    // a read that failed is no pass that goes on
+    EXPECT_EQ(read(75, 1), 0U);
+    EXPECT_EQ(read(75, 1), 0U);
+    EXPECT_EQ(reads(), (Pairs{{75, 1}, {75, 1}}));
+
+    // damage in a piece that was on its way already
     disk->faults->unreadable.add(480);
     for (at = 384; read(at, 10) == 10;)
         at += 10;
@@ -152,6 +167,63 @@ TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
     for (at = 404; read(at, 10) == 10;)
         at += 10;
     EXPECT_EQ(reads(), (Pairs{{404, 10}, {414, 10}, {424, 24}, {448, 32}, {474, 10}}));
+}
+
+// A disk that takes its time, and counts those who come while it is busy.
+struct BusyDisk : Decorator {
+    using Decorator::Decorator;
+    static inline std::atomic<bool> busy = false;
+    static inline std::atomic<int> clashes = 0;
+
+    static void pass(std::chrono::milliseconds time)
+    {
+        clashes += busy.exchange(true) ? 1 : 0;
+        std::this_thread::sleep_for(time);
+        busy = false;
+    }
+    ~BusyDisk() override { pass({}); }
+    Status ask(const char *name, const std::function<Status()> &request) override
+    {
+        pass({});
+        return Decorator::ask(name, request);
+    }
+    Status doseek(std::uint64_t offset) override
+    {
+        pass({});
+        return Decorator::doseek(offset);
+    }
+    Transfer doread(void *buffer, std::size_t bytes) override
+    {
+        pass(std::chrono::milliseconds(5));
+        return Decorator::doread(buffer, bytes);
+    }
+    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    {
+        pass({});
+        return Decorator::dowrite(buffer, bytes);
+    }
+};
+
+TEST_F(ReadAheadTest, AsksTheDiskForOneThingAtATime)
+{
+    Status status;
+    bool answer = false;
+    for (int i = 0; i < 4; i++) {
+        device = std::make_unique<ReadAhead>(
+            std::make_unique<BusyDisk>(backend.open("disk", Access::readwrite, status)), piece);
+        for (std::uint64_t at = 0; at < 80; at += 20)
+            EXPECT_EQ(read(at, 20), 20U);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2)); // the next piece is on its way
+        if (i == 0) {
+            EXPECT_EQ(device->write(std::string(512, 'x').data(), 512).bytes, 512U);
+        } else if (i == 1) {
+            EXPECT_EQ(read(500, 1), 1U);
+        } else if (i == 2) {
+            EXPECT_TRUE(device->removable(answer).ok());
+        }
+        device.reset();
+    }
+    EXPECT_EQ(BusyDisk::clashes, 0);
 }
 
 // Whatever is asked for comes as it would without the decorator, and no sector of the damage is
