@@ -14,30 +14,6 @@
 namespace
 {
 
-/// One real disk of the system, whatever the system thinks of it.
-class OneDisk : public platform::Backend
-{
-public:
-    explicit OneDisk(const char *file) : node(file) {}
-    platform::Status systemvolumes(std::vector<std::string> &paths) override
-    {
-        return platform::nativebackend().systemvolumes(paths);
-    }
-    platform::Status listdisks(std::vector<std::string> &paths) override
-    {
-        paths.push_back(node + "#d&bench#serial#class");
-        return {};
-    }
-    std::unique_ptr<platform::Device> open(const std::string &path, platform::Access access,
-                                           platform::Status &status) override
-    {
-        return platform::nativebackend().open(path, access, status);
-    }
-
-private:
-    std::string node;
-};
-
 /// Simulated disks behind the read-ahead that real ones have.
 class Ahead : public platform::Backend
 {
@@ -97,14 +73,13 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     WizardBench bench;
-    OneDisk real(argv[2]);
     Ahead ahead(bench.backend);
     if (simulated) {
         const auto cylinders = std::strtoull(argv[2], nullptr, 10) * 1'000'000 / (16 * 63 * 512);
         damage(*bench.adddisk(cylinders, 16, 63), std::atoi(argv[3]), std::atoi(argv[4]));
         platform::setbackend(&ahead);
     } else {
-        platform::setbackend(&real);
+        platform::setbackend(nullptr);
     }
     // a loop device has no geometry, and the one that is offered will do
     bench.dialogs.custom = [](QWidget *widget) {
@@ -113,7 +88,8 @@ int main(int argc, char **argv)
             dialog->accept();
         return dialog != nullptr;
     };
-    bench.openscanpage();
+    bench.open(-1);
+    bench.openscanpage(simulated ? 0 : bench.rowof(argv[2]));
     if (bench.current() != bench.wizard->scanpageid || bench.scanpage()->segnum == 0) {
         std::fputs("no such disk\n", stderr);
         return 1;

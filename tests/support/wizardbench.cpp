@@ -24,6 +24,16 @@ void WizardBench::openscanpage(int row)
     click(next);
 }
 
+int WizardBench::rowof(const std::string &node)
+{
+    const std::vector<DISKINFO> &disks = selectpage()->alldisks;
+    const auto disk = std::ranges::find_if(disks, [&node](const DISKINFO &one) {
+        return std::string(one.devicepath).starts_with(node + "#");
+    });
+    const auto row = static_cast<int>(disk - disks.begin());
+    return disk != disks.end() && selectpage()->diskgroup->button(row)->isEnabled() ? row : -1;
+}
+
 bool WizardBench::offered(QWizard::WizardButton which) const
 {
     return wizard->button(which)->isVisible() && wizard->button(which)->isEnabled();

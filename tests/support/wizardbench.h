@@ -32,6 +32,8 @@ public:
     void open(int row = 0);
     /// The same, on the scan page.
     void openscanpage(int row = 0);
+    /// The row of the disk with this node; -1 if the first page has none that can be chosen.
+    int rowof(const std::string &node);
     /// Whether a user could click this button now.
     [[nodiscard]] bool offered(QWizard::WizardButton which) const;
     /// Clicks one button behind the other; false at the first that a user could not click.

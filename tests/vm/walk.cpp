@@ -7,71 +7,32 @@
 // page; 1 if a page did not come; 2 if the row can't be chosen; 3 if the commit was refused.
 
 #include "planner/commitplan.h"
-#include "planner/diskpartition.h"
-#include "scan/diskscanpage.h"
+#include "tests/support/wizardbench.h"
 #include "views/parttreemodel.h"
-#include "wizard/dpwizard.h"
-#include "wizard/selectdiskpage.h"
-
-#include <QAbstractButton>
-#include <QApplication>
-#include <QButtonGroup>
-#include <QDialog>
-#include <QMessageBox>
-#include <QTimer>
 
 #include <cstdio>
 #include <cstdlib>
-#include <string>
 
 namespace
 {
 
-struct Walk {
-    DpWizard wizard{nullptr};
-    std::string node;
-    std::string command;
-    QTimer timer;
-    int stage = 0;
-    int patience = 60000; // looks, 50 ms apart
+/// How long a scan may take on an emulated machine, in milliseconds.
+constexpr int patience = 3'000'000;
 
-    void step();
-    void boxes(QMessageBox *box);
-    bool choose();
-    void printplan();
-};
-
-void Walk::boxes(QMessageBox *box)
+void printrows(const SelectDiskPage &page)
 {
-    std::printf("box: [%s] %s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
-    const bool refused = box->text() == "partition failed!";
-    box->button(QMessageBox::Ok)->click();
-    if (refused)
-        QApplication::exit(3);
-}
-
-bool Walk::choose()
-{
-    auto *page = static_cast<SelectDiskPage *>(wizard.page(wizard.selectdiskid));
-    bool chosen = false;
-    for (std::size_t i = 0; i < page->alldisks.size(); i++) {
-        const std::string path = page->alldisks[i].devicepath;
-        auto *row = page->diskgroup->button(static_cast<int>(i));
+    for (int i = 0; i < static_cast<int>(page.alldisks.size()); i++) {
+        const std::string path = page.alldisks[static_cast<std::size_t>(i)].devicepath;
+        const QAbstractButton *row = page.diskgroup->button(i);
         std::printf("row: %s %s %s\n", path.substr(0, path.find('#')).c_str(),
                     row->isEnabled() ? "free" : "refused", qPrintable(row->text()));
-        if (path.starts_with(node + "#") && row->isEnabled()) {
-            row->click();
-            chosen = true;
-        }
     }
-    return chosen;
 }
 
-void Walk::printplan()
+void printplan(const DiskPartition &page)
 {
-    auto *page = static_cast<DiskPartition *>(wizard.page(wizard.partitionpageid));
     const std::uint64_t units = g.bytespersector / 512;
-    for (const PART &part : buildparts(page->treemodel->getallparts(), g.sectorspercyl)) {
+    for (const PART &part : buildparts(page.treemodel->getallparts(), g.sectorspercyl)) {
         // an own record or the master record lies in the first track
         std::uint64_t start = part.start;
         if (part.kind == 'l' || part.start == 0)
@@ -82,65 +43,49 @@ void Walk::printplan()
     }
 }
 
-void Walk::step()
+int walk(WizardBench &bench, const std::string &node, const char *command)
 {
-    std::fflush(stdout);
-    if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
-        boxes(box);
-        return;
+    bench.open(-1);
+    printrows(*bench.selectpage());
+    const int row = bench.rowof(node);
+    if (row < 0)
+        return 2;
+    bench.openscanpage(row);
+    if (!bench.click(WizardBench::next) || !bench.waitrun(patience) ||
+        bench.current() != bench.wizard->partitionpageid)
+        return 1;
+    for (const SEG &seg : bench.scanpage()->intsegs) {
+        if (seg.isbad != 0)
+            std::printf("bad: cylinders %llu to %llu\n", static_cast<unsigned long long>(seg.start),
+                        static_cast<unsigned long long>(seg.stop));
     }
-    if (auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-        dialog != nullptr && dialog->inherits("GeomDlg")) {
-        std::puts("box: geometry");
-        dialog->accept();
-        return;
-    }
-    if (--patience == 0) {
-        std::puts("stuck");
-        QApplication::exit(1);
-        return;
-    }
-    const int pages[] = {wizard.selectdiskid, wizard.scanpageid, wizard.partitionpageid,
-                         wizard.lastpageid};
-    if (wizard.currentId() != pages[stage])
-        return;
-    const int now = stage++;
-    if (now == 0 && !choose()) {
-        QApplication::exit(2);
-    } else if (now == 3) {
-        printplan();
-        QApplication::exit(0);
-    } else {
-        if (now == 2) {
-            const auto *scan = static_cast<DiskScanPage *>(wizard.page(wizard.scanpageid));
-            for (const SEG &seg : scan->intsegs) {
-                if (seg.isbad != 0)
-                    std::printf("bad: cylinders %llu to %llu\n",
-                                static_cast<unsigned long long>(seg.start),
-                                static_cast<unsigned long long>(seg.stop));
-            }
-            if (!command.empty())
-                std::printf("command: status %d\n", std::system(command.c_str()));
-        }
-        // not from here: a timer does not go on in an event loop below its own slot
-        QTimer::singleShot(0, wizard.button(QWizard::NextButton), &QAbstractButton::click);
-    }
+    if (command != nullptr)
+        std::printf("command: status %d\n", std::system(command));
+    bench.click(WizardBench::next);
+    if (bench.dialogs.messages().contains("partition failed!"))
+        return 3;
+    if (bench.current() != bench.wizard->lastpageid)
+        return 1;
+    printplan(*bench.planner());
+    return 0;
 }
 
 } // namespace
 
 int main(int argc, char **argv)
 {
-    QApplication application(argc, argv);
+    const QApplication application(argc, argv);
     if (argc < 2)
         return 1;
-    Walk walk;
-    walk.node = argv[1];
-    walk.command = argc > 2 ? argv[2] : "";
-    QObject::connect(&walk.timer, &QTimer::timeout, [&walk] { walk.step(); });
-    walk.timer.start(50);
-    walk.wizard.show();
-    const int status = QApplication::exec();
-    std::fflush(stdout);
-    return status;
+    WizardBench bench;
+    platform::setbackend(nullptr); // the real disks
+    bench.dialogs.custom = [](QWidget *widget) {
+        if (const auto *box = qobject_cast<QMessageBox *>(widget))
+            std::printf("box: [%s] %s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
+        auto *geometry = qobject_cast<GeomDlg *>(widget);
+        if (geometry != nullptr)
+            geometry->accept();
+        return geometry != nullptr;
+    };
+    return walk(bench, argv[1], argc > 2 ? argv[2] : nullptr);
 }

@@ -57,12 +57,9 @@ protected:
               const std::function<QByteArray(std::uint64_t)> &load)
     {
         bench.open(-1);
-        const std::vector<DISKINFO> &disks = bench.selectpage()->alldisks;
-        const auto disk = std::ranges::find_if(disks, [&node](const DISKINFO &one) {
-            return std::string(one.devicepath).starts_with(node + "#");
-        });
-        ASSERT_NE(disk, disks.end()) << node << " is not listed";
-        bench.openscanpage(static_cast<int>(disk - disks.begin()));
+        const int row = bench.rowof(node);
+        ASSERT_GE(row, 0) << node << " is not listed";
+        bench.openscanpage(row);
         ASSERT_TRUE(bench.click(WizardBench::next) && bench.waitrun(280'000));
         ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
         EXPECT_EQ(bench.scanpage()->intsegs, stretches);
