@@ -5,18 +5,16 @@
 #include "scan/diskscanpage.h"
 #include "views/parttreemodel.h"
 #include "wizard/dpwizard.h"
-#include "wizard/nextbutton.h"
-#include "wizard/selectdiskpage.h"
 
 void DiskPartition::writetodisk()
 {
     DpWizard *wiz = dpwizard(this);
     if (!wiz)
         return;
-    const auto &scan = *qobject_cast<DiskScanPage *>(wiz->page(wiz->scanpageid));
-    const auto &disks = *qobject_cast<SelectDiskPage *>(wiz->page(wiz->selectdiskid));
+    const auto &scan = *wiz->scanpage();
     partresult = {};
-    if (disks.selecteddisk < 0) {
+    const DISKINFO *disk = wiz->chosendisk();
+    if (!disk) {
         refuse("Please select a disk to proceed.");
         return;
     }
@@ -36,12 +34,11 @@ void DiskPartition::writetodisk()
     // its first sectors already overwrites some.
     QString problem = faulttext(parts, scan.diskgeom, nosector, nosector);
     if (problem.isEmpty())
-        problem = writeplan(disks.alldisks[disks.selecteddisk].devicepath, scan.diskgeom,
+        problem = writeplan(disk->devicepath, scan.diskgeom,
                             {scan.segs, static_cast<std::size_t>(scan.segnum)}, parts, partresult);
     if (!problem.isEmpty()) {
         refuse(problem);
         return;
     }
-    nextbutton::writetonext(wiz);
-    wiz->next();
+    wiz->leavepage();
 }

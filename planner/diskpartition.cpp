@@ -8,9 +8,8 @@
 #include "views/partdelegate.h"
 #include "views/partitem.h"
 #include "views/parttreemodel.h"
+#include "views/plainbox.h"
 #include "wizard/dpwizard.h"
-#include "wizard/nextbutton.h"
-#include "wizard/plainbox.h"
 
 #include <QAction>
 #include <QComboBox>
@@ -225,11 +224,11 @@ void DiskPartition::initializePage()
     wiz->button(QWizard::CustomButton1)->hide();
     wiz->button(QWizard::CustomButton2)->hide();
     clearall();
-    segs = qobject_cast<DiskScanPage *>(wiz->page(wiz->scanpageid))->intsegs;
+    segs = wiz->scanpage()->intsegs;
     constructextparts();
     initpartdiagram();
     strategybox->setCurrentIndex(0);
-    nextbutton::nexttowrite(wiz);
+    wiz->givenext(this, &DiskPartition::writetodisk);
 }
 
 void DiskPartition::cleanupPage()
@@ -237,7 +236,7 @@ void DiskPartition::cleanupPage()
     DpWizard *wiz = dpwizard(this);
     wiz->button(QWizard::CustomButton1)->show();
     wiz->button(QWizard::CustomButton2)->show();
-    nextbutton::writetoscan(wiz);
+    wiz->givenext(wiz->scanpage(), &DiskScanPage::beginscan);
 }
 
 bool DiskPartition::eventFilter(QObject *watched, QEvent *event)

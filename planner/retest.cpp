@@ -3,8 +3,6 @@
 #include "scan/consolidation.h"
 #include "scan/diskscanpage.h"
 #include "wizard/dpwizard.h"
-#include "wizard/nextbutton.h"
-#include "wizard/selectdiskpage.h"
 
 #include <QCloseEvent>
 #include <QMessageBox>
@@ -67,8 +65,7 @@ void DiskPartition::rescan()
     DpWizard *wiz = dpwizard(this);
     if (!part || !wiz)
         return;
-    auto &scan = *qobject_cast<DiskScanPage *>(wiz->page(wiz->scanpageid));
-    const auto &disks = *qobject_cast<SelectDiskPage *>(wiz->page(wiz->selectdiskid));
+    auto &scan = *wiz->scanpage();
 
     // A cylinder that no raw segment holds leaves the range to what there is within the block.
     int first = scan.getsegindexfromcyl(part->start);
@@ -86,8 +83,8 @@ void DiskPartition::rescan()
     if (first > last)
         return;
 
-    void *handle = disks.selecteddisk < 0 ? invaliddisk
-                                          : opendisk(disks.alldisks[disks.selecteddisk].devicepath);
+    const DISKINFO *disk = wiz->chosendisk();
+    void *handle = disk ? opendisk(disk->devicepath) : invaliddisk;
     if (handle == invaliddisk) {
         refuse("Can not open the disk.");
         return;

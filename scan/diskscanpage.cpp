@@ -4,12 +4,10 @@
 #include "scan/consolidation.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
+#include "views/geomdlg.h"
+#include "views/indicators.h"
+#include "views/plainbox.h"
 #include "wizard/dpwizard.h"
-#include "wizard/geomdlg.h"
-#include "wizard/indicators.h"
-#include "wizard/nextbutton.h"
-#include "wizard/plainbox.h"
-#include "wizard/selectdiskpage.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -95,7 +93,7 @@ void DiskScanPage::initializePage()
     std::fill(std::begin(filename), std::end(filename), '\0');
     name.copy(filename, sizeof filename - 1);
 
-    nextbutton::nexttoscan(dpwizard(this));
+    dpwizard(this)->givenext(this, &DiskScanPage::beginscan);
 
     void *handle = opendisk(disk.devicepath);
     if (handle == invaliddisk) {
@@ -122,7 +120,8 @@ void DiskScanPage::cleanupPage()
     scancanceled();
     for (QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CustomButton2})
         wizard()->button(which)->hide();
-    nextbutton::scantonext(dpwizard(this));
+    DpWizard *frame = dpwizard(this);
+    frame->givenext<QWizard>(frame, &QWizard::next);
 }
 
 int DiskScanPage::getsegindex(unsigned long long cylinder)
@@ -158,9 +157,10 @@ bool DiskScanPage::writedatafile()
 
 const DISKINFO &DiskScanPage::chosendisk() const
 {
-    const DpWizard *frame = dpwizard(this);
-    const auto *page = static_cast<SelectDiskPage *>(frame->page(frame->selectdiskid));
-    return page->alldisks.at(static_cast<std::size_t>(page->selecteddisk));
+    const DISKINFO *disk = dpwizard(this)->chosendisk();
+    // The first page lets nobody past it without a choice.
+    Q_ASSERT(disk);
+    return *disk;
 }
 
 void DiskScanPage::disableallbutton()
@@ -228,6 +228,5 @@ bool DiskScanPage::hasplan()
 
 void DiskScanPage::leave()
 {
-    nextbutton::scantonext(dpwizard(this));
-    wizard()->next();
+    dpwizard(this)->leavepage();
 }

@@ -2,7 +2,7 @@
 
 #include "platform/plainfile.h"
 #include "scan/consolidation.h"
-#include "wizard/plainbox.h"
+#include "views/plainbox.h"
 
 #include <QProgressDialog>
 #include <QTimer>

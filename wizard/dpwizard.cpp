@@ -5,8 +5,6 @@
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
 
-#include <QAbstractButton>
-
 DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
 {
     setWizardStyle(QWizard::ModernStyle);
@@ -14,20 +12,59 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
     setOption(QWizard::HaveCustomButton2, true);
 
     selectdiskid = addPage(new SelectDiskPage(nullptr));
-    auto *scanpage = new DiskScanPage(nullptr);
-    scanpageid = addPage(scanpage);
+    scanpageid = addPage(new DiskScanPage(nullptr));
     partitionpageid = addPage(new DiskPartition(nullptr));
     lastpageid = addPage(new LastPage(nullptr));
 
-    connect(button(QWizard::CustomButton1), &QAbstractButton::clicked, scanpage,
-            &DiskScanPage::skipscan);
-    connect(button(QWizard::CustomButton2), &QAbstractButton::clicked, scanpage,
-            &DiskScanPage::useprev);
-    // However the window goes, by its close box, Escape or Cancel, this comes last.
-    connect(this, &QDialog::finished, scanpage, &DiskScanPage::wizardfinished);
+    // Qt's own connection; some versions make it by name, which `givenext` could not undo.
+    disconnect(button(NextButton), SIGNAL(clicked()), this, nullptr);
+    givenext<QWizard>(this, &QWizard::next);
+    connect(button(CustomButton1), &QAbstractButton::clicked, scanpage(), &DiskScanPage::skipscan);
+    connect(button(CustomButton2), &QAbstractButton::clicked, scanpage(), &DiskScanPage::useprev);
+    // The close box, Escape and Cancel all end in this signal.
+    connect(this, &QDialog::finished, scanpage(), &DiskScanPage::wizardfinished);
 
-    setButtonLayout({QWizard::BackButton, QWizard::Stretch, QWizard::CustomButton1,
-                     QWizard::CustomButton2, QWizard::NextButton, QWizard::CancelButton});
+    setButtonLayout({BackButton, Stretch, CustomButton1, CustomButton2, NextButton, CancelButton});
     setWindowTitle("QUARN - Velmarch V1.0.1");
     resize(800, 600);
+}
+
+SelectDiskPage *DpWizard::selectpage() const
+{
+    return static_cast<SelectDiskPage *>(page(selectdiskid));
+}
+
+DiskScanPage *DpWizard::scanpage() const
+{
+    return static_cast<DiskScanPage *>(page(scanpageid));
+}
+
+DiskPartition *DpWizard::planner() const
+{
+    return static_cast<DiskPartition *>(page(partitionpageid));
+}
+
+LastPage *DpWizard::lastpage() const
+{
+    return static_cast<LastPage *>(page(lastpageid));
+}
+
+const DISKINFO *DpWizard::chosendisk() const
+{
+    const SelectDiskPage *page = selectpage();
+    return page->selecteddisk < 0 ? nullptr : &page->alldisks.at(page->selecteddisk);
+}
+
+void DpWizard::leavepage()
+{
+    givenext<QWizard>(this, &QWizard::next);
+    next();
+}
+
+DpWizard *dpwizard(const QWizardPage *page)
+{
+    QWidget *widget = page->parentWidget();
+    while (widget && !qobject_cast<DpWizard *>(widget))
+        widget = widget->parentWidget();
+    return static_cast<DpWizard *>(widget);
 }

@@ -1,6 +1,13 @@
 #pragma once
 
+#include <QAbstractButton>
 #include <QWizard>
+
+class DiskPartition;
+class DiskScanPage;
+class LastPage;
+class SelectDiskPage;
+struct DISKINFO;
 
 /// The frame: four pages in a fixed order. What the Next button does belongs to the current page.
 class DpWizard : public QWizard
@@ -10,8 +17,31 @@ class DpWizard : public QWizard
 public:
     explicit DpWizard(QWidget *parent = nullptr);
 
+    [[nodiscard]] SelectDiskPage *selectpage() const;
+    [[nodiscard]] DiskScanPage *scanpage() const;
+    [[nodiscard]] DiskPartition *planner() const;
+    [[nodiscard]] LastPage *lastpage() const;
+    /// The disk that the user chose; null before.
+    [[nodiscard]] const DISKINFO *chosendisk() const;
+
+    /// Gives the Next button's click to `slot` of `receiver` and takes it from whoever had it, so
+    /// that there is one receiver at any time.
+    template <class Receiver> void givenext(Receiver *receiver, void (Receiver::*slot)())
+    {
+        disconnect(nextclick);
+        nextclick = connect(button(NextButton), &QAbstractButton::clicked, receiver, slot);
+    }
+    /// Gives the click back to the wizard and turns to the next page.
+    void leavepage();
+
     int selectdiskid;
     int scanpageid;
     int partitionpageid;
     int lastpageid;
+
+private:
+    QMetaObject::Connection nextclick; ///< who has the click on Next
 };
+
+/// The wizard that `page` stands in; null while it stands in none.
+DpWizard *dpwizard(const QWizardPage *page);

@@ -2,7 +2,6 @@
 
 #include "planner/diskpartition.h"
 #include "wizard/dpwizard.h"
-#include "wizard/nextbutton.h"
 
 #include <QAbstractButton>
 #include <QLabel>
@@ -26,8 +25,7 @@ void LastPage::initializePage()
     // Having turned the page, QWizard shows Cancel again; so it is hidden then.
     hidecancel(frame->lastpageid);
     connect(frame, &QWizard::currentIdChanged, this, &LastPage::hidecancel, Qt::UniqueConnection);
-    const PARTRESULT result =
-        static_cast<DiskPartition *>(frame->page(frame->partitionpageid))->partresult;
+    const PARTRESULT result = frame->planner()->partresult;
 
     headlabel->setText(QString("Created %1 primary partitions,%2 primary extended partition, and "
                                "%3 logical disks. The detailed partition infomation is as follows.")
@@ -50,7 +48,7 @@ void LastPage::cleanupPage()
 {
     DpWizard *frame = dpwizard(this);
     frame->button(QWizard::CancelButton)->show();
-    nextbutton::nexttowrite(frame);
+    frame->givenext(frame->planner(), &DiskPartition::writetodisk);
 }
 
 void LastPage::hidecancel(int id)

@@ -1,7 +1,7 @@
 #include "wizard/selectdiskpage.h"
 
 #include "platform/windowicon.h"
-#include "wizard/indicators.h"
+#include "views/indicators.h"
 
 #include <QAbstractButton>
 #include <QButtonGroup>

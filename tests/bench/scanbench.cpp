@@ -1,6 +1,6 @@
 #include "platform/readahead.h"
 #include "tests/support/wizardbench.h"
-#include "wizard/geomdlg.h"
+#include "views/geomdlg.h"
 
 #include <QApplication>
 #include <QCheckBox>

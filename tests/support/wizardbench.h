@@ -4,8 +4,8 @@
 #include "platform/simulated/simulated.h"
 #include "scan/diskscanpage.h"
 #include "tests/support/dialogs.h"
+#include "views/geomdlg.h"
 #include "wizard/dpwizard.h"
-#include "wizard/geomdlg.h"
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
 

@@ -1,4 +1,4 @@
-#include "wizard/demowalk.h"
+#include "wizard/demo/demowalk.h"
 
 #include "planner/diskpartition.h"
 #include "wizard/dpwizard.h"
@@ -58,7 +58,7 @@ void DemoWalk::step()
     auto *next = wizard->button(QWizard::NextButton);
     switch (now) {
     case 0: {
-        auto *page = static_cast<SelectDiskPage *>(wizard->page(wizard->selectdiskid));
+        auto *page = wizard->selectpage();
         page->diskgroup->button(damageddisk)->click();
         picture("1-disk");
         next->click();
@@ -69,7 +69,7 @@ void DemoWalk::step()
         next->click();
         break;
     case 2: {
-        auto *page = static_cast<DiskPartition *>(wizard->page(wizard->partitionpageid));
+        auto *page = wizard->planner();
         page->strategybox->setCurrentIndex(strategy);
         picture("3-plan");
         next->click();

@@ -1,4 +1,4 @@
-#include "wizard/demodisks.h"
+#include "wizard/demo/demodisks.h"
 
 #include <filesystem>
 #include <system_error>

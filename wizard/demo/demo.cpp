@@ -1,5 +1,5 @@
-#include "wizard/demodisks.h"
-#include "wizard/demowalk.h"
+#include "wizard/demo/demodisks.h"
+#include "wizard/demo/demowalk.h"
 #include "wizard/dpwizard.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "wizard/geomdlg.h"
+#include "views/geomdlg.h"
 
 #include <QDialogButtonBox>
 #include <QLabel>

@@ -1,4 +1,4 @@
-#include "wizard/indicators.h"
+#include "views/indicators.h"
 
 #include <QAbstractButton>
 #include <QPalette>

@@ -1,4 +1,4 @@
-#include "wizard/plainbox.h"
+#include "views/plainbox.h"
 
 void plainbox(QWidget *parent, QMessageBox::Icon icon, const QString &title, const QString &text)
 {
