@@ -5,56 +5,86 @@
 #include "views/graphicsview.h"
 #include "views/partitem.h"
 #include "views/parttreemodel.h"
-#include "views/parttreenode.h"
 
 #include <QScopedValueRollback>
+#include <QTimer>
 #include <QTreeView>
 
-// Takes the scale from the view's present size, and the scene as wide as the blocks reach, so that
-// the view centres them. Without blocks there is nothing to scale.
-static void setscale(DiskPartition &page)
+// The diagram's items follow the plan, and the selections of diagram and list follow each other.
+
+void DiskPartition::setscale()
 {
-    page.totalblocksize = 0;
-    for (const EXTPART *part : page.extparts)
-        page.totalblocksize += part->size;
+    totalblocksize = 0;
+    for (const EXTPART *part : extparts)
+        totalblocksize += part->size;
     const DiagramScale scale =
-        diagramscale(page.diagramview->width(), page.diagramview->height(), page.totalblocksize);
-    page.widthpersize = scale.widthpersize;
-    page.itemheight = scale.itemheight;
+        diagramscale(diagramview->width(), diagramview->height(), totalblocksize);
+    widthpersize = scale.widthpersize;
+    itemheight = scale.itemheight;
+    // The scene is as wide as the blocks, so that the view centres them.
     const double cylinders =
-        page.extparts.isEmpty() ? 0.0 : static_cast<double>(page.extparts.last()->stop + 1);
-    page.diagramscene->setSceneRect(0, -page.itemheight / 2, cylinders * page.widthpersize,
-                                    page.itemheight);
+        extparts.isEmpty() ? 0.0 : static_cast<double>(extparts.last()->stop + 1);
+    diagramscene->setSceneRect(0, -itemheight / 2, cylinders * widthpersize, itemheight);
 }
 
 void DiskPartition::initpartdiagram()
 {
-    setscale(*this);
+    setscale();
     for (EXTPART *part : extparts) {
         part->bordercolor = Qt::black;
         if (part->kind == 'u' || part->kind == 'b')
             setkind(*part, part->kind);
-        diagramscene->addItem(new PartItem(part, widthpersize, itemheight));
+        blockadded(part);
     }
 }
 
 void DiskPartition::resizepartdiagram()
 {
-    setscale(*this);
-    for (EXTPART *part : extparts) {
-        if (part->item)
-            part->item->updategeom(widthpersize, itemheight);
+    setscale();
+    for (EXTPART *part : extparts)
+        boundschanged(part);
+}
+
+void DiskPartition::changeends()
+{
+    followselection = true;
+    notetimer->start(0);
+}
+
+void DiskPartition::planclears()
+{
+    for (EXTPART *part : extparts)
+        blockremoved(part);
+}
+
+void DiskPartition::blockadded(EXTPART *part)
+{
+    diagramscene->addItem(new PartItem(part, widthpersize, itemheight));
+}
+
+void DiskPartition::blockremoved(EXTPART *part)
+{
+    if (PartItem *item = part->item) {
+        diagramscene->removeItem(item);
+        delete item;
     }
+}
+
+void DiskPartition::boundschanged(EXTPART *part)
+{
+    if (part->item)
+        part->item->updategeom(widthpersize, itemheight);
+}
+
+void DiskPartition::kindchanged(EXTPART *part)
+{
+    if (part->item)
+        part->item->update();
 }
 
 QList<EXTPART *> DiskPartition::selectedparts() const
 {
-    QList<EXTPART *> list;
-    for (EXTPART *part : extparts) {
-        if (part->item && part->item->isSelected())
-            list.append(part);
-    }
-    return list;
+    return diagramview->selectedparts();
 }
 
 EXTPART *DiskPartition::chosenpart() const
@@ -67,11 +97,8 @@ void DiskPartition::selectionchanged()
 {
     if (!followselection)
         return;
-    const QList<EXTPART *> selected = selectedparts();
-    if (selected.isEmpty())
-        return;
-    const EXTPART *first = selected.first();
-    if (first->kind != 'p' && first->kind != 'l')
+    const EXTPART *first = chosenpart();
+    if (!first || (first->kind != 'p' && first->kind != 'l'))
         return;
     const QScopedValueRollback<bool> hold(followselection, false);
     treeview->setCurrentIndex(treemodel->findpart(first));

@@ -1,12 +1,9 @@
 #include "planner/diskpartition.h"
 
-#include "planner/plannote.h"
-#include "planner/strategyinfo.h"
 #include "scan/diskscanpage.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
 #include "views/partdelegate.h"
-#include "views/partitem.h"
 #include "views/parttreemodel.h"
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
@@ -19,33 +16,28 @@
 #include <QLabel>
 #include <QPixmap>
 #include <QPushButton>
-#include <QScopedValueRollback>
 #include <QTimer>
 #include <QTreeView>
 #include <QVBoxLayout>
 #include <QWizard>
 
+namespace
+{
+
 // Room that diagram and list keep in a small window, in pixels.
-static constexpr int mindiagramheight = 80;
-static constexpr int mintreeheight = 90;
+constexpr int mindiagramheight = 80;
+constexpr int mintreeheight = 90;
+
+constexpr int swatchsize = 15; // pixels
 
 // The legend: a row of captions, each with a square of its colour behind it.
-static QHBoxLayout *makelegend(QLabel *captions[4], QLabel *swatches[4])
+QHBoxLayout *makelegend(QLabel *captions[4], QLabel *swatches[4])
 {
-    static const struct {
-        const char *caption;
-        Qt::GlobalColor color;
-    } legend[] = {
-        {"Primary Partition:", Qt::darkGreen},
-        {"Logical Disk:", Qt::blue},
-        {"Unassigned Good Block:", Qt::green},
-        {"Bad Block:", Qt::black},
-    };
     auto *layout = new QHBoxLayout;
-    for (int i = 0; i < 4; i++) {
-        QPixmap square(15, 15);
-        square.fill(legend[i].color);
-        captions[i] = new QLabel(legend[i].caption);
+    for (std::size_t i = 0; i < partkinds.size(); ++i) {
+        QPixmap square(swatchsize, swatchsize);
+        square.fill(partkinds[i].fill);
+        captions[i] = new QLabel(partkinds[i].legend);
         swatches[i] = new QLabel;
         swatches[i]->setPixmap(square);
         layout->addWidget(captions[i]);
@@ -54,8 +46,11 @@ static QHBoxLayout *makelegend(QLabel *captions[4], QLabel *swatches[4])
     return layout;
 }
 
+} // namespace
+
 DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
 {
+    watch(this);
     infolabel = new QLabel(tr(
         "Right click a block in the disk diagram and assign it to primary partition or logical "
         "disk. Ctrl+click to select multiple blocks.\n"
@@ -81,7 +76,39 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     connect(strategybox, &QComboBox::currentIndexChanged, this, &DiskPartition::onstrategychanged);
 
     legendlayout = makelegend(captions, swatches);
+    makediagram();
+    listlabel = new QLabel(tr("Partition list:"));
+    pagelayout = new QVBoxLayout(this);
+    pagelayout->addWidget(infolabel);
+    pagelayout->addWidget(new QLabel("<hr bold>"));
+    pagelayout->addWidget(strategybox);
+    pagelayout->addLayout(legendlayout);
+    pagelayout->addWidget(diagramview, 1);
+    pagelayout->addWidget(listlabel);
+    maketree();
+    pagelayout->addLayout(treelayout, 1);
+    plannote = new QLabel;
+    plannote->setTextFormat(Qt::PlainText);
+    // however long the note is, it takes one line of the window and its room stays the same
+    plannote->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    plannote->setMinimumHeight(plannote->fontMetrics().height());
+    pagelayout->addWidget(plannote);
+    notetimer = new QTimer(this);
+    notetimer->setSingleShot(true);
+    connect(notetimer, &QTimer::timeout, this, &DiskPartition::showplannote);
 
+    QWidget *const order[] = {strategybox, diagramview, treeview,
+                              upbutton,    downbutton,  deletebutton};
+    for (int i = 1; i < 6; ++i)
+        setTabOrder(order[i - 1], order[i]);
+    for (QWidget *watched : {static_cast<QWidget *>(strategybox), static_cast<QWidget *>(treeview),
+                             static_cast<QWidget *>(diagramview), static_cast<QWidget *>(plannote)})
+        watched->installEventFilter(this);
+    setFocusPolicy(Qt::ClickFocus);
+}
+
+void DiskPartition::makediagram()
+{
     diagramview = new GraphicsView(this);
     diagramview->setMinimumHeight(mindiagramheight);
     diagramview->setAccessibleName("Disk diagram");
@@ -101,7 +128,7 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
         {"combine to one part", &DiskPartition::combineparts},
         {"rescan the block", &DiskPartition::rescan},
     };
-    for (int i = 0; i < 10; i++) {
+    for (int i = 0; i < 10; ++i) {
         actions[i] = new QAction(tr(menu[i].text), this);
         diagramview->addAction(actions[i]);
         connect(actions[i], &QAction::triggered, this, menu[i].slot);
@@ -112,20 +139,18 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     diagramview->setScene(diagramscene);
     connect(diagramscene, &QGraphicsScene::selectionChanged, this,
             &DiskPartition::selectionchanged);
+    connect(diagramview, &GraphicsView::resized, this, &DiskPartition::resizepartdiagram);
+}
 
-    listlabel = new QLabel(tr("Partition list:"));
-    pagelayout = new QVBoxLayout(this);
-    pagelayout->addWidget(infolabel);
-    pagelayout->addWidget(new QLabel("<hr bold>"));
-    pagelayout->addWidget(strategybox);
-    pagelayout->addLayout(legendlayout);
-    pagelayout->addWidget(diagramview, 1);
-    pagelayout->addWidget(listlabel);
-
+void DiskPartition::maketree()
+{
     treemodel = new PartTreeModel(this);
+    treemodel->editor = [this](const QModelIndex &index, const QVariant &value, int role) {
+        return setData(index, value, role);
+    };
     treeview = new QTreeView(this);
     treeview->setModel(treemodel);
-    treeview->setItemDelegate(new PartDelegate(5, 4));
+    treeview->setItemDelegate(new PartDelegate(activecolumn, typecolumn));
     treeview->setDragDropMode(QAbstractItemView::InternalMove);
     treeview->setDragEnabled(true);
     treeview->setAccessibleName("Partition list");
@@ -134,10 +159,11 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     // single cells, so that the arrow keys reach every one of them
     treeview->setSelectionBehavior(QAbstractItemView::SelectItems);
     treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
-    treeview->header()->setSectionResizeMode(0, QHeaderView::Interactive);
-    treeview->header()->resizeSection(0, 2 * treeview->indentation() +
-                                             fontMetrics().horizontalAdvance("Primary Partition") +
-                                             fontMetrics().horizontalAdvance("MM"));
+    treeview->header()->setSectionResizeMode(namecolumn, QHeaderView::Interactive);
+    treeview->header()->resizeSection(namecolumn,
+                                      2 * treeview->indentation() +
+                                          fontMetrics().horizontalAdvance("Primary Partition") +
+                                          fontMetrics().horizontalAdvance("MM"));
     connect(treemodel, &QAbstractItemModel::rowsInserted, treeview,
             [this](const QModelIndex &parentindex) {
                 // the first logical disk opens its extended row; closing it again is the user's
@@ -156,29 +182,12 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     treelayout = new QHBoxLayout;
     treelayout->addWidget(treeview);
     treelayout->addLayout(buttonslayout);
-    pagelayout->addLayout(treelayout, 1);
-    plannote = new QLabel;
-    plannote->setTextFormat(Qt::PlainText);
-    // however long the note is, it takes one line of the window and its room stays the same
-    plannote->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-    plannote->setMinimumHeight(plannote->fontMetrics().height());
-    pagelayout->addWidget(plannote);
-    followplan();
     connect(deletebutton, &QPushButton::clicked, this, &DiskPartition::ondelPartTreeNode);
     connect(upbutton, &QPushButton::clicked, this, &DiskPartition::onupPartTreeNode);
     connect(downbutton, &QPushButton::clicked, this, &DiskPartition::ondownPartTreeNode);
     upbutton->setAccessibleName("Move partition up");
     downbutton->setAccessibleName("Move partition down");
     deletebutton->setAccessibleName("Delete partition");
-
-    QWidget *const order[] = {strategybox, diagramview, treeview,
-                              upbutton,    downbutton,  deletebutton};
-    for (int i = 1; i < 6; i++)
-        setTabOrder(order[i - 1], order[i]);
-    for (QWidget *watched : {static_cast<QWidget *>(strategybox), static_cast<QWidget *>(treeview),
-                             static_cast<QWidget *>(diagramview), static_cast<QWidget *>(plannote)})
-        watched->installEventFilter(this);
-    setFocusPolicy(Qt::ClickFocus);
 }
 
 DiskPartition::~DiskPartition()
@@ -187,30 +196,9 @@ DiskPartition::~DiskPartition()
     diagramscene->disconnect(this);
     treeview->selectionModel()->disconnect(this);
     clearmodelview();
+    unwatch(this);
     // a view does not own its delegate
     delete treeview->itemDelegate();
-}
-
-void DiskPartition::clearall()
-{
-    segs.clear();
-    clearmodelview();
-}
-
-void DiskPartition::clearmodelview()
-{
-    const QScopedValueRollback<bool> hold(followselection, false);
-    treemodel->clearModelData();
-    primarynum = 0;
-    logicalnum = 0;
-    for (const EXTPART *part : extparts) {
-        if (PartItem *item = part->item) {
-            diagramscene->removeItem(item);
-            delete item;
-        }
-    }
-    qDeleteAll(extparts);
-    extparts.clear();
 }
 
 void DiskPartition::keyPressEvent(QKeyEvent *event)
@@ -225,8 +213,7 @@ void DiskPartition::initializePage()
     wiz->button(QWizard::CustomButton2)->hide();
     clearall();
     segs = wiz->scanpage()->intsegs;
-    constructextparts();
-    initpartdiagram();
+    restartplan();
     strategybox->setCurrentIndex(0);
     wiz->givenext(this, &DiskPartition::writetodisk);
 }
@@ -253,30 +240,21 @@ bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
     return QWizardPage::eventFilter(watched, event);
 }
 
-void DiskPartition::followplan()
-{
-    // An operation tells of its changes one by one, with the plan half done in between.
-    auto *later = new QTimer(this);
-    later->setSingleShot(true);
-    later->setInterval(0);
-    connect(later, &QTimer::timeout, this, &DiskPartition::showplannote);
-    const auto start = qOverload<>(&QTimer::start);
-    connect(treemodel, &QAbstractItemModel::rowsInserted, later, start);
-    connect(treemodel, &QAbstractItemModel::rowsRemoved, later, start);
-    connect(treemodel, &QAbstractItemModel::rowsMoved, later, start);
-    connect(treemodel, &QAbstractItemModel::dataChanged, later, start);
-    connect(treemodel, &QAbstractItemModel::modelReset, later, start);
-}
-
 void DiskPartition::showplannote()
 {
-    const QString note = ::plannote(treemodel->getallparts(), segs);
+    const QString note = planremarks(getallparts(), segs);
     plannote->setToolTip(note);
     plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
 }
 
-bool DiskPartition::refuse(const QString &text)
+bool DiskPartition::report(const Outcome &outcome)
+{
+    if (!outcome.refusal.isEmpty())
+        refuse(outcome.refusal);
+    return outcome.changed;
+}
+
+void DiskPartition::refuse(const QString &text)
 {
     plainbox(this, QMessageBox::Warning, "error", text);
-    return false;
 }

@@ -1,6 +1,5 @@
 #include "views/diagramaccessible.h"
 
-#include "planner/diskpartition.h"
 #include "views/graphicsview.h"
 #include "views/partitem.h"
 #include "views/partname.h"
@@ -11,10 +10,10 @@
 
 namespace
 {
-/// The page of a view, or null while either is being destroyed, when the blocks are gone.
-DiskPartition *pageof(const GraphicsView *view)
+/// The plan of a view, or null while either is being destroyed.
+const Plan *planof(const GraphicsView *view)
 {
-    return view ? qobject_cast<DiskPartition *>(static_cast<QObject *>(view->page)) : nullptr;
+    return view ? view->page : nullptr;
 }
 
 /// The block that stands at one place of the list. It holds no block, since every operation makes
@@ -108,8 +107,8 @@ private:
     }
     [[nodiscard]] const EXTPART *block() const
     {
-        const DiskPartition *page = pageof(view());
-        return page && index < page->extparts.size() ? page->extparts[index] : nullptr;
+        const Plan *plan = planof(view());
+        return plan && index < plan->extparts.size() ? plan->extparts[index] : nullptr;
     }
 
     QPointer<QObject> viewobject;
@@ -124,8 +123,8 @@ public:
 
     [[nodiscard]] int childCount() const override
     {
-        const DiskPartition *page = pageof(view());
-        return page ? int(page->extparts.size()) : 0;
+        const Plan *plan = planof(view());
+        return plan ? static_cast<int>(plan->extparts.size()) : 0;
     }
 
     [[nodiscard]] QAccessibleInterface *child(int index) const override
@@ -134,14 +133,14 @@ public:
             return nullptr;
         while (entries.size() <= index) {
             entries.append(QAccessible::registerAccessibleInterface(
-                new BlockAccessible(object(), int(entries.size()))));
+                new BlockAccessible(object(), static_cast<int>(entries.size()))));
         }
         return QAccessible::accessibleInterface(entries[index]);
     }
 
     int indexOfChild(const QAccessibleInterface *child) const override
     {
-        for (int i = 0; i < childCount() && i < entries.size(); i++) {
+        for (int i = 0; i < childCount() && i < entries.size(); ++i) {
             if (QAccessible::accessibleInterface(entries[i]) == child)
                 return i;
         }
@@ -150,7 +149,7 @@ public:
 
     [[nodiscard]] QAccessibleInterface *childAt(int x, int y) const override
     {
-        for (int i = childCount() - 1; i >= 0; i--) {
+        for (int i = childCount() - 1; i >= 0; --i) {
             if (child(i)->rect().contains(x, y))
                 return child(i);
         }
@@ -189,8 +188,7 @@ private:
 QAccessibleInterface *makeinterface(const QString &classname, QObject *object)
 {
     auto *view = qobject_cast<GraphicsView *>(object);
-    return view && classname == QLatin1String("GraphicsView") ? new DiagramAccessible(view)
-                                                              : nullptr;
+    return view && classname == "GraphicsView" ? new DiagramAccessible(view) : nullptr;
 }
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "views/graphicsview.h"
 
-#include "planner/diskpartition.h"
 #include "views/diagramaccessible.h"
 #include "views/partitem.h"
 
@@ -12,25 +11,44 @@
 
 #include <algorithm>
 
-GraphicsView::GraphicsView(DiskPartition *planner) : QGraphicsView(planner), page(planner)
+GraphicsView::GraphicsView(QWidget *planner)
+    : QGraphicsView(planner), page(dynamic_cast<Plan *>(planner))
 {
+    page->watch(this);
     installdiagramaccessibility();
-    setAccessibleName(QStringLiteral("Disk diagram"));
+    setAccessibleName("Disk diagram");
     setFocusPolicy(Qt::StrongFocus);
     // Outlines and the focus marks reach beyond the items' rectangles.
     setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
 }
 
+GraphicsView::~GraphicsView()
+{
+    if (page)
+        page->unwatch(this);
+}
+
+QList<EXTPART *> GraphicsView::selectedparts() const
+{
+    QList<EXTPART *> list;
+    for (EXTPART *part : page->extparts) {
+        if (part->item && part->item->isSelected())
+            list.append(part);
+    }
+    return list;
+}
+
 PartItem *GraphicsView::blockitem(int index) const
 {
-    return index >= 0 && index < page->extparts.size() ? page->extparts[index]->item : nullptr;
+    return page && index >= 0 && index < page->extparts.size() ? page->extparts[index]->item
+                                                               : nullptr;
 }
 
 GraphicsView::Span GraphicsView::selectedspan() const
 {
     Span span;
     int count = 0;
-    for (int i = 0; i < page->extparts.size(); i++) {
+    for (int i = 0; page && i < page->extparts.size(); ++i) {
         const PartItem *item = page->extparts[i]->item;
         if (!item || !item->isSelected())
             continue;
@@ -62,7 +80,7 @@ void GraphicsView::selectspan(Span span)
     {
         // The scene would tell of every single item, and each time the tree would answer.
         const QSignalBlocker blocker(scene());
-        for (int i = 0; i < page->extparts.size(); i++) {
+        for (int i = 0; i < page->extparts.size(); ++i) {
             if (PartItem *item = blockitem(i))
                 item->setSelected(i >= low && i <= high);
         }
@@ -78,7 +96,7 @@ bool GraphicsView::openmenu(const QPoint &globalpos)
 {
     if (!scene())
         return false;
-    const QList<EXTPART *> parts = page->selectedparts();
+    const QList<EXTPART *> parts = selectedparts();
     if (parts.isEmpty() || parts.first()->kind == 'b')
         return false;
     QMenu menu;
@@ -111,7 +129,7 @@ void GraphicsView::mousePressEvent(QMouseEvent *event)
 
 void GraphicsView::resizeEvent(QResizeEvent *event)
 {
-    page->resizepartdiagram();
+    emit resized();
     QGraphicsView::resizeEvent(event);
 }
 
@@ -145,7 +163,7 @@ void GraphicsView::keyPressEvent(QKeyEvent *event)
     }
     // Also where they do nothing: the base class would scroll.
     event->accept();
-    const int last = int(page->extparts.size()) - 1;
+    const int last = static_cast<int>(page->extparts.size()) - 1;
     if ((modifiers & ~Qt::ShiftModifier) || key == Qt::Key_Up || key == Qt::Key_Down || last < 0 ||
         !scene())
         return;

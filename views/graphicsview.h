@@ -1,8 +1,9 @@
 #pragma once
 
+#include "plan/plan.h"
+
 #include <QGraphicsView>
 
-class DiskPartition;
 class PartItem;
 
 /// The view of the disk diagram, with its context menu and its keys: Left and Right move the
@@ -12,12 +13,17 @@ class PartItem;
 /// The selection itself belongs to the scene and is changed by mouse, tree and operations too, so
 /// the keys always start from what is selected. With nothing selected the first key shows where
 /// they stood last.
-class GraphicsView : public QGraphicsView
+class GraphicsView : public QGraphicsView, public PlanWatcher
 {
     Q_OBJECT
 
 public:
-    explicit GraphicsView(DiskPartition *planner);
+    /// `planner` is the page, and the plan to show.
+    explicit GraphicsView(QWidget *planner);
+    ~GraphicsView() override;
+
+    /// The selected blocks in disk order; a scene's own order says nothing.
+    [[nodiscard]] QList<EXTPART *> selectedparts() const;
 
     /// Index of the block that the keys stand on, or -1 with nothing selected.
     [[nodiscard]] int currentblock() const;
@@ -26,7 +32,11 @@ public:
     /// Opens the context menu at the current block, as the menu key does.
     void openmenuatblock();
 
-    DiskPartition *page;
+    Plan *page; ///< null once it is gone
+
+signals:
+    /// The view has another size; the items are to be laid out anew before it paints.
+    void resized();
 
 protected:
     void mousePressEvent(QMouseEvent *event) override;
@@ -38,6 +48,8 @@ protected:
     void drawForeground(QPainter *painter, const QRectF &rect) override;
 
 private:
+    void plangone() override { page = nullptr; }
+
     /// The two ends of a selection made by keys; -1 with nothing selected.
     struct Span {
         int anchor = -1;  ///< where it began

@@ -1,23 +1,20 @@
 #include "views/partdelegate.h"
 
 #include "core/geom.h"
+#include "plan/systypes.h"
 #include "views/parttreemodel.h"
-#include "views/systypes.h"
 
 #include <QComboBox>
 
 namespace
 {
-constexpr int startcolumn = 1;
-constexpr int stopcolumn = 2;
-
-const QString afterprevious = QStringLiteral("right after the previous partition");
-const QString beforenext = QStringLiteral("right before the next partition");
+constexpr char afterprevious[] = "right after the previous partition";
+constexpr char beforenext[] = "right before the next partition";
 
 /// A cylinder's position in GB, raised by 10,000 bytes so that rounding down lands on it again.
 QString exacttext(std::uint64_t cylinder)
 {
-    return QStringLiteral("%1").arg(cylinderstogb(cylinder, g) + 0.00001, 0, 'f', 7);
+    return QString::number(cylinderstogb(cylinder, g) + 0.00001, 'f', 7);
 }
 
 /// The text that stands for one of the two phrases: the cell's own, which changes nothing, if
@@ -42,10 +39,10 @@ QString neighbourtext(const QModelIndex &index)
 std::uint8_t readsystype(const QString &text)
 {
     for (const SYSTYPE &known : systypes) {
-        if (text == QLatin1String(known.name))
+        if (text == QString(known.name))
             return known.type;
     }
-    return std::uint8_t(text.toInt(nullptr, 16));
+    return static_cast<std::uint8_t>(text.toInt(nullptr, 16));
 }
 } // namespace
 
@@ -64,7 +61,7 @@ QWidget *PartDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem 
 
     auto *box = new QComboBox(parent);
     if (column == activecolumn) {
-        box->addItems({QStringLiteral("Inactive"), QStringLiteral("Active")});
+        box->addItems({"Inactive", "Active"});
         return box;
     }
     box->setEditable(true);
@@ -74,7 +71,7 @@ QWidget *PartDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem 
     box->setInsertPolicy(QComboBox::NoInsert);
     if (column == typecolumn) {
         for (const SYSTYPE &known : systypes)
-            box->addItem(QString::fromLatin1(known.name));
+            box->addItem(known.name);
     } else {
         box->addItem(index.data(Qt::DisplayRole).toString());
         box->addItem(column == startcolumn ? afterprevious : beforenext);
@@ -86,7 +83,7 @@ void PartDelegate::setEditorData(QWidget *editor, const QModelIndex &index) cons
 {
     auto *box = qobject_cast<QComboBox *>(editor);
     if (box && index.column() == typecolumn) {
-        const auto type = std::uint8_t(index.data(Qt::EditRole).toInt());
+        const auto type = static_cast<std::uint8_t>(index.data(Qt::EditRole).toInt());
         const QString text = systypetext(type);
         const int item = box->findText(text, Qt::MatchExactly | Qt::MatchCaseSensitive);
         if (getsystypename(type))
@@ -106,7 +103,9 @@ void PartDelegate::setModelData(QWidget *editor, QAbstractItemModel *model,
     auto *box = qobject_cast<QComboBox *>(editor);
     const int column = index.column();
     if (box && column == typecolumn) {
-        model->setData(index, int(std::int8_t(readsystype(box->currentText()))), Qt::EditRole);
+        model->setData(index,
+                       static_cast<int>(static_cast<std::int8_t>(readsystype(box->currentText()))),
+                       Qt::EditRole);
     } else if (box && column == activecolumn) {
         model->setData(index, box->currentIndex() == 0 ? 0 : 0x80, Qt::EditRole);
     } else if (box && (column == startcolumn || column == stopcolumn)) {

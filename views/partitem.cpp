@@ -56,7 +56,7 @@ void PartItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
 
 void PartItem::settooltip()
 {
-    setToolTip(QStringLiteral("Start:%1GB\nStop:%2GB\nSize:%3GB")
+    setToolTip(QString("Start:%1GB\nStop:%2GB\nSize:%3GB")
                    .arg(gbtext(part->start), gbtext(part->stop), gbtext(part->size)));
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "planner/extpart.h"
+#include "plan/extpart.h"
 
 #include <QString>
 

@@ -1,27 +1,24 @@
 #pragma once
 
-#include "planner/extpart.h"
+#include "plan/plan.h"
 #include "views/parttreenode.h"
 
 #include <QAbstractItemModel>
 
+#include <functional>
+#include <memory>
 #include <vector>
 
-class DiskPartition;
-
-/// The planned partitions as they will be written: primaries and at most one extended entry at the
-/// top, logical disks below it. Row order is the order of the tables, not of the disk.
+/// The rows of a plan as a tree: primaries and at most one extended entry at the top, logical disks
+/// below it. Row order is the order of the tables, not of the disk.
 ///
-/// The model owns its nodes, the root's record and the extended entry's record; blocks belong to
-/// the page, and outlive the model's nodes. The extended entry exists exactly while it has a child,
-/// and follows its children through every change here; after a change of a block's bounds the page
-/// calls `updateextend`.
-class PartTreeModel : public QAbstractItemModel
+/// The nodes mirror the plan's rows: every change goes to the plan, which tells the model of it.
+class PartTreeModel : public QAbstractItemModel, public PlanWatcher
 {
     Q_OBJECT
 
 public:
-    /// `parent` is the planner page, or an object without blocks.
+    /// `parent` is the plan to show, or an object that is none: then the model has one of its own.
     explicit PartTreeModel(QObject *parent);
     ~PartTreeModel() override;
 
@@ -37,11 +34,9 @@ public:
     bool removeRows(int row, int count, const QModelIndex &parent = {}) override;
     [[nodiscard]] Qt::ItemFlags flags(const QModelIndex &index) const override;
 
-    /// Adds a row for a block of kind 'p' or 'l', whose type becomes 7; other kinds do nothing.
-    /// `sorted` 1: at its place by `start`; 0: behind the last row.
-    void addpart(EXTPART *part, int sorted);
-    /// Removes a record's row: false if it has none. The extended entry's record goes with its row.
-    bool delPart(EXTPART *part);
+    /// See `Plan::addrow` and `Plan::removerow`.
+    void addpart(EXTPART *part, int sorted) { page->addrow(part, sorted); }
+    bool delPart(EXTPART *part) { return page->removerow(part); }
     /// Move a row by one among its siblings: false at the end.
     bool upRow(const QModelIndex &index);
     bool downRow(const QModelIndex &index);
@@ -49,12 +44,13 @@ public:
     [[nodiscard]] QModelIndex findpart(const EXTPART *part) const;
     /// Index of the extended entry's row in column 0; invalid if there is none.
     [[nodiscard]] QModelIndex extendindex() const;
-    /// Brings the extended entry and `extendsize` in step with the logical disks.
-    void updateextend();
-    /// Copies of all records: the top-level rows, then the logical disks.
-    [[nodiscard]] std::vector<EXTPART> getallparts() const;
+    void updateextend() { page->updateextend(); }
+    /// See `Plan::getallparts`.
+    [[nodiscard]] std::vector<EXTPART> getallparts() const { return page->getallparts(); }
     /// Empties the tree; all its blocks turn unassigned.
-    void clearModelData();
+    void clearModelData() { removeRows(0, rowCount()); }
+    /// Takes over an edited cell: bounds in GB, type and flag as one byte. Tells no view.
+    Outcome edit(const QModelIndex &index, const QVariant &value);
     /// Last cylinder of the nearest block before the row's that is not 'u'; 0 if there is none.
     unsigned long long getprevpartstop(const QModelIndex &index, bool &found) const;
     /// First cylinder of the nearest block behind the row's that is not 'u'; 0 if there is none.
@@ -63,25 +59,28 @@ public:
     PartTreeNode *rootnode;
     EXTPART *rootpart;
     PartTreeNode *extendnode = nullptr;
-    EXTPART *extendpart = nullptr;
+    EXTPART *extendpart = nullptr;     ///< the plan's extended row
     unsigned long long extendsize = 0; ///< sum of the logical disks' sizes, in cylinders
-    DiskPartition *page;
+    Plan *page;
+    /// Carries out an edit of a cell and shows a refusal: true if it changed. By default `edit`
+    /// alone.
+    std::function<bool(const QModelIndex &index, const QVariant &value, int role)> editor;
 
 private:
+    void planclears() override;
+    void planfilled() override;
+    void rowinserted(Level level, int row, EXTPART *part) override;
+    void rowremoved(Level level, int row) override;
+    void rowmoved(Level level, int from, int to) override;
+    void extendchanged() override;
+    void plangone() override;
+
     [[nodiscard]] PartTreeNode *nodeof(const QModelIndex &index) const;
     [[nodiscard]] QModelIndex indexof(PartTreeNode *node, int column = 0) const;
-    /// Puts a new node below `parent`: at its place by `start` if `sorted`, else last.
-    void insertnode(PartTreeNode *parent, PartTreeNode *node, int sorted);
-    /// The work of `upRow` and `downRow`; `to` is the row's new place.
-    bool moverow(const QModelIndex &index, int to);
-    /// Takes the children's bounds over into the extended entry, without telling the views: true
-    /// if its values changed.
-    bool followchildren();
-    /// The same where `extendsize` is in step already.
-    bool followends();
-    void tellextendchanged();
-    /// Forgets the extended entry, whose node is gone.
-    void dropextend();
+    [[nodiscard]] PartTreeNode *parentof(Level level) const;
+    bool step(const QModelIndex &index, int by);
+    void addnode(Level level, int row, EXTPART *part);
+    void clearnodes();
 
-    std::uint64_t laststart = 0; ///< the highest `start` among the logical disks
+    std::unique_ptr<Plan> own; ///< where there is no other
 };

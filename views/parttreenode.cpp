@@ -1,8 +1,7 @@
 #include "views/parttreenode.h"
 
-#include "views/partitem.h"
+#include "plan/systypes.h"
 #include "views/partname.h"
-#include "views/systypes.h"
 
 PartTreeNode::PartTreeNode(EXTPART *newpart, PartTreeNode *parent)
     : part(newpart), parentnode(parent)
@@ -12,9 +11,6 @@ PartTreeNode::PartTreeNode(EXTPART *newpart, PartTreeNode *parent)
 PartTreeNode::~PartTreeNode()
 {
     qDeleteAll(children);
-    setkind(*part, 'u');
-    if (part->item)
-        part->item->update();
 }
 
 void PartTreeNode::appendChild(PartTreeNode *node)
@@ -35,29 +31,24 @@ PartTreeNode *PartTreeNode::child(int row) const
 
 int PartTreeNode::childCount() const
 {
-    return int(children.size());
-}
-
-int PartTreeNode::columnCount() const
-{
-    return 6;
+    return static_cast<int>(children.size());
 }
 
 QVariant PartTreeNode::data(int column) const
 {
     switch (column) {
-    case 0:
-        return QString::fromLatin1(part->name);
-    case 1:
+    case namecolumn:
+        return QString(part->name);
+    case startcolumn:
         return gbtext(part->start);
-    case 2:
+    case stopcolumn:
         return gbtext(part->stop);
-    case 3:
+    case sizecolumn:
         return gbtext(part->size);
-    case 4:
+    case typecolumn:
         return systypetext(part->systype);
-    case 5:
-        return part->bootflag != 0 ? QStringLiteral("Active") : QStringLiteral("Inactive");
+    case activecolumn:
+        return part->bootflag != 0 ? "Active" : "Inactive";
     default:
         return {};
     }
@@ -65,7 +56,7 @@ QVariant PartTreeNode::data(int column) const
 
 int PartTreeNode::row() const
 {
-    return parentnode ? int(parentnode->children.indexOf(const_cast<PartTreeNode *>(this))) : 0;
+    return parentnode ? static_cast<int>(parentnode->children.indexOf(this)) : 0;
 }
 
 bool PartTreeNode::removeChild(int row)

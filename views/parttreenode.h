@@ -1,14 +1,22 @@
 #pragma once
 
-#include "planner/extpart.h"
+#include "plan/extpart.h"
 
 #include <QList>
 #include <QVariant>
 
-/// A node of the partition tree over a block's record, which it does not own.
-///
-/// Deleting a node deletes its children first, then gives its block back: the record turns 'u' and
-/// green, and its diagram item, if any, is repainted. So a block must outlive its node.
+/// The columns of the partition list.
+enum PartColumn {
+    namecolumn,
+    startcolumn,
+    stopcolumn,
+    sizecolumn,
+    typecolumn,
+    activecolumn,
+    columncount
+};
+
+/// A node of the partition tree over a record, which it does not own.
 class PartTreeNode
 {
 public:
@@ -24,8 +32,7 @@ public:
     /// The child at `row`, null out of range.
     [[nodiscard]] PartTreeNode *child(int row) const;
     [[nodiscard]] int childCount() const;
-    /// Always 6.
-    [[nodiscard]] int columnCount() const;
+    [[nodiscard]] int columnCount() const { return columncount; }
     /// The display value of a column.
     [[nodiscard]] QVariant data(int column) const;
     [[nodiscard]] PartTreeNode *parent() const { return parentnode; }

@@ -1,4 +1,3 @@
-#include "planner/commitplan.h"
 #include "tests/support/planchecker.h"
 
 #include <QAccessible>

@@ -1,5 +1,5 @@
-#include "planner/commitplan.h"
-#include "planner/writeplan.h"
+#include "plan/commit.h"
+#include "plan/planreport.h"
 #include "scan/consolidation.h"
 #include "scan/scanplan.h"
 #include "tests/support/planchecker.h"
@@ -137,7 +137,7 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         std::vector<PART> parts = buildparts(page.treemodel->getallparts(), g.sectorspercyl);
         SCOPED_TRACE("case " + std::to_string(i) + ": " + blocktext(page.extparts));
         PARTRESULT result;
-        ASSERT_EQ(writeplan("disk", geometry, segs, parts, result).toStdString(), "");
+        ASSERT_EQ(commitplan("disk", geometry, segs, parts, result).toStdString(), "");
         ASSERT_EQ(result.report.toStdString(), "");
 
         const std::array<std::uint64_t, 2> own = {firstgoodsector, secondgoodsector};

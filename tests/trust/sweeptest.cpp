@@ -1,4 +1,4 @@
-#include "planner/commitplan.h"
+#include "plan/planreport.h"
 #include "platform/simulated/disturbed.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"

@@ -6,7 +6,7 @@
 // committed, in sectors of 512 bytes. COMMAND is run between scan and commit. Status 0 on the last
 // page; 1 if a page did not come; 2 if the row can't be chosen; 3 if the commit was refused.
 
-#include "planner/commitplan.h"
+#include "plan/planreport.h"
 #include "tests/support/wizardbench.h"
 #include "views/parttreemodel.h"
 

@@ -1,5 +1,6 @@
 #include "planner/diskpartition.h"
 
+#include "plan/commit.h"
 #include "scan/consolidation.h"
 #include "scan/diskscanpage.h"
 #include "wizard/dpwizard.h"
@@ -39,7 +40,7 @@ static RetestOutcome retest(DiskScanPage &scan, void *handle, int first, int las
 {
     const geom &geometry = scan.diskgeom;
     std::vector<int> marked;
-    for (int i = first; i <= last; i++) {
+    for (int i = first; i <= last; ++i) {
         progress.setValue(i);
         SEG &seg = scan.segs[i];
         if (seg.isbad != 0)
@@ -73,12 +74,12 @@ void DiskPartition::rescan()
     if (first < 0) {
         first = 0;
         while (first < scan.segnum && scan.segs[first].stop < part->start)
-            first++;
+            ++first;
     }
     if (last < 0) {
         last = scan.segnum - 1;
         while (last >= 0 && scan.segs[last].start > part->stop)
-            last--;
+            --last;
     }
     if (first > last)
         return;
@@ -108,4 +109,39 @@ void DiskPartition::rescan()
     scan.intsegs = list;
     segs = scan.intsegs;
     onstrategychanged(0);
+}
+
+void DiskPartition::writetodisk()
+{
+    DpWizard *wiz = dpwizard(this);
+    if (!wiz)
+        return;
+    const DiskScanPage &scan = *wiz->scanpage();
+    const DISKINFO *disk = wiz->chosendisk();
+    partresult = {};
+    if (!disk) {
+        refuse("Please select a disk to proceed.");
+        return;
+    }
+    if (!scan.segs || scan.segnum < 1) {
+        refuse("Can not find a good disk block.");
+        return;
+    }
+
+    if (rows(Level::top).isEmpty())
+        defaultpartition();
+    const std::vector<EXTPART> entries = getallparts();
+    const std::vector<PART> parts = buildparts(entries, scan.diskgeom.sectorspercyl);
+    partresult = buildresult(entries, g);
+    // Whatever can be known without the disk is said before the disk is touched: the search for
+    // its first sectors already overwrites some.
+    QString problem = planfaulttext(parts, scan.diskgeom, nosector, nosector);
+    if (problem.isEmpty())
+        problem = commitplan(disk->devicepath, scan.diskgeom,
+                             {scan.segs, static_cast<std::size_t>(scan.segnum)}, parts, partresult);
+    if (!problem.isEmpty()) {
+        refuse(problem);
+        return;
+    }
+    wiz->leavepage();
 }

@@ -1,4 +1,4 @@
-#include "planner/writeplan.h"
+#include "plan/commit.h"
 
 #include <QScopeGuard>
 #include <QStringList>
@@ -6,8 +6,8 @@
 #include <algorithm>
 
 // What the tables can't hold, a line each; empty if they can.
-QString faulttext(const std::vector<PART> &parts, const geom &geometry, std::uint64_t mbrsector,
-                  std::uint64_t recordsector)
+QString planfaulttext(const std::vector<PART> &parts, const geom &geometry, std::uint64_t mbrsector,
+                      std::uint64_t recordsector)
 {
     QStringList lines;
     for (const PARTFAULT &fault : checkparts(parts, geometry, mbrsector, recordsector))
@@ -53,8 +53,8 @@ static QString lostline(const TABLEFAULT &fault, const std::vector<PART> &parts)
         .arg(fault.sector);
 }
 
-QString writeplan(const char *devicepath, const geom &geometry, std::span<SEG> segs,
-                  std::vector<PART> parts, PARTRESULT &result)
+QString commitplan(const char *devicepath, const geom &geometry, std::span<SEG> segs,
+                   std::vector<PART> parts, PARTRESULT &result)
 {
     void *handle = opendisk(devicepath);
     if (handle == invaliddisk)
@@ -68,7 +68,7 @@ QString writeplan(const char *devicepath, const geom &geometry, std::span<SEG> s
     choosesectors(handle, good == segs.begin(), good->firstsector(g.sectorspercyl));
     const std::uint64_t sectors[] = {firstgoodsector, secondgoodsector};
     keepofftracks(parts, sectors, g.sectorspertrack);
-    QString faults = faulttext(parts, g, sectors[0], sectors[1]);
+    QString faults = planfaulttext(parts, g, sectors[0], sectors[1]);
     if (!faults.isEmpty())
         return faults;
     const int count = static_cast<int>(segs.size());

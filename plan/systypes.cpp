@@ -1,4 +1,4 @@
-#include "views/systypes.h"
+#include "plan/systypes.h"
 
 const std::array<SYSTYPE, 10> systypes = {{
     {0x05, "Extended"},
@@ -26,5 +26,5 @@ QString systypetext(unsigned char type)
 {
     if (const char *name = getsystypename(type))
         return QString::fromLatin1(name);
-    return QStringLiteral("0x%1").arg(uint(type), 0, 16);
+    return QString("0x%1").arg(static_cast<unsigned>(type), 0, 16);
 }

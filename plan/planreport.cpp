@@ -1,0 +1,105 @@
+#include "plan/planreport.h"
+
+#include "plan/systypes.h"
+
+#include <QStringList>
+
+#include <algorithm>
+
+namespace
+{
+
+QString reportline(const EXTPART &entry, const geom &geometry)
+{
+    const auto gb = [&geometry](std::uint64_t cylinders) {
+        return QString::number(cylinderstogb(cylinders, geometry), 'f', 1);
+    };
+    return QString("%1,start=%2GB,stop=%3GB,size=%4GB,type=%5,%6\n")
+        .arg(QString(entry.name), gb(entry.start), gb(entry.stop + 1), gb(entry.size),
+             QString(getsystypename(entry.systype)), entry.bootflag ? "Active" : "Inactive");
+}
+
+// Whether the range from the first to the last logical disk holds a part of a primary partition.
+bool spansprimary(const std::vector<EXTPART> &entries)
+{
+    std::uint64_t first = ~0ULL;
+    std::uint64_t last = 0;
+    for (const EXTPART &entry : entries) {
+        if (entry.kind == 'l') {
+            first = std::min(first, entry.start);
+            last = std::max(last, entry.stop);
+        }
+    }
+    return std::any_of(entries.begin(), entries.end(), [&](const EXTPART &entry) {
+        return entry.kind == 'p' && entry.start <= last && entry.stop >= first;
+    });
+}
+
+bool holdsbad(const EXTPART &entry, const std::vector<SEG> &segs)
+{
+    return (entry.kind == 'p' || entry.kind == 'l') &&
+           std::any_of(segs.begin(), segs.end(), [&entry](const SEG &seg) {
+               return seg.isbad != 0 && seg.start <= entry.stop && seg.stop >= entry.start;
+           });
+}
+
+} // namespace
+
+std::vector<PART> buildparts(const std::vector<EXTPART> &entries, std::uint64_t sectorspercyl)
+{
+    std::vector<PART> parts;
+    for (const EXTPART &entry : entries) {
+        PART part;
+        part.start = sectorspercyl * entry.start;
+        part.stop = sectorspercyl * (entry.stop + 1) - 1;
+        // rows out of disk order leave an extended entry with its stop before its start
+        part.size = part.stop < part.start ? 0 : part.stop - part.start + 1;
+        part.kind = entry.kind;
+        part.index = static_cast<char>(parts.size());
+        part.bootflag = entry.bootflag;
+        part.systype = static_cast<char>(entry.systype);
+        parts.push_back(part);
+    }
+    return parts;
+}
+
+bool indiskorder(const std::vector<EXTPART> &entries)
+{
+    std::uint64_t topmark = 0;
+    std::uint64_t logicalmark = 0;
+    for (const EXTPART &entry : entries) {
+        std::uint64_t &mark = entry.kind == 'l' ? logicalmark : topmark;
+        if (entry.start < mark)
+            return false;
+        mark = entry.start;
+    }
+    return true;
+}
+
+PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry)
+{
+    PARTRESULT result;
+    for (const EXTPART &entry : entries) {
+        result.report += reportline(entry, geometry);
+        ++(entry.kind == 'p'   ? result.primarycount
+           : entry.kind == 'e' ? result.extendedcount
+                               : result.logicalcount);
+    }
+    result.indiskorder = indiskorder(entries);
+    return result;
+}
+
+QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs)
+{
+    QStringList remarks;
+    if (std::any_of(entries.begin(), entries.end(),
+                    [&segs](const EXTPART &entry) { return holdsbad(entry, segs); }))
+        remarks.append("a partition holds a bad stretch");
+    if (spansprimary(entries))
+        remarks.append("the extended range spans a primary partition (some tools refuse that)");
+    if (!indiskorder(entries))
+        remarks.append("rows are out of disk order");
+    if (!segs.empty() && segs.front().isbad != 0)
+        remarks.append("the disk begins badly, so its table may not lie in sector 0");
+    return remarks.isEmpty() ? QString() : "Note: " + remarks.join("; ") + ".";
+}

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "core/tlcore.h"
+#include "plan/extpart.h"
+
+#include <QString>
+
+#include <vector>
+
+/// What a commit did, for the last page.
+struct PARTRESULT {
+    QString report;          ///< one line for each partition
+    int primarycount = 0;    ///< records of kind 'p' that were committed
+    int extendedcount = 0;   ///< of kind 'e'
+    int logicalcount = 0;    ///< of kind 'l'
+    bool indiskorder = true; ///< both groups, primaries with the extended entry and logical disks,
+                             ///< ascend on the disk
+};
+
+/// The plan's entries in sectors, in the order given. `index` is the entry's position.
+std::vector<PART> buildparts(const std::vector<EXTPART> &entries, std::uint64_t sectorspercyl);
+
+/// The report of a commit of `entries`: a line each, the counts, and whether they are in disk
+/// order.
+PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry);
+
+/// Whether the plan's rows ascend on the disk, each group within itself: the top level, the logical
+/// disks.
+bool indiskorder(const std::vector<EXTPART> &entries);
+
+/// What is worth knowing of a plan before it is written, in one line; empty if there is nothing.
+/// `entries` are the plan's rows as the commit takes them, `segs` the stretches that it was made
+/// on.
+QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs);

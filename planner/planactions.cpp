@@ -1,0 +1,149 @@
+#include "planner/diskpartition.h"
+
+#include "core/geom.h"
+#include "views/parttreemodel.h"
+
+#include <QComboBox>
+#include <QInputDialog>
+#include <QTreeView>
+
+// The operations of menu, list and strategy box: each asks for what it needs, and the plan does it.
+
+void DiskPartition::addpp()
+{
+    if (EXTPART *part = chosenpart())
+        report(Plan::addpp(part));
+}
+
+void DiskPartition::addld()
+{
+    if (EXTPART *part = chosenpart())
+        report(Plan::addld(part));
+}
+
+void DiskPartition::delpart()
+{
+    if (EXTPART *part = chosenpart())
+        report(Plan::delpart(part));
+}
+
+void DiskPartition::splitpart(int n)
+{
+    if (EXTPART *part = chosenpart())
+        report(Plan::splitpart(part, n));
+}
+
+void DiskPartition::splitnpart()
+{
+    bool ok = false;
+    const int n = QInputDialog::getInt(
+        this, "n", "Please input how many data parts you want to split to:", 2, 0, 50, 1, &ok);
+    if (ok)
+        splitpart(n);
+}
+
+void DiskPartition::splitsysdatapart()
+{
+    EXTPART *part = chosenpart();
+    if (!part)
+        return;
+    if (const QString refusal = checksysdata(); !refusal.isEmpty()) {
+        refuse(refusal);
+        return;
+    }
+    const double partgb = cylinderstogb(part->size, g);
+    bool ok = false;
+    const double sysgb = QInputDialog::getDouble(
+        this, "System Partition Size(GB)", "Please input system partition size(GB):", partgb / 6,
+        0.0, partgb, 1, &ok);
+    if (!ok)
+        return;
+    if (const QString refusal = checksystemsize(sysgb); !refusal.isEmpty()) {
+        refuse(refusal);
+        return;
+    }
+    const int datanum = QInputDialog::getInt(
+        this, "Data Partition Number",
+        "Please specify how many data partitions you want to create:", 3, 1, 50, 1, &ok);
+    if (ok)
+        report(splitsysdata(part, sysgb, datanum));
+}
+
+void DiskPartition::combineparts()
+{
+    report(Plan::combineparts(selectedparts()));
+}
+
+void DiskPartition::onstrategychanged(int index)
+{
+    restartplan();
+    report(assign(index));
+}
+
+Outcome DiskPartition::assign(int strategy)
+{
+    bool ok = false;
+    switch (strategy) {
+    case 1:
+        assignall();
+        break;
+    case 2:
+    case 3:
+        assignfourlargest(strategy == 2 ? 1 : 0);
+        break;
+    case 4: {
+        const int count = goodcount();
+        if (count == 0)
+            break;
+        const int n = QInputDialog::getInt(
+            this, "Input Parameter N",
+            "Please input the parameter N, N partitions will be created.", count, 1, count, 1, &ok);
+        if (ok)
+            assignlargest(n);
+        break;
+    }
+    case 5: {
+        const double diskgb = static_cast<double>(g.totalbytes) / bytespergb;
+        const double cmax = QInputDialog::getDouble(this, "Max Partition Capacity(GB)",
+                                                    "CMax:", 20.0, 0.0, diskgb, 1, &ok);
+        if (!ok)
+            break;
+        const double cmin = QInputDialog::getDouble(this, "Min Partition Capacity(GB)",
+                                                    "CMin:", 0.0, 0.0, diskgb, 1, &ok);
+        if (ok)
+            return assignbysize(cmax, cmin);
+        break;
+    }
+    default:
+        break;
+    }
+    return {true, {}};
+}
+
+bool DiskPartition::setData(const QModelIndex &index, const QVariant &value, int /*role*/)
+{
+    const bool changed = report(treemodel->edit(index, value));
+    // size and the extended row change with the edited cell
+    treeview->viewport()->update();
+    return changed;
+}
+
+void DiskPartition::ondelPartTreeNode()
+{
+    const QModelIndex index = treeview->currentIndex();
+    if (!index.isValid())
+        return;
+    report(delrow(static_cast<PartTreeNode *>(index.internalPointer())->part));
+    // the tree's cursor is on another row now, or there is none left
+    treeselectionchanged(treeview->selectionModel()->selection(), {});
+}
+
+void DiskPartition::onupPartTreeNode()
+{
+    treemodel->upRow(treeview->currentIndex());
+}
+
+void DiskPartition::ondownPartTreeNode()
+{
+    treemodel->downRow(treeview->currentIndex());
+}
