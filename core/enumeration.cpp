@@ -25,7 +25,7 @@ void getallhdinfo(std::vector<DISKINFO> &list)
 {
     // without a system volume there are no models, and no disk is marked
     std::vector<std::string> systempaths;
-    platform::backend().systemvolumes(systempaths);
+    static_cast<void>(platform::backend().systemvolumes(systempaths));
     std::set<std::string> systemmodels;
     for (const std::string &path : systempaths) {
         char model[modelsize];

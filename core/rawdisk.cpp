@@ -76,9 +76,10 @@ int get_geometry(void *handle, geom *out)
 int readasector(void *handle, unsigned long long sector, char *buffer)
 {
     platform::Device &disk = platform::device(handle);
-    if (!disk.seek(sector * g.bytespersector).ok())
+    const platform::Transfer transfer =
+        disk.read(sector * g.bytespersector, buffer, g.bytespersector);
+    if (transfer.status.fault == platform::Fault::position)
         return 1;
-    const platform::Transfer transfer = disk.read(buffer, g.bytespersector);
     // a sector that did not come whole is no sector
     if (!transfer.status.ok() || transfer.bytes != g.bytespersector) {
         std::fputs("unable to read!\n", stderr);
@@ -90,9 +91,10 @@ int readasector(void *handle, unsigned long long sector, char *buffer)
 int writeasector(void *handle, unsigned long long sector, char *buffer)
 {
     platform::Device &disk = platform::device(handle);
-    if (!disk.seek(sector * g.bytespersector).ok())
+    const platform::Transfer transfer =
+        disk.write(sector * g.bytespersector, buffer, g.bytespersector);
+    if (transfer.status.fault == platform::Fault::position)
         return 1;
-    const platform::Transfer transfer = disk.write(buffer, g.bytespersector);
     if (!transfer.status.ok() || transfer.bytes != g.bytespersector) {
         std::fputs("unable to write!\n", stderr);
         return 1;

@@ -27,6 +27,15 @@ static unsigned long long sectorsmoved(const platform::Transfer &transfer,
     return transfer.status.ok() ? transfer.bytes / bytespersector : 0;
 }
 
+// Prints `message` to standard output if a transfer failed because the disk could not be
+// positioned. The transfer's result decides all the same.
+static platform::Transfer reported(const platform::Transfer &transfer, const char *message)
+{
+    if (transfer.status.fault == platform::Fault::position)
+        std::fputs(message, stdout);
+    return transfer;
+}
+
 // Whether a flush failed for what it had to write, and not for being a flush.
 static bool isfatal(const platform::Status &flushed)
 {
@@ -42,10 +51,10 @@ int read_test(void *handle, unsigned long long first, unsigned long long last, i
     unsigned long long batch = batchsectors;
     while (position <= last) {
         batch = std::min(batch, last - position + 1);
-        if (!disk.seek(position * sectorbytes).ok())
-            std::fputs("SetFilePointerEx error", stdout);
-        const unsigned long long moved =
-            sectorsmoved(disk.read(buffer.get(), batch * sectorbytes), sectorbytes);
+        const unsigned long long moved = sectorsmoved(
+            reported(disk.read(position * sectorbytes, buffer.get(), batch * sectorbytes),
+                     "SetFilePointerEx error"),
+            sectorbytes);
         if (moved == 0)
             return 1;
         position += moved;
@@ -66,9 +75,10 @@ int write_test(void *handle, unsigned long long first, unsigned long long last, 
     while (position <= last) {
         batch = std::min(batch, last - position + 1);
         const std::size_t bytes = batch * sectorbytes;
-        if (!disk.seek(position * sectorbytes).ok())
-            std::fputs("SetFilePointerEx to write error", stdout);
-        const unsigned long long written = sectorsmoved(disk.write(out.get(), bytes), sectorbytes);
+        const unsigned long long written =
+            sectorsmoved(reported(disk.write(position * sectorbytes, out.get(), bytes),
+                                  "SetFilePointerEx to write error"),
+                         sectorbytes);
         if (written == 0)
             return 1;
         // Transfers pass the system's caches by, but not the drive's own. A flush before each
@@ -79,9 +89,10 @@ int write_test(void *handle, unsigned long long first, unsigned long long last, 
         // medium fails the range that it belongs to. A drive that knows no flush is taken as it is.
         if (position + batch > last && isfatal(disk.flush()))
             return 1;
-        if (!disk.seek(position * sectorbytes).ok())
-            std::fputs("SetFilePointerEx to read error", stdout);
-        const unsigned long long read = sectorsmoved(disk.read(in.get(), bytes), sectorbytes);
+        const unsigned long long read =
+            sectorsmoved(reported(disk.read(position * sectorbytes, in.get(), bytes),
+                                  "SetFilePointerEx to read error"),
+                         sectorbytes);
         if (read == 0)
             return 1;
         // all of the batch, whatever came: stale bytes of the last one count only where they agree
@@ -98,27 +109,24 @@ int readtestonesector(void *handle, unsigned long long sector, int bytespersecto
 {
     platform::Device &disk = platform::device(handle);
     const auto sectorbytes = static_cast<std::size_t>(bytespersector);
-    if (!disk.seek(sector * sectorbytes).ok())
-        return 1;
     const auto buffer = sectorbuffer(sectorbytes, nomemory);
-    return disk.read(buffer.get(), sectorbytes).status.ok() ? 0 : 1;
+    return disk.read(sector * sectorbytes, buffer.get(), sectorbytes).status.ok() ? 0 : 1;
 }
 
 int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector)
 {
     platform::Device &disk = platform::device(handle);
     const auto sectorbytes = static_cast<std::size_t>(bytespersector);
-    if (!disk.seek(sector * sectorbytes).ok())
-        return 1;
+    const std::uint64_t offset = sector * sectorbytes;
     const auto out = sectorbuffer(sectorbytes, nomemory);
     fillpattern(out.get(), sectorbytes);
-    if (!disk.write(out.get(), sectorbytes).status.ok())
-        return 2;
+    const platform::Status written = disk.write(offset, out.get(), sectorbytes).status;
+    if (!written.ok())
+        return written.fault == platform::Fault::position ? 1 : 2;
     const auto in = sectorbuffer(sectorbytes, nomemory);
-    if (!disk.seek(sector * sectorbytes).ok())
-        return 1;
-    if (!disk.read(in.get(), sectorbytes).status.ok())
-        return 3;
+    const platform::Status read = disk.read(offset, in.get(), sectorbytes).status;
+    if (!read.ok())
+        return read.fault == platform::Fault::position ? 1 : 3;
     return std::memcmp(out.get(), in.get(), sectorbytes) == 0 ? 0 : 4;
 }
 
@@ -149,16 +157,12 @@ int rough_test(void *handle, std::vector<SEG> &list, int bytespersector)
         // a known bad stretch may fail or not, which says nothing of a change
         if (seg.isbad != 0)
             continue;
-        const platform::Status sought = disk.seek(seg.firstsector(g.sectorspercyl) * sectorbytes);
-        // a disk that went away is for the caller to tell; a disk that is there and can't even
-        // be positioned leaves no ground to go on from
-        if (sought.fault == platform::Fault::gone)
-            return 1;
-        if (!sought.ok()) {
-            std::fputs("SetFilePointerEx error", stdout);
+        const platform::Transfer transfer = reported(
+            disk.read(seg.firstsector(g.sectorspercyl) * sectorbytes, buffer.get(), sectorbytes),
+            "SetFilePointerEx error");
+        // a disk that can't be positioned ends the program: nothing that it answers can be trusted
+        if (transfer.status.fault == platform::Fault::position)
             std::exit(1);
-        }
-        const platform::Transfer transfer = disk.read(buffer.get(), sectorbytes);
         if (!transfer.status.ok() || transfer.bytes == 0)
             return 1;
     }

@@ -9,68 +9,70 @@
 namespace platform
 {
 
-/// Passes everything on to another device, which it owns. Base of all decorators.
+/// Forwards everything to another device, which it owns. Base of all decorators.
 ///
-/// A decorator overrides the seeks and transfers that it changes; of all other operations `ask`
-/// alone.
+/// A decorator overrides the transfers that it changes, and `request` for all other operations.
 class Decorator : public Device
 {
 public:
     explicit Decorator(std::unique_ptr<Device> decorated) : inner(std::move(decorated)) {}
 
 protected:
-    /// Puts one request, or a flush, to the device behind. `name` is that of the operation.
-    virtual Status ask(const char *name, const std::function<Status()> &request)
+    /// Makes one request, or a flush, by `call`, which forwards it to the inner device. `name` is
+    /// the operation's name.
+    virtual Status request(const char *name, const std::function<Status()> &call)
     {
         static_cast<void>(name);
-        return request();
+        return call();
     }
 
-    Status doseek(std::uint64_t offset) override { return inner->seek(offset); }
-    Transfer doread(void *buffer, std::size_t bytes) override { return inner->read(buffer, bytes); }
-    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
-        return inner->write(buffer, bytes);
+        return inner->read(offset, buffer, bytes);
+    }
+    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
+    {
+        return inner->write(offset, buffer, bytes);
     }
     Status doflush() final
     {
-        return ask("flush", [this] { return inner->flush(); });
+        return request("flush", [this] { return inner->flush(); });
     }
     Status dopartitionlength(std::uint64_t &bytes) final
     {
-        return ask("partitionlength", [&] { return inner->partitionlength(bytes); });
+        return request("partitionlength", [&] { return inner->partitionlength(bytes); });
     }
     Status dodrivegeometry(DriveGeometry &geometry) final
     {
-        return ask("drivegeometry", [&] { return inner->drivegeometry(geometry); });
+        return request("drivegeometry", [&] { return inner->drivegeometry(geometry); });
     }
     Status dofilesize(std::uint64_t &bytes) final
     {
-        return ask("filesize", [&] { return inner->filesize(bytes); });
+        return request("filesize", [&] { return inner->filesize(bytes); });
     }
     Status dofilesizelow(std::uint32_t &bytes) final
     {
-        return ask("filesizelow", [&] { return inner->filesizelow(bytes); });
+        return request("filesizelow", [&] { return inner->filesizelow(bytes); });
     }
     Status dosectorsize(std::uint32_t &bytes) final
     {
-        return ask("sectorsize", [&] { return inner->sectorsize(bytes); });
+        return request("sectorsize", [&] { return inner->sectorsize(bytes); });
     }
     Status doidentitymap(std::uint8_t &map) final
     {
-        return ask("identitymap", [&] { return inner->identitymap(map); });
+        return request("identitymap", [&] { return inner->identitymap(map); });
     }
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) final
     {
-        return ask("identify", [&] { return inner->identify(command, data); });
+        return request("identify", [&] { return inner->identify(command, data); });
     }
     Status doremovable(bool &answer) final
     {
-        return ask("removable", [&] { return inner->removable(answer); });
+        return request("removable", [&] { return inner->removable(answer); });
     }
     Status doupdateproperties() final
     {
-        return ask("updateproperties", [this] { return inner->updateproperties(); });
+        return request("updateproperties", [this] { return inner->updateproperties(); });
     }
 
     std::unique_ptr<Device> inner;

@@ -8,34 +8,37 @@
 ///
 /// For authors of a device or a decorator:
 /// - Override the `do…` operations only; the public ones keep the last failure.
-/// - A transfer reports the bytes that really moved, also when it fails half way.
-/// - Positions and lengths are whole sectors of the device; a backend may refuse others.
-/// - No decision is taken here. Which answer counts, and what a refusal means, is the core's.
+/// - A transfer reports the bytes that it moved, also when it fails half way.
+/// - Offsets and lengths are whole sectors of the device; a device may refuse others.
+/// - An offset that the device can't address fails with `Fault::position`, before anything moves.
+/// - A device decides nothing. Which answer counts, and what a refusal means, is up to the core.
 namespace platform
 {
 
-/// What kind of failure an operation met. `none` is the only success.
+/// The kind of a failure. `none` is the only success.
 enum class Fault {
-    none,        ///< it worked
+    none,        ///< success
     medium,      ///< the medium could not be read or written there
-    gone,        ///< no such device, or not any more
+    gone,        ///< the device does not exist, or no longer
     denied,      ///< the rights are missing
     busy,        ///< something else holds the device
     unsupported, ///< this device or system has no such operation
-    badargument, ///< a bad handle, an unaligned position or length
+    badargument, ///< a bad handle, an unaligned offset or length
+    position,    ///< the device can't be positioned there; nothing moved
     other        ///< anything else; `Status::code` tells more
 };
 
-/// The outcome of one operation. `code` is the system's own error number, 0 if there is none.
-struct Status {
-    Fault fault = Fault::none;
-    int code = 0;
+/// The result of one operation; a failure until something else is stored.
+struct [[nodiscard]] Status {
+    Fault fault = Fault::other;
+    int code = 0; ///< the system's own error number, 0 if there is none
 
+    static constexpr Status success() { return {Fault::none, 0}; }
     [[nodiscard]] bool ok() const { return fault == Fault::none; }
 };
 
-/// The outcome of one transfer: `bytes` moved, whether or not the operation succeeded.
-struct Transfer {
+/// The result of one transfer: `bytes` moved, whether or not the operation succeeded.
+struct [[nodiscard]] Transfer {
     Status status;
     std::size_t bytes = 0;
 };
@@ -67,50 +70,52 @@ public:
     Device &operator=(const Device &) = delete;
     virtual ~Device() = default;
 
-    /// Sets the position of the next transfer, in bytes from the start of the disk.
-    Status seek(std::uint64_t offset) { return kept(doseek(offset)); }
-    /// Reads `bytes` bytes, whole sectors, at the position, which moves by what came.
-    Transfer read(void *buffer, std::size_t bytes) { return kept(doread(buffer, bytes)); }
-    /// Writes `bytes` bytes, whole sectors, at the position, which moves by what went.
-    Transfer write(const void *buffer, std::size_t bytes) { return kept(dowrite(buffer, bytes)); }
-    /// Has everything written so far reach the medium.
+    /// Reads `bytes` bytes, whole sectors, from `offset` bytes behind the start of the disk.
+    Transfer read(std::uint64_t offset, void *buffer, std::size_t bytes)
+    {
+        return kept(doread(offset, buffer, bytes));
+    }
+    /// Writes `bytes` bytes, whole sectors, to `offset` bytes behind the start of the disk.
+    Transfer write(std::uint64_t offset, const void *buffer, std::size_t bytes)
+    {
+        return kept(dowrite(offset, buffer, bytes));
+    }
+    /// Flushes all caches, so that everything written so far is on the medium.
     Status flush() { return kept(doflush()); }
 
     /// First way to the size: the length in bytes of the "partition" that is the whole disk.
     Status partitionlength(std::uint64_t &bytes) { return dopartitionlength(bytes); }
     /// The drive's geometry; also the second way to the size.
     Status drivegeometry(DriveGeometry &geometry) { return dodrivegeometry(geometry); }
-    /// Third way to the size: the device taken as a file, in bytes.
+    /// Third way to the size: the size of the device as a file, in bytes.
     Status filesize(std::uint64_t &bytes) { return dofilesize(bytes); }
     /// Last way to the size: the low 32 bits of the file's size, in bytes.
     Status filesizelow(std::uint32_t &bytes) { return dofilesizelow(bytes); }
 
-    /// The length in bytes of a sector as the system addresses them, also of a disk that has no
-    /// geometry.
+    /// The length in bytes of a logical sector, also of a disk that has no geometry.
     Status sectorsize(std::uint32_t &bytes) { return dosectorsize(bytes); }
 
     /// Which drives answer an identify command: bits 0 to 3 disks, 4 to 7 packet devices.
     Status identitymap(std::uint8_t &map) { return doidentitymap(map); }
-    /// Sends an identify command and fetches the 512 bytes of identity.
+    /// Sends an identify command; the answer is the 512 bytes of identity.
     Status identify(const IdentifyCommand &command, IdentifyData &data)
     {
         return doidentify(command, data);
     }
-    /// Whether the medium can be taken out of the drive.
+    /// Whether the medium is removable.
     Status removable(bool &answer) { return doremovable(answer); }
-    /// Tells the system that the disk's layout has changed, so that it reads the table anew.
+    /// Has the system read the partition table again.
     Status updateproperties() { return doupdateproperties(); }
 
-    /// The last failed seek, transfer or flush on this handle; `none` if all worked so far.
+    /// The last failed transfer or flush on this handle; a success if none has failed.
     [[nodiscard]] Status lasterror() const { return last; }
 
 protected:
-    virtual Status doseek(std::uint64_t offset) = 0;
-    virtual Transfer doread(void *buffer, std::size_t bytes) = 0;
-    virtual Transfer dowrite(const void *buffer, std::size_t bytes) = 0;
-    /// Default: there is nothing between the caller and the medium.
-    virtual Status doflush() { return {}; }
-    /// The defaults of all requests below: refused as unsupported.
+    virtual Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
+    virtual Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
+    /// Default: a device without caches, nothing to do.
+    virtual Status doflush() { return Status::success(); }
+    /// Default of all requests below: unsupported.
     virtual Status dopartitionlength(std::uint64_t &) { return {Fault::unsupported, 0}; }
     virtual Status dodrivegeometry(DriveGeometry &) { return {Fault::unsupported, 0}; }
     virtual Status dofilesize(std::uint64_t &) { return {Fault::unsupported, 0}; }
@@ -133,11 +138,11 @@ private:
     }
     Transfer kept(Transfer transfer)
     {
-        kept(transfer.status);
+        transfer.status = kept(transfer.status);
         return transfer;
     }
 
-    Status last;
+    Status last = Status::success();
 };
 
 } // namespace platform

@@ -10,14 +10,16 @@ namespace
 
 Backend *chosen = nullptr;
 
-/// Stands behind every handle that is none, so that a caller who missed a failed open gets
-/// failures and nothing worse.
+/// Serves the invalid handle: every operation fails, so that a caller that misses a failed open
+/// does no harm. Its transfers fail as on a handle that can't be positioned.
 class RefusingDevice : public Device
 {
 protected:
-    Status doseek(std::uint64_t) override { return refusal; }
-    Transfer doread(void *, std::size_t) override { return {refusal, 0}; }
-    Transfer dowrite(const void *, std::size_t) override { return {refusal, 0}; }
+    Transfer doread(std::uint64_t, void *, std::size_t) override { return {{Fault::position}, 0}; }
+    Transfer dowrite(std::uint64_t, const void *, std::size_t) override
+    {
+        return {{Fault::position}, 0};
+    }
     Status doflush() override { return refusal; }
     Status dopartitionlength(std::uint64_t &) override { return refusal; }
     Status dodrivegeometry(DriveGeometry &) override { return refusal; }
@@ -57,9 +59,10 @@ void *open(const char *path, Access access, Status *status)
     Status outcome{Fault::badargument, 0};
     std::unique_ptr<Device> opened;
     if (path != nullptr && *path != '\0') {
-        outcome = {};
         opened = backend().open(path, access, outcome);
-        if (opened == nullptr && outcome.ok())
+        if (opened != nullptr)
+            outcome = Status::success();
+        else if (outcome.ok())
             outcome = {Fault::other, 0};
     }
     if (status != nullptr)

@@ -8,16 +8,26 @@
 namespace platform
 {
 
-// Enough for direct transfers from and to every device.
-static constexpr std::align_val_t alignment{4096};
+namespace
+{
 
-void ReadAhead::Freed::operator()(char *memory) const
+/// Enough for direct transfers on every device.
+constexpr std::align_val_t alignment{4096};
+
+bool complete(const Transfer &transfer, std::size_t bytes)
+{
+    return transfer.status.ok() && transfer.bytes == bytes;
+}
+
+} // namespace
+
+void ReadAhead::Free::operator()(char *memory) const
 {
     ::operator delete(memory, alignment);
 }
 
-ReadAhead::ReadAhead(std::unique_ptr<Device> inner, std::size_t piece)
-    : Decorator(std::move(inner)), piece(piece)
+ReadAhead::ReadAhead(std::unique_ptr<Device> inner, std::size_t length)
+    : Decorator(std::move(inner)), length(length)
 {
 }
 
@@ -33,86 +43,69 @@ ReadAhead::~ReadAhead()
     thread.join();
 }
 
-Status ReadAhead::ask(const char *, const std::function<Status()> &request)
+Status ReadAhead::request(const char *, const std::function<Status()> &call)
 {
     std::unique_lock hold(lock);
-    changed.wait(hold, [this] { return rests(); });
-    return request();
-}
-
-Status ReadAhead::doseek(std::uint64_t offset)
-{
-    // The device is positioned when it is used; what it says of this place then counts.
-    position = offset;
-    return {};
-}
-
-Transfer ReadAhead::exact(std::uint64_t offset, void *target, std::size_t bytes)
-{
-    const Status sought = inner->seek(offset);
-    if (!sought.ok())
-        return {sought, 0};
-    return inner->read(target, bytes);
+    changed.wait(hold, [this] { return idle(); });
+    return call();
 }
 
 void ReadAhead::drop()
 {
-    filled = 0;
+    blockbytes = 0;
     std::unique_lock hold(lock);
     ahead = false;
     changed.wait(hold, [this] { return !fetching; });
     failed = false;
-    arrived = 0;
+    fetched = 0;
 }
 
 std::size_t ReadAhead::lengthfrom(std::uint64_t offset) const
 {
-    const std::uint64_t end = std::min((offset / piece + 1) * piece, devicebytes);
-    const bool avoided = offset >= avoidfrom && offset < avoid;
-    return end <= offset || avoided ? 0 : static_cast<std::size_t>(end - offset);
+    const std::uint64_t end = std::min((offset / length + 1) * length, devicebytes);
+    const bool hasfailed = offset >= failedstart && offset < failedend;
+    return end <= offset || hasfailed ? 0 : static_cast<std::size_t>(end - offset);
 }
 
-char *ReadAhead::place(std::size_t behind) const
+char *ReadAhead::blockbuffer(std::size_t behind) const
 {
-    return buffer.get() + (present + behind) % (1 + mostahead) * piece;
+    return buffer.get() + (present + behind) % (1 + maxahead) * length;
 }
 
 bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
 {
     if (!buffer) {
-        // asked once; a device that does not tell its size is read as it is asked for
+        // requested once; a device of unknown size is read exactly as requested
         if (!inner->partitionlength(devicebytes).ok())
             devicebytes = 0;
         buffer.reset(
-            static_cast<char *>(::operator new((1 + mostahead) * piece, alignment, std::nothrow)));
+            static_cast<char *>(::operator new((1 + maxahead) * length, alignment, std::nothrow)));
     }
-    const bool usedup = filled > 0;
+    const bool delivered = blockbytes > 0;
     const std::size_t wanted = buffer ? lengthfrom(offset) : 0;
     if (wanted <= bytes) {
         drop();
         return false;
     }
     std::unique_lock hold(lock);
-    changed.wait(hold, [this] { return arrived > 0 || rests(); });
-    bool came = arrived > 0;
-    if (came) {
-        arrived--;
-    } else if (!failed) {
-        const Transfer transfer = exact(offset, place(1), wanted);
-        came = transfer.status.ok() && transfer.bytes == wanted;
-    }
-    present = (present + 1) % (1 + mostahead);
+    changed.wait(hold, [this] { return fetched > 0 || idle(); });
+    bool valid = fetched > 0;
+    if (valid)
+        --fetched;
+    else if (!failed)
+        valid = complete(inner->read(offset, blockbuffer(1), wanted), wanted);
+    present = (present + 1) % (1 + maxahead);
     hold.unlock();
-    if (!came) {
+    if (!valid) {
         drop();
-        avoidfrom = offset;
-        avoid = offset + wanted;
+        failedstart = offset;
+        failedend = offset + wanted;
         return false;
     }
     changed.notify_all();
-    fetched = offset;
-    filled = wanted;
-    if (usedup)
+    blockstart = offset;
+    blockbytes = wanted;
+    if (delivered)
         startahead(offset + wanted);
     return true;
 }
@@ -120,15 +113,15 @@ bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
 void ReadAhead::startahead(std::uint64_t offset)
 {
     const std::lock_guard hold(lock);
-    if (ahead || failed || arrived > 0)
+    if (ahead || failed || fetched > 0)
         return;
     try {
         if (!thread.joinable())
             thread = std::thread(&ReadAhead::fetchahead, this);
     } catch (const std::system_error &) {
-        return; // none to be had: each piece is fetched when its turn has come
+        return; // without a thread each block is fetched when it is needed
     }
-    from = offset;
+    next = offset;
     ahead = true;
     changed.notify_all();
 }
@@ -137,68 +130,62 @@ void ReadAhead::fetchahead()
 {
     std::unique_lock hold(lock);
     for (;;) {
-        changed.wait(hold, [this] { return ending || (ahead && arrived < mostahead); });
+        changed.wait(hold, [this] { return ending || (ahead && fetched < maxahead); });
         if (ending)
             return;
-        const std::size_t bytes = lengthfrom(from);
+        const std::size_t bytes = lengthfrom(next);
         if (bytes == 0) {
             ahead = false;
         } else {
-            const std::uint64_t offset = from;
-            char *const target = place(1 + arrived);
+            const std::uint64_t offset = next;
+            char *const target = blockbuffer(1 + fetched);
             fetching = true;
             hold.unlock();
-            const Transfer transfer = exact(offset, target, bytes);
+            const bool valid = complete(inner->read(offset, target, bytes), bytes);
             hold.lock();
             fetching = false;
-            failed = !transfer.status.ok() || transfer.bytes != bytes;
+            failed = !valid;
             if (failed)
                 ahead = false;
             else
-                arrived++;
-            from += bytes;
+                ++fetched;
+            next += bytes;
         }
         changed.notify_all();
     }
 }
 
-Transfer ReadAhead::doread(void *target, std::size_t bytes)
+Transfer ReadAhead::doread(std::uint64_t offset, void *target, std::size_t bytes)
 {
-    if (!running || position != expected)
+    const bool continues = sequential && offset == expected;
+    if (!continues)
         drop();
     auto *out = static_cast<char *>(target);
     std::size_t have = 0;
-    if (position >= fetched && position < fetched + filled) {
-        have =
-            static_cast<std::size_t>(std::min<std::uint64_t>(bytes, fetched + filled - position));
-        std::memcpy(out, place(0) + (position - fetched), have);
+    if (offset >= blockstart && offset < blockstart + blockbytes) {
+        have = static_cast<std::size_t>(
+            std::min<std::uint64_t>(bytes, blockstart + blockbytes - offset));
+        std::memcpy(out, blockbuffer(0) + (offset - blockstart), have);
     }
-    Transfer transfer{{}, bytes};
+    Transfer transfer{Status::success(), bytes};
     if (have < bytes) {
-        // the rest comes out of the next piece, or all of it exactly as it was asked for
-        const bool runson = running && position == expected;
-        if (runson && fetch(position + have, bytes - have))
-            std::memcpy(out + have, place(0), bytes - have);
+        // the rest is in the next block, or the whole read is made exactly as requested
+        if (continues && fetch(offset + have, bytes - have))
+            std::memcpy(out + have, blockbuffer(0), bytes - have);
         else
-            transfer = exact(position, target, bytes);
+            transfer = inner->read(offset, target, bytes);
     }
-    position += transfer.bytes;
-    expected = position;
-    running = transfer.status.ok() && transfer.bytes == bytes;
+    expected = offset + transfer.bytes;
+    sequential = complete(transfer, bytes);
     return transfer;
 }
 
-Transfer ReadAhead::dowrite(const void *source, std::size_t bytes)
+Transfer ReadAhead::dowrite(std::uint64_t offset, const void *source, std::size_t bytes)
 {
     drop();
-    running = false;
-    avoidfrom = avoid = 0;
-    const Status sought = inner->seek(position);
-    if (!sought.ok())
-        return {sought, 0};
-    const Transfer transfer = inner->write(source, bytes);
-    position += transfer.bytes;
-    return transfer;
+    sequential = false;
+    failedstart = failedend = 0;
+    return inner->write(offset, source, bytes);
 }
 
 } // namespace platform

@@ -11,79 +11,75 @@
 namespace platform
 {
 
-/// Serves small reads that run on from each other out of large ones.
+/// Serves small sequential reads from large blocks.
 ///
-/// A piece ends at a multiple of its length, so that most pieces are aligned. What was fetched is
-/// handed out once and in order, as the caller's own pass over the medium reaches it: a read at any
-/// other place, or a write, drops it. A piece that fails or comes short is thrown away whole; the
-/// read that was asked for is then made exactly, and so are all others until the position has left
-/// that piece. A damaged place thus costs one failed transfer more, and never more than one.
+/// A block ends at a multiple of its length, so that most blocks are aligned. Fetched bytes are
+/// delivered once and in order; a read at any other offset, or a write, discards them. A block that
+/// fails or is short is discarded as a whole; the caller's read is then made exactly as requested,
+/// and so are all others inside that block. A damaged place thus costs at most one more failed
+/// transfer.
 ///
-/// Once a whole piece was used up, a thread keeps fetching up to two pieces behind the present one
-/// while that is handed out, so that the disk need not wait for the caller. It ends with a piece
-/// that fails. The device behind knows nothing of it: it is asked for one thing at a time, since
-/// whatever else is to reach it waits until the thread rests.
+/// Once a whole block was delivered, a thread fetches up to two blocks behind the present one while
+/// that is delivered, so that the disk does not wait for the caller. The thread stops at a block
+/// that fails. The inner device is never used concurrently: every other operation waits until the
+/// thread is idle.
 class ReadAhead : public Decorator
 {
 public:
-    /// Length of a piece in bytes. From here on larger reads gain nothing on any disk tried.
-    static constexpr std::size_t piecelength = std::size_t{2} << 20;
+    /// Length of a block in bytes. Longer reads were no faster on any disk measured.
+    static constexpr std::size_t blocklength = std::size_t{2} << 20;
 
-    explicit ReadAhead(std::unique_ptr<Device> inner, std::size_t piece = piecelength);
+    explicit ReadAhead(std::unique_ptr<Device> inner, std::size_t length = blocklength);
     ~ReadAhead() override;
 
 protected:
-    Status ask(const char *name, const std::function<Status()> &request) override;
-    Status doseek(std::uint64_t offset) override;
-    Transfer doread(void *target, std::size_t bytes) override;
-    Transfer dowrite(const void *source, std::size_t bytes) override;
+    Status request(const char *name, const std::function<Status()> &call) override;
+    Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;
+    Transfer dowrite(std::uint64_t offset, const void *source, std::size_t bytes) override;
 
 private:
-    static constexpr std::size_t mostahead = 2; ///< pieces behind the present one
+    static constexpr std::size_t maxahead = 2; ///< blocks behind the present one
 
-    struct Freed {
+    struct Free {
         void operator()(char *memory) const;
     };
 
-    /// Fetches the piece from `offset` to its end, if that is more than `bytes`.
+    /// Makes the block from `offset` to its end the present one, if it is longer than `bytes`.
     bool fetch(std::uint64_t offset, std::size_t bytes);
-    /// Has the thread fetch on from `offset`.
+    /// Starts the thread's fetching at `offset`.
     void startahead(std::uint64_t offset);
-    /// What the thread does: pieces, while they are wanted and there is room.
+    /// The thread: fetches blocks while `ahead` is set and the ring has room.
     void fetchahead();
-    /// Whether the thread has nothing to do. For whoever holds the lock.
-    [[nodiscard]] bool rests() const { return !fetching && !(ahead && arrived < mostahead); }
-    /// Forgets what was fetched, once the thread rests.
+    /// Whether the thread has nothing to do. The caller holds the lock.
+    [[nodiscard]] bool idle() const { return !fetching && !(ahead && fetched < maxahead); }
+    /// Stops the thread's fetching and discards all blocks.
     void drop();
-    /// Length in bytes of the piece from `offset` to its end; 0 if it is not to be fetched.
+    /// Length in bytes of the block from `offset` to its end; 0 if it is not to be fetched.
     [[nodiscard]] std::size_t lengthfrom(std::uint64_t offset) const;
-    /// The place in the buffer of the piece so many behind the present one.
-    [[nodiscard]] char *place(std::size_t behind) const;
-    /// Makes a read as it was asked for.
-    Transfer exact(std::uint64_t offset, void *target, std::size_t bytes);
+    /// The buffer of the block so many behind the present one.
+    [[nodiscard]] char *blockbuffer(std::size_t behind) const;
 
-    std::size_t piece;
-    std::uint64_t devicebytes = 0;       ///< 0: unknown, nothing is fetched
-    std::unique_ptr<char, Freed> buffer; ///< a ring: the present piece and those behind it
-    std::uint64_t position = 0;          ///< where the caller's next transfer begins
-    std::uint64_t expected = 0;          ///< where a read that runs on begins
-    bool running = false;                ///< the last transfer was a read that succeeded
-    std::uint64_t fetched = 0;           ///< first byte of the present piece
-    std::uint64_t filled = 0;            ///< its length in bytes; 0: there is none
-    std::uint64_t avoidfrom = 0;         ///< first byte of the last piece that failed
-    std::uint64_t avoid = 0; ///< first byte behind it; reads in between are made exactly
+    std::size_t length;
+    std::uint64_t devicebytes = 0;      ///< 0: unknown, nothing is fetched
+    std::unique_ptr<char, Free> buffer; ///< a ring: the present block and those behind it
+    std::uint64_t expected = 0;         ///< offset of the next sequential read
+    bool sequential = false;            ///< the last transfer was a read that succeeded
+    std::uint64_t blockstart = 0;       ///< first byte of the present block
+    std::uint64_t blockbytes = 0;       ///< its length in bytes; 0: there is none
+    std::uint64_t failedstart = 0;      ///< first byte of the last block that failed
+    std::uint64_t failedend = 0;        ///< its end, exclusive; reads inside it are made exactly
 
-    // What both threads use, under the lock. All else is the caller's, and does not change while
-    // the thread is at it.
+    // Shared with the thread, under the lock. The thread only reads the members above; the caller
+    // changes them while the thread is idle.
     std::mutex lock;
     std::condition_variable changed;
     bool ending = false;
-    bool ahead = false;      ///< the thread is to fetch on
-    bool fetching = false;   ///< it has a transfer under way
-    bool failed = false;     ///< the last one failed; it fetches no further
-    std::size_t present = 0; ///< number of the present piece's place in the ring
-    std::size_t arrived = 0; ///< pieces fetched behind it
-    std::uint64_t from = 0;  ///< first byte of the next one to fetch
+    bool ahead = false;      ///< the thread shall fetch
+    bool fetching = false;   ///< the thread has a transfer in progress
+    bool failed = false;     ///< the thread's last transfer failed
+    std::size_t present = 0; ///< index of the present block in the ring
+    std::size_t fetched = 0; ///< number of blocks fetched behind it
+    std::uint64_t next = 0;  ///< first byte of the next block to fetch
     std::thread thread;
 };
 

@@ -53,7 +53,7 @@ Status passthrough(int descriptor, std::span<std::uint8_t> block, IdentifyData &
         request.status == 2 && (sense[described ? 1 : 2] & 0x0F) <= 1 && request.sb_len_wr > 2;
     if (request.host_status != 0 || (request.status != 0 && !recovered) || request.resid != 0)
         return {Fault::unsupported, 0};
-    return {};
+    return Status::success();
 }
 
 } // namespace
@@ -108,7 +108,7 @@ Status ataidentity(int descriptor, const IdentifyCommand &command, IdentifyData 
         const Status status = passthrough(descriptor, block, answer);
         if (status.ok() && issoundidentity(answer)) {
             data = answer;
-            return {};
+            return Status::success();
         }
         if (status.fault == Fault::gone)
             return status;
@@ -123,7 +123,7 @@ Status ataidentity(int descriptor, const IdentifyCommand &command, IdentifyData 
     if (!issoundidentity(answer))
         return {Fault::unsupported, 0};
     data = answer;
-    return {};
+    return Status::success();
 }
 
 } // namespace platform

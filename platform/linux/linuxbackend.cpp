@@ -224,7 +224,7 @@ Status LinuxBackend::listdisks(std::vector<std::string> &paths)
     std::sort(found.begin(), found.end());
     for (const auto &disk : found)
         paths.push_back(describe(disk.second));
-    return {};
+    return Status::success();
 }
 
 Status LinuxBackend::systemvolumes(std::vector<std::string> &paths)
@@ -256,7 +256,7 @@ Status LinuxBackend::inuse(const std::string &path, std::string &reason)
     // mounted where this process can't see it, or used in a way that the system does not show
     if (reason.empty() && LinuxDevice::taken(node))
         reason = "held by another program";
-    return {};
+    return Status::success();
 }
 
 Backend &nativebackend()

@@ -119,12 +119,12 @@ struct LinuxDevice::Claim {
     Status lock()
     {
         if (locked)
-            return {};
+            return Status::success();
         const auto patience = refused ? std::chrono::milliseconds(0) : lockpatience;
         refused = persist(patience, [this] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) < 0;
         locked = !refused;
         if (locked)
-            return {};
+            return Status::success();
         return {errno == EWOULDBLOCK ? Fault::busy : faultof(errno), errno};
     }
 };
@@ -217,7 +217,7 @@ Status LinuxDevice::take(int file, Access wanted)
         return {faultof(errno), errno};
     if (S_ISREG(info.st_mode)) {
         bytespersector = plainfilesector;
-        return {};
+        return Status::success();
     }
     if (!S_ISBLK(info.st_mode) || !direct)
         return {Fault::badargument, ENOTBLK};
@@ -240,15 +240,7 @@ Status LinuxDevice::take(int file, Access wanted)
     if (readonly != 0 && access == Access::readwrite)
         return {Fault::denied, EROFS};
     bytespersector = static_cast<std::uint32_t>(logical);
-    return {};
-}
-
-Status LinuxDevice::doseek(std::uint64_t offset)
-{
-    if (offset > static_cast<std::uint64_t>(INT64_MAX))
-        return {Fault::badargument, EINVAL};
-    position = offset;
-    return {};
+    return Status::success();
 }
 
 // Whether the system can move bytes from and to this memory directly.
@@ -257,15 +249,17 @@ static bool isaligned(const void *memory)
     return reinterpret_cast<std::uintptr_t>(memory) % leastalignment == 0;
 }
 
-Status LinuxDevice::prepare(std::size_t bytes, bool straight)
+Status LinuxDevice::prepare(std::uint64_t offset, std::size_t bytes, bool straight)
 {
-    if (position % bytespersector != 0 || bytes % bytespersector != 0)
+    if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes)
+        return {Fault::position, EINVAL};
+    if (offset % bytespersector != 0 || bytes % bytespersector != 0)
         return {Fault::badargument, EINVAL};
     if (straight)
-        return {};
+        return Status::success();
     const std::size_t wanted = std::min(bytes, mostbuffer);
     if (wanted <= buffersize)
-        return {};
+        return Status::success();
     void *memory = nullptr;
     const int error =
         ::posix_memalign(&memory, std::max<std::size_t>(leastalignment, bytespersector), wanted);
@@ -273,15 +267,16 @@ Status LinuxDevice::prepare(std::size_t bytes, bool straight)
         return {Fault::other, error};
     buffer.reset(static_cast<char *>(memory));
     buffersize = wanted;
-    return {};
+    return Status::success();
 }
 
-std::ptrdiff_t LinuxDevice::move(char *memory, std::size_t bytes, bool writing)
+std::ptrdiff_t LinuxDevice::move(std::uint64_t offset, char *memory, std::size_t bytes,
+                                 bool writing)
 {
-    const auto offset = static_cast<off_t>(position);
+    const auto position = static_cast<off_t>(offset);
     for (;;) {
-        const ssize_t moved = writing ? ::pwrite(descriptor, memory, bytes, offset)
-                                      : ::pread(descriptor, memory, bytes, offset);
+        const ssize_t moved = writing ? ::pwrite(descriptor, memory, bytes, position)
+                                      : ::pread(descriptor, memory, bytes, position);
         if (moved >= 0)
             return moved;
         if (errno == EINVAL && !isblock && direct) {
@@ -296,10 +291,10 @@ std::ptrdiff_t LinuxDevice::move(char *memory, std::size_t bytes, bool writing)
     }
 }
 
-Transfer LinuxDevice::doread(void *target, std::size_t bytes)
+Transfer LinuxDevice::doread(std::uint64_t offset, void *target, std::size_t bytes)
 {
     const bool straight = isaligned(target);
-    Transfer transfer{prepare(bytes, straight), 0};
+    Transfer transfer{prepare(offset, bytes, straight), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
         char *const place = static_cast<char *>(target) + transfer.bytes;
         // what came short may have left the alignment behind; the caller sees how far it went
@@ -307,7 +302,8 @@ Transfer LinuxDevice::doread(void *target, std::size_t bytes)
             break;
         const std::size_t piece =
             straight ? bytes - transfer.bytes : std::min(bytes - transfer.bytes, buffersize);
-        const std::ptrdiff_t came = move(straight ? place : buffer.get(), piece, false);
+        const std::ptrdiff_t came =
+            move(offset + transfer.bytes, straight ? place : buffer.get(), piece, false);
         if (came < 0) {
             transfer.status = failure(errno);
         } else if (came == 0) {
@@ -322,7 +318,6 @@ Transfer LinuxDevice::doread(void *target, std::size_t bytes)
             if (!straight)
                 std::memcpy(place, buffer.get(), count);
             transfer.bytes += count;
-            position += count;
             if (count % bytespersector != 0)
                 break;
         }
@@ -330,7 +325,7 @@ Transfer LinuxDevice::doread(void *target, std::size_t bytes)
     return transfer;
 }
 
-Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
+Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::size_t bytes)
 {
     if (access == Access::read)
         return {{Fault::denied, EBADF}, 0};
@@ -339,13 +334,14 @@ Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
         if (!status.ok())
             return {status, 0};
     }
-    Transfer transfer{prepare(bytes, false), 0};
+    Transfer transfer{prepare(offset, bytes, false), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
         std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
         if (!isblock) {
             // A disk doesn't grow, so a file taken as one must not either.
             std::uint64_t size = 0;
             transfer.status = length(size);
+            const std::uint64_t position = offset + transfer.bytes;
             piece = static_cast<std::size_t>(
                 std::min<std::uint64_t>(piece, size > position ? size - position : 0));
             if (transfer.status.ok() && piece == 0)
@@ -354,14 +350,13 @@ Transfer LinuxDevice::dowrite(const void *source, std::size_t bytes)
                 break;
         }
         std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, piece);
-        const std::ptrdiff_t went = move(buffer.get(), piece, true);
+        const std::ptrdiff_t went = move(offset + transfer.bytes, buffer.get(), piece, true);
         if (went < 0) {
             transfer.status = failure(errno);
         } else if (went == 0) {
             transfer.status = {Fault::other, ENOSPC};
         } else {
             transfer.bytes += static_cast<std::size_t>(went);
-            position += static_cast<std::size_t>(went);
         }
     }
     return transfer;
@@ -373,7 +368,7 @@ Status LinuxDevice::doflush()
         if (errno != EINTR)
             return failure(errno);
     }
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::failure(int error) const
@@ -398,13 +393,13 @@ Status LinuxDevice::length(std::uint64_t &bytes) const
         if (size == 0)
             return {Fault::gone, ENOMEDIUM};
         bytes = size;
-        return {};
+        return Status::success();
     }
     struct stat info;
     if (::fstat(descriptor, &info) != 0)
         return {faultof(errno), errno};
     bytes = static_cast<std::uint64_t>(info.st_size);
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::dopartitionlength(std::uint64_t &bytes)
@@ -430,7 +425,7 @@ Status LinuxDevice::dodrivegeometry(DriveGeometry &geometry)
     geometry.trackspercylinder = reported.heads;
     geometry.sectorspertrack = reported.sectors;
     geometry.bytespersector = bytespersector;
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::dofilesize(std::uint64_t &bytes)
@@ -443,7 +438,7 @@ Status LinuxDevice::dofilesize(std::uint64_t &bytes)
     if (end == 0)
         return {Fault::gone, ENOMEDIUM};
     bytes = static_cast<std::uint64_t>(end);
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::dofilesizelow(std::uint32_t &bytes)
@@ -458,7 +453,7 @@ Status LinuxDevice::dofilesizelow(std::uint32_t &bytes)
 Status LinuxDevice::dosectorsize(std::uint32_t &bytes)
 {
     bytes = bytespersector;
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::doidentitymap(std::uint8_t &map)
@@ -475,14 +470,14 @@ Status LinuxDevice::doidentitymap(std::uint8_t &map)
         identity = data;
     }
     map = 1;
-    return {};
+    return Status::success();
 }
 
 Status LinuxDevice::doidentify(const IdentifyCommand &command, IdentifyData &data)
 {
     if (identity) {
         data = *identity;
-        return {};
+        return Status::success();
     }
     return isblock ? ataidentity(descriptor, command, data) : Status{Fault::unsupported, 0};
 }
@@ -491,7 +486,7 @@ Status LinuxDevice::doremovable(bool &answer)
 {
     if (!isblock) {
         answer = false;
-        return {};
+        return Status::success();
     }
     const std::string folder =
         "/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor);
@@ -499,7 +494,7 @@ Status LinuxDevice::doremovable(bool &answer)
         int value = 0;
         if (std::ifstream(folder + name) >> value) {
             answer = value != 0;
-            return {};
+            return Status::success();
         }
     }
     return {Fault::unsupported, 0};
@@ -516,7 +511,7 @@ Status LinuxDevice::doupdateproperties()
         return status;
     // Of a device that is taken, only the file that holds it may ask for this.
     if (::ioctl(claimed ? claimed->descriptor : descriptor, BLKRRPART) == 0)
-        return {};
+        return Status::success();
     const int error = errno;
     // A whole disk that refuses the request as such is one without partitions: there is nobody
     // to tell.
@@ -525,7 +520,7 @@ Status LinuxDevice::doupdateproperties()
                                                     std::to_string(minor) + "/partition",
                                                 unknown);
     if (whole && (error == EINVAL || error == ENOTTY))
-        return {};
+        return Status::success();
     return failure(error);
 }
 

@@ -38,9 +38,8 @@ public:
     static bool taken(const std::string &node);
 
 protected:
-    Status doseek(std::uint64_t offset) override;
-    Transfer doread(void *target, std::size_t bytes) override;
-    Transfer dowrite(const void *source, std::size_t bytes) override;
+    Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;
+    Transfer dowrite(std::uint64_t offset, const void *source, std::size_t bytes) override;
     Status doflush() override;
     Status dopartitionlength(std::uint64_t &bytes) override;
     Status dodrivegeometry(DriveGeometry &geometry) override;
@@ -64,11 +63,11 @@ private:
 
     /// Takes over `file`, already open, if it is something that a disk can be.
     Status take(int file, Access wanted);
-    /// Sees to it that a transfer of `bytes` bytes at the position is possible: `straight` from or
-    /// to the caller's memory, or through the buffer.
-    Status prepare(std::size_t bytes, bool straight);
-    /// One transfer between `memory` and the position; negative on failure.
-    std::ptrdiff_t move(char *memory, std::size_t bytes, bool writing);
+    /// Checks a transfer's range; unless it is `direct` from or to the caller's memory, also makes
+    /// room in the buffer.
+    Status prepare(std::uint64_t offset, std::size_t bytes, bool straight);
+    /// One system call, a read or write of `memory`; negative on failure.
+    std::ptrdiff_t move(std::uint64_t offset, char *memory, std::size_t bytes, bool writing);
     /// The failure that `error` stands for on this device.
     [[nodiscard]] Status failure(int error) const;
     /// The length in bytes; a failure when it can't be had or the medium is out.
@@ -83,7 +82,6 @@ private:
     unsigned int major = 0; ///< device number of a block device
     unsigned int minor = 0;
     std::uint32_t bytespersector = 0;
-    std::uint64_t position = 0;
     std::size_t buffersize = 0;
     struct Freed {
         void operator()(char *memory) const;

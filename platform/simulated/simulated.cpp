@@ -9,7 +9,7 @@ namespace platform
 namespace
 {
 
-/// The healthy device behind one handle of a simulated disk.
+/// One handle of a simulated disk, without its faults.
 class SimulatedDevice : public Device
 {
 public:
@@ -19,33 +19,25 @@ public:
     }
 
 protected:
-    Status doseek(std::uint64_t offset) override
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
-        position = offset;
-        return {};
-    }
-
-    Transfer doread(void *buffer, std::size_t bytes) override
-    {
-        if (!aligned(bytes))
+        if (!aligned(offset, bytes))
             return {{Fault::badargument, 0}, 0};
-        const std::size_t there = within(bytes);
-        if (there > 0 && !disk->store->load(position, buffer, there))
+        const std::size_t there = within(offset, bytes);
+        if (there > 0 && !disk->store->load(offset, buffer, there))
             return {{Fault::other, 0}, 0};
-        position += there;
-        return {{}, there};
+        return {Status::success(), there};
     }
 
-    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
         if (access == Access::read)
             return {{Fault::denied, 0}, 0};
-        if (!aligned(bytes))
+        if (!aligned(offset, bytes))
             return {{Fault::badargument, 0}, 0};
-        const std::size_t there = within(bytes);
-        if (there > 0 && !disk->store->save(position, buffer, there))
+        const std::size_t there = within(offset, bytes);
+        if (there > 0 && !disk->store->save(offset, buffer, there))
             return {{Fault::other, 0}, 0};
-        position += there;
         return {{there < bytes ? Fault::other : Fault::none, 0}, there};
     }
 
@@ -77,24 +69,23 @@ private:
         if (!known)
             return {Fault::unsupported, 0};
         out = *known;
-        return {};
+        return Status::success();
     }
 
-    [[nodiscard]] bool aligned(std::size_t bytes) const
+    [[nodiscard]] bool aligned(std::uint64_t offset, std::size_t bytes) const
     {
-        return position % disk->bytespersector == 0 && bytes % disk->bytespersector == 0;
+        return offset % disk->bytespersector == 0 && bytes % disk->bytespersector == 0;
     }
 
-    /// How many of `bytes` bytes from the position on lie on the medium.
-    [[nodiscard]] std::size_t within(std::size_t bytes) const
+    /// How many of `bytes` bytes from `offset` on lie on the medium.
+    [[nodiscard]] std::size_t within(std::uint64_t offset, std::size_t bytes) const
     {
-        const std::uint64_t left = disk->bytes > position ? disk->bytes - position : 0;
+        const std::uint64_t left = disk->bytes > offset ? disk->bytes - offset : 0;
         return static_cast<std::size_t>(std::min<std::uint64_t>(left, bytes));
     }
 
     std::shared_ptr<SimulatedDisk> disk;
     Access access;
-    std::uint64_t position = 0;
 };
 
 } // namespace
@@ -147,7 +138,7 @@ Status SimulatedBackend::systemvolumes(std::vector<std::string> &paths)
     if (systempaths.empty())
         return {Fault::unsupported, 0};
     paths.insert(paths.end(), systempaths.begin(), systempaths.end());
-    return {};
+    return Status::success();
 }
 
 Status SimulatedBackend::listdisks(std::vector<std::string> &paths)
@@ -158,7 +149,7 @@ Status SimulatedBackend::listdisks(std::vector<std::string> &paths)
         if (disk->listed)
             paths.push_back(disk->path);
     }
-    return {};
+    return Status::success();
 }
 
 std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access access,
@@ -173,15 +164,13 @@ std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access a
         status = {disk->opens ? Fault::other : Fault::denied, 0};
         return nullptr;
     }
-    status = {};
+    status = Status::success();
     std::unique_ptr<Device> device = std::make_unique<SimulatedDevice>(disk, access);
     if (disk->faults != nullptr) {
         disk->faults->bytespersector = disk->bytespersector;
         device = std::make_unique<FaultyDevice>(std::move(device), disk->faults);
     }
-    if (disk->recording != nullptr)
-        device = std::make_unique<RecordingDevice>(std::move(device), disk->recording);
-    return device;
+    return disk->wrap ? disk->wrap(std::move(device)) : std::move(device);
 }
 
 Status SimulatedBackend::inuse(const std::string &path, std::string &reason)
@@ -190,7 +179,7 @@ Status SimulatedBackend::inuse(const std::string &path, std::string &reason)
     if (disk == nullptr || !disk->inuse)
         return {Fault::unsupported, 0};
     reason = *disk->inuse;
-    return {};
+    return Status::success();
 }
 
 std::shared_ptr<SimulatedDisk> SimulatedBackend::find(const std::string &path) const

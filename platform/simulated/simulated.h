@@ -1,10 +1,10 @@
 #pragma once
 
 #include "platform/platform.h"
-#include "platform/simulated/faults.h"
-#include "platform/simulated/recording.h"
+#include "platform/simulated/faultydevice.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,9 +28,9 @@ std::shared_ptr<SectorStore> memorystore();
 /// Sectors in an image file, made sparse and `bytes` long if it is not there; null on failure.
 std::shared_ptr<SectorStore> imagestore(const std::string &file, std::uint64_t bytes);
 
-/// One simulated disk. An answer that is not set is refused as unsupported.
+/// One simulated disk. A request whose answer is not set fails as unsupported.
 struct SimulatedDisk {
-    std::string path;                   ///< device-interface path; what lists and opens it
+    std::string path;                   ///< device-interface path, listed and opened by it
     std::uint64_t bytes = 0;            ///< size of the medium
     std::uint32_t bytespersector = 512; ///< transfers must be whole sectors of this length
 
@@ -43,31 +43,31 @@ struct SimulatedDisk {
     std::optional<IdentifyData> identity;
     std::optional<bool> removable = false;
     bool opens = true;                ///< false: an open is denied
-    bool updatefails = false;         ///< true: the system does not take the new layout
+    bool updatefails = false;         ///< true: the system refuses the new layout (busy)
     std::optional<std::string> inuse; ///< who else uses it; empty: nobody
-    bool listed = true;               ///< false: it opens, but no list shows it (a volume)
+    bool listed = true;               ///< false: it opens, but is not listed (a volume)
 
     std::shared_ptr<SectorStore> store = memorystore();
     std::shared_ptr<FaultPlan> faults = std::make_shared<FaultPlan>();
-    std::shared_ptr<Recording> recording = std::make_shared<Recording>();
+    /// Wraps each opened device, outside the faults; not set: no wrapper.
+    std::function<std::unique_ptr<Device>(std::unique_ptr<Device>)> wrap;
 };
 
 /// A healthy disk that reports its size and a geometry of whole cylinders, 255 heads, 63 sectors.
 std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path, std::uint64_t bytes,
                                              std::uint32_t bytespersector = 512);
-/// The same with a geometry of its own; the medium is exactly so long.
+/// The same with this geometry; the medium has exactly its size.
 std::shared_ptr<SimulatedDisk> simulateddisk(const std::string &path,
                                              const DriveGeometry &geometry);
 /// Identity words with `model` in words 27 to 46, padded with blanks, bytes swapped as on the wire.
 IdentifyData identitywithmodel(const std::string &model);
 
-/// Disks that exist in this process alone. Each open gives a device with the disk's faults inside
-/// and its recording outside.
+/// Disks that exist only in this process. Each opened device has the disk's faults.
 class SimulatedBackend : public Backend
 {
 public:
     std::vector<std::shared_ptr<SimulatedDisk>> disks;
-    std::vector<std::string> systempaths; ///< of the system volume; empty: refused
+    std::vector<std::string> systempaths; ///< of the system volume; empty: unsupported
     bool listfails = false;
 
     Status systemvolumes(std::vector<std::string> &paths) override;

@@ -1,7 +1,7 @@
 #include "platform/windows/windowsbackend.h"
 
 #include "platform/readahead.h"
-#include "platform/windows/faults.h"
+#include "platform/windows/errors.h"
 #include "platform/windows/windowsdevice.h"
 
 #include <array>
@@ -36,7 +36,7 @@ Status WindowsBackend::systemvolumes(std::vector<std::string> &paths)
     if (length == 0 || length >= folder.size())
         return lastfailure();
     paths.push_back(std::string("\\\\.\\") + folder[0] + ":");
-    return {};
+    return Status::success();
 }
 
 Status WindowsBackend::listdisks(std::vector<std::string> &paths)
@@ -59,7 +59,7 @@ Status WindowsBackend::listdisks(std::vector<std::string> &paths)
         paths.emplace_back(detail->DevicePath);
     }
     ::SetupDiDestroyDeviceInfoList(set);
-    return {};
+    return Status::success();
 }
 
 std::unique_ptr<Device> WindowsBackend::open(const std::string &path, Access access, Status &status)

@@ -1,6 +1,6 @@
 #include "platform/windows/windowsdevice.h"
 
-#include "platform/windows/faults.h"
+#include "platform/windows/errors.h"
 #include "platform/windows/records.h"
 
 #include <algorithm>
@@ -13,9 +13,8 @@ namespace platform
 namespace
 {
 
-/// A call moves at most so many bytes: its count has 32 bits, and this is whole sectors of any
-/// length.
-constexpr std::size_t mostbytes = std::size_t{1} << 30;
+/// Most bytes in one call: its count has 32 bits, and this is a multiple of every sector length.
+constexpr std::size_t maxbytes = std::size_t{1} << 30;
 
 } // namespace
 
@@ -38,54 +37,50 @@ WindowsDevice::~WindowsDevice()
     ::CloseHandle(handle);
 }
 
-Status WindowsDevice::doseek(std::uint64_t offset)
+template <class Call, class Memory>
+Transfer WindowsDevice::transfer(const Call &call, std::uint64_t offset, Memory *memory,
+                                 std::size_t bytes)
 {
-    LARGE_INTEGER distance;
-    distance.QuadPart = static_cast<LONGLONG>(offset);
-    return ::SetFilePointerEx(handle, distance, nullptr, FILE_BEGIN) ? Status{} : lastfailure();
-}
-
-Transfer WindowsDevice::doread(void *buffer, std::size_t bytes)
-{
-    Transfer transfer;
+    // the two largest offsets mean "at the end" and "at the file pointer"
+    if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes)
+        return {{Fault::position, ERROR_NEGATIVE_SEEK}, 0};
+    Transfer transfer{Status::success(), 0};
     while (transfer.bytes < bytes) {
-        DWORD came = 0;
-        const auto piece = static_cast<DWORD>(std::min(bytes - transfer.bytes, mostbytes));
-        const BOOL good =
-            ::ReadFile(handle, static_cast<char *>(buffer) + transfer.bytes, piece, &came, nullptr);
-        if (!good)
+        // On a synchronous handle this is the offset alone, and the call waits for its end.
+        const std::uint64_t position = offset + transfer.bytes;
+        OVERLAPPED place{};
+        place.Offset = static_cast<DWORD>(position & 0xFFFFFFFF);
+        place.OffsetHigh = static_cast<DWORD>(position >> 32);
+        DWORD moved = 0;
+        const auto wanted = static_cast<DWORD>(std::min(bytes - transfer.bytes, maxbytes));
+        const bool good = call(handle, memory + transfer.bytes, wanted, &moved, &place);
+        // With an offset, a read at the end fails by this code; without one it moves nothing.
+        if (!good && ::GetLastError() != ERROR_HANDLE_EOF)
             transfer.status = transferfailure();
-        transfer.bytes += came;
-        if (!good || came < piece)
+        transfer.bytes += moved;
+        if (!good || moved < wanted)
             break;
     }
     return transfer;
 }
 
-Transfer WindowsDevice::dowrite(const void *buffer, std::size_t bytes)
+Transfer WindowsDevice::doread(std::uint64_t offset, void *buffer, std::size_t bytes)
 {
-    Transfer transfer;
-    while (transfer.bytes < bytes) {
-        DWORD went = 0;
-        const auto piece = static_cast<DWORD>(std::min(bytes - transfer.bytes, mostbytes));
-        const BOOL good = ::WriteFile(handle, static_cast<const char *>(buffer) + transfer.bytes,
-                                      piece, &went, nullptr);
-        if (!good)
-            transfer.status = transferfailure();
-        transfer.bytes += went;
-        if (!good || went < piece)
-            break;
-    }
-    return transfer;
+    return transfer(::ReadFile, offset, static_cast<char *>(buffer), bytes);
+}
+
+Transfer WindowsDevice::dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes)
+{
+    return transfer(::WriteFile, offset, static_cast<const char *>(buffer), bytes);
 }
 
 Status WindowsDevice::doflush()
 {
     if (::FlushFileBuffers(handle))
-        return {};
+        return Status::success();
     const Status status = lastfailure();
     // a drive without a cache of its own has nothing to hand on
-    return status.fault == Fault::unsupported ? Status{} : status;
+    return status.fault == Fault::unsupported ? Status::success() : status;
 }
 
 Status WindowsDevice::transferfailure()
@@ -105,7 +100,7 @@ Status WindowsDevice::request(DWORD code, void *in, std::size_t insize, void *ou
     if (!::DeviceIoControl(handle, code, in, static_cast<DWORD>(insize), out,
                            static_cast<DWORD>(outsize), &returned, nullptr))
         return lastfailure();
-    return returned < least ? Status{Fault::other, ERROR_BAD_LENGTH} : Status{};
+    return returned < least ? Status{Fault::other, ERROR_BAD_LENGTH} : Status::success();
 }
 
 Status WindowsDevice::dopartitionlength(std::uint64_t &bytes)
@@ -135,7 +130,7 @@ Status WindowsDevice::dofilesize(std::uint64_t &bytes)
     if (!::GetFileSizeEx(handle, &size))
         return lastfailure();
     bytes = static_cast<std::uint64_t>(size.QuadPart);
-    return {};
+    return Status::success();
 }
 
 Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
@@ -144,7 +139,7 @@ Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
     if (low == INVALID_FILE_SIZE)
         return lastfailure();
     bytes = low;
-    return {};
+    return Status::success();
 }
 
 Status WindowsDevice::dosectorsize(std::uint32_t &bytes)
@@ -204,7 +199,7 @@ Status WindowsDevice::doupdateproperties()
     // A file taken as a disk has no layout that the system reads: there is nobody to tell.
     BY_HANDLE_FILE_INFORMATION info;
     if (status.fault == Fault::unsupported && ::GetFileInformationByHandle(handle, &info))
-        return {};
+        return Status::success();
     return status;
 }
 

@@ -24,9 +24,8 @@ public:
     ~WindowsDevice() override;
 
 protected:
-    Status doseek(std::uint64_t offset) override;
-    Transfer doread(void *buffer, std::size_t bytes) override;
-    Transfer dowrite(const void *buffer, std::size_t bytes) override;
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override;
+    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override;
     Status doflush() override;
     Status dopartitionlength(std::uint64_t &bytes) override;
     Status dodrivegeometry(DriveGeometry &geometry) override;
@@ -44,7 +43,10 @@ private:
     /// Sends a request. An answer of fewer than `least` bytes is a failure.
     Status request(DWORD code, void *in, std::size_t insize, void *out, std::size_t outsize,
                    std::size_t least);
-    /// The failure of the transfer just made: one of the medium, or that the disk is gone.
+    /// Makes a transfer by `call`, ReadFile or WriteFile, in requests of at most `maxbytes`.
+    template <class Call, class Memory>
+    Transfer transfer(const Call &call, std::uint64_t offset, Memory *memory, std::size_t bytes);
+    /// The failure of the transfer just made: `medium`, or `gone` if the disk has no size any more.
     Status transferfailure();
 
     HANDLE handle;

@@ -1,12 +1,11 @@
 #pragma once
 
 #include "core/tlcore.h"
-#include "platform/simulated/simulated.h"
+#include "tests/support/recording.h"
 
 #include <gtest/gtest.h>
 
-/// A backend of its own for each test. Its handles are closed and the global geometry is put back
-/// afterwards.
+/// A backend for each test. Afterwards its handles are closed and the global geometry is reset.
 class CoreTest : public ::testing::Test
 {
 protected:
@@ -19,11 +18,12 @@ protected:
         g = geom{};
     }
 
-    std::shared_ptr<platform::SimulatedDisk> add(const std::string &path, std::uint64_t bytes,
-                                                 std::uint32_t bytespersector = 512)
+    std::shared_ptr<platform::RecordedDisk> add(const std::string &path, std::uint64_t bytes,
+                                                std::uint32_t bytespersector = 512)
     {
-        backend.disks.push_back(platform::simulateddisk(path, bytes, bytespersector));
-        return backend.disks.back();
+        auto disk = platform::recordeddisk(path, bytes, bytespersector);
+        backend.disks.push_back(disk);
+        return disk;
     }
 
     void *opened(const std::string &path)

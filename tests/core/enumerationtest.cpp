@@ -99,19 +99,18 @@ struct Drive : Device {
     static inline std::uint8_t map = 0;
     static inline IdentifyCommand sent;
 
-    Status doseek(std::uint64_t) override { return {}; }
-    Transfer doread(void *, std::size_t) override { return {}; }
-    Transfer dowrite(const void *, std::size_t) override { return {}; }
+    Transfer doread(std::uint64_t, void *, std::size_t) override { return {}; }
+    Transfer dowrite(std::uint64_t, const void *, std::size_t) override { return {}; }
     Status doidentitymap(std::uint8_t &answer) override
     {
         answer = map;
-        return {};
+        return Status::success();
     }
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override
     {
         sent = command;
         std::memcpy(&data[54], "BA C", 4); // the first character is the high byte of its word
-        return {};
+        return Status::success();
     }
 };
 

@@ -27,7 +27,7 @@ protected:
 
     const int bytes = GetParam();
     const unsigned sectorlength = static_cast<unsigned>(bytes);
-    std::shared_ptr<platform::SimulatedDisk> disk =
+    std::shared_ptr<platform::RecordedDisk> disk =
         add("disk", std::uint64_t{1000} * sectorlength, sectorlength);
     void *handle = opened("disk");
     platform::FaultPlan &faults = *disk->faults;
@@ -91,7 +91,8 @@ TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
     faults.unwritable.add(6);
     faults.unreadable.add(7);
     faults.lying.add(8);
-    for (const auto &[sector, result] : {std::pair(5U, 0), {6U, 2}, {7U, 3}, {8U, 4}})
+    faults.unreachable.add(50);
+    for (const auto &[sector, result] : {std::pair(5U, 0), {50U, 1}, {6U, 2}, {7U, 3}, {8U, 4}})
         EXPECT_EQ(writeandreadtestonesector(handle, sector, bytes), result) << sector;
     unsigned long long first = nosector;
     unsigned long long second = nosector;

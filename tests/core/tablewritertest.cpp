@@ -47,7 +47,7 @@ protected:
         return clock;
     }
 
-    std::shared_ptr<platform::SimulatedDisk> disk;
+    std::shared_ptr<platform::RecordedDisk> disk;
 };
 
 // 255 heads, 63 sectors: a cylinder has 16065 sectors. Cylinder 10 begins at 160650, 20 at 321300,

@@ -37,7 +37,7 @@ protected:
     }
     std::span<SEG> raw() { return {scan->segs, std::size_t(scan->segnum)}; }
 
-    std::shared_ptr<platform::SimulatedDisk> disk = adddisk(40, 2, 16);
+    std::shared_ptr<platform::RecordedDisk> disk = adddisk(40, 2, 16);
     DiskScanPage *scan = nullptr;
     DiskPartition *page = nullptr;
 };

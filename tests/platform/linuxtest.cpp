@@ -177,7 +177,8 @@ TEST(Linux, KnowsTheSystemAndOtherUsersThroughEveryLayer)
     for (const auto &[mount, disks] : rows) {
         tree.mounts(std::string("1 1 8:97 / / rw - ext4 x rw\n24 1 ") + mount + "\n");
         std::vector<std::string> paths;
-        LinuxBackend(tree.folder.path, "/dev", tree.folder / "proc").systemvolumes(paths);
+        LinuxBackend backend(tree.folder.path, "/dev", tree.folder / "proc");
+        EXPECT_EQ(backend.systemvolumes(paths).ok(), *disks != '\0') << mount;
         std::string letters;
         for (const std::string &path : paths)
             letters += path.starts_with("/dev/tsd") ? path.substr(8, path.find('#') - 8) : "";
@@ -245,8 +246,7 @@ TEST(Linux, ADiskDoesNotGrowAndOtherFilesAreNone)
     const auto device = LinuxDevice::open(file, Access::readwrite, status);
     ASSERT_NE(device, nullptr) << status.code;
     const std::string bytes(20 * 512, 'b');
-    device->seek(90 * 512);
-    const Transfer transfer = device->write(bytes.data(), bytes.size());
+    const Transfer transfer = device->write(90 * 512, bytes.data(), bytes.size());
     EXPECT_TRUE(transfer.bytes == 10 * 512 && transfer.status.code == ENOSPC);
 
     ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
@@ -304,8 +304,7 @@ TEST_P(LoopDevice, MeetsRealDamage)
     std::string out(400 * sector + 1, '\0');
     for (std::size_t i = 0; i < out.size(); i++)
         out[i] = static_cast<char>(i * 7 + i / sector);
-    device->seek(50 * sector);
-    EXPECT_EQ(device->write(out.data() + 1, 400 * sector).bytes, 400 * sector);
+    EXPECT_EQ(device->write(50 * sector, out.data() + 1, 400 * sector).bytes, 400 * sector);
     EXPECT_EQ(disk.medium(50 * sector, 400 * sector), out.substr(1));
 
     // 20 sectors that touch a bad one fail; up to it and behind it all is well.
@@ -317,25 +316,23 @@ TEST_P(LoopDevice, MeetsRealDamage)
                  {121, 20, true}, {5001, 1, true}, {300, 150, true}};
     std::string in(400 * sector + 1, 'x');
     for (const auto &[first, count, good] : reads) {
-        device->seek(first * sector);
-        const Transfer transfer = device->read(in.data() + 1, count * sector);
+        const Transfer transfer = device->read(first * sector, in.data() + 1, count * sector);
         EXPECT_EQ(transfer.status.code, good ? 0 : EIO) << first;
         EXPECT_EQ(transfer.status.fault, good ? Fault::none : Fault::medium) << first;
         EXPECT_EQ(transfer.bytes == count * sector, good) << first;
         EXPECT_EQ(in.substr(1, transfer.bytes), disk.medium(first * sector, transfer.bytes));
     }
-    device->seek(6990 * sector);
-    EXPECT_EQ(device->write(out.data() + 1, 20 * sector).status.fault, Fault::medium);
-    EXPECT_EQ(device->write(out.data() + 1, sector / 2).status.fault, Fault::badargument);
-    device->seek(sector / 2);
-    EXPECT_EQ(device->read(in.data(), sector).status.fault, Fault::badargument);
+    EXPECT_EQ(device->write(6990 * sector, out.data() + 1, 20 * sector).status.fault,
+              Fault::medium);
+    EXPECT_EQ(device->write(0, out.data() + 1, sector / 2).status.fault, Fault::badargument);
+    EXPECT_EQ(device->read(sector / 2, in.data(), sector).status.fault, Fault::badargument);
+    EXPECT_EQ(device->read(~std::uint64_t{0} / sector * sector, in.data(), sector).status.fault,
+              Fault::position);
 
     // The end of the disk.
-    device->seek(39990 * sector);
-    Transfer transfer = device->read(in.data(), 20 * sector);
+    Transfer transfer = device->read(39990 * sector, in.data(), 20 * sector);
     EXPECT_TRUE(transfer.status.ok() && transfer.bytes == 10 * sector);
-    device->seek(39990 * sector);
-    transfer = device->write(out.data(), 20 * sector);
+    transfer = device->write(39990 * sector, out.data(), 20 * sector);
     EXPECT_TRUE(transfer.status.fault == Fault::other && transfer.bytes == 10 * sector);
 
     EXPECT_TRUE(device->updateproperties().ok()) << "a disk without partitions has nobody to tell";
@@ -348,17 +345,16 @@ TEST_P(LoopDevice, MeetsRealDamage)
     EXPECT_EQ(status.fault, Fault::denied);
     const auto reader = LinuxDevice::open(disk.node, Access::read, status);
     ASSERT_NE(reader, nullptr) << status.code;
-    EXPECT_EQ(reader->read(in.data(), sector).bytes, sector);
-    EXPECT_EQ(reader->write(in.data(), sector).status.fault, Fault::denied);
+    EXPECT_EQ(reader->read(0, in.data(), sector).bytes, sector);
+    EXPECT_EQ(reader->write(0, in.data(), sector).status.fault, Fault::denied);
     on = 0; // else it outlives the loop device
     ASSERT_EQ(::ioctl(node, BLKROSET, &on), 0);
     ::close(node);
 
     // Pulled out while open: that is no damage, and not the end of the disk either.
     ASSERT_TRUE(disk.vanish());
-    device->seek(0);
     for (const Status &one :
-         {device->read(in.data(), sector).status, device->write(out.data(), sector).status,
+         {device->read(0, in.data(), sector).status, device->write(0, out.data(), sector).status,
           device->partitionlength(size), device->filesize(size)})
         EXPECT_EQ(one.fault, Fault::gone);
 }
@@ -416,7 +412,7 @@ TEST_P(LoopDevice, IsTakenForThisProcess)
     void *second = opendisk(disk.node.c_str());
     std::vector<char> bytes(sector, 'x');
     for (void *handle : {first, second, first})
-        ASSERT_EQ(device(handle).write(bytes.data(), sector).bytes, sector);
+        ASSERT_EQ(device(handle).write(0, bytes.data(), sector).bytes, sector);
     closedisk(first);
     EXPECT_FALSE(updatepartitiontable(second)) << "the hold itself is not in the way";
     EXPECT_NE(run(lock), 0);

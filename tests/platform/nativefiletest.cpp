@@ -59,16 +59,15 @@ TEST(NativeFile, IsTakenAsADisk)
     EXPECT_TRUE(disk->filesizelow(low).ok() && low == size);
     std::string in(1025, 'x'); // used from its second byte on, which has no alignment
     const std::string out(1025, 'a');
-    disk->seek(size - 1024);
-    EXPECT_EQ(disk->write(&out[1], 1024).bytes, 1024U);
+    EXPECT_EQ(disk->write(size - 1024, &out[1], 1024).bytes, 1024U);
     EXPECT_TRUE(disk->flush().ok());
-    disk->seek(size - 1024);
-    EXPECT_TRUE(disk->read(&in[1], 1024).status.ok());
+    EXPECT_TRUE(disk->read(size - 1024, &in[1], 1024).status.ok());
     EXPECT_EQ(in, 'x' + out.substr(1));
     // a short transfer is no failure here, and no whole one either
-    disk->seek(size - 512);
-    const Transfer transfer = disk->read(&in[1], 1024);
+    Transfer transfer = disk->read(size - 512, &in[1], 1024);
     EXPECT_TRUE(transfer.status.ok() && transfer.bytes == 512);
+    transfer = disk->read(size, &in[1], 1024);
+    EXPECT_TRUE(transfer.status.ok() && transfer.bytes == 0);
 
     DriveGeometry geometry;
     std::uint8_t map = 0;
@@ -77,6 +76,6 @@ TEST(NativeFile, IsTakenAsADisk)
     EXPECT_TRUE(disk->updateproperties().ok()) << "nobody reads tables there";
     const auto reader = nativebackend().open(name, Access::read, status);
     ASSERT_NE(reader, nullptr);
-    EXPECT_EQ(reader->write(out.data(), 512).status.fault, Fault::denied);
-    EXPECT_FALSE(reader->seek(~std::uint64_t{0}).ok() && reader->read(&in[1], 512).status.ok());
+    EXPECT_EQ(reader->write(0, out.data(), 512).status.fault, Fault::denied);
+    EXPECT_EQ(reader->read(~std::uint64_t{0}, &in[1], 512).status.fault, Fault::position);
 }

@@ -1,6 +1,6 @@
 #include "platform/readahead.h"
-#include "platform/decorator.h"
-#include "platform/simulated/simulated.h"
+
+#include "tests/support/recording.h"
 
 #include <gtest/gtest.h>
 
@@ -25,7 +25,7 @@ using Pairs = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 class ReadAheadTest : public ::testing::Test
 {
 protected:
-    ReadAheadTest() : disk(simulateddisk("disk", sectors * 512))
+    ReadAheadTest() : disk(recordeddisk("disk", sectors * 512))
     {
         for (std::uint64_t i = 0; i < sectors; i++)
             disk->store->save(i * 512, &i, sizeof i);
@@ -40,8 +40,7 @@ protected:
     std::uint64_t read(std::uint64_t first, std::uint64_t count)
     {
         std::vector<char> bytes(count * 512);
-        EXPECT_TRUE(device->seek(first * 512).ok());
-        const Transfer transfer = device->read(bytes.data(), bytes.size());
+        const Transfer transfer = device->read(first * 512, bytes.data(), bytes.size());
         if (!transfer.status.ok())
             return 0;
         for (std::uint64_t i = 0; i < transfer.bytes / 512; i++) {
@@ -57,7 +56,7 @@ protected:
     {
         Pairs list;
         bool answer = false;
-        device->removable(answer); // whatever is asked waits until nothing is under way
+        EXPECT_TRUE(device->removable(answer).ok()); // a request waits until the thread is idle
         for (const Operation &one : disk->recording->operations) {
             if (one.kind == Operation::Kind::read)
                 list.emplace_back(one.offset / 512, one.bytes / 512);
@@ -67,7 +66,7 @@ protected:
     }
 
     SimulatedBackend backend;
-    std::shared_ptr<SimulatedDisk> disk;
+    std::shared_ptr<RecordedDisk> disk;
     std::unique_ptr<Device> device;
 };
 
@@ -99,11 +98,9 @@ TEST_F(ReadAheadTest, AWriteDropsWhatWasFetched)
         std::vector<char> sector(512);
         std::memcpy(sector.data(), &at, sizeof at);
         sector[100] = 'x';
-        EXPECT_TRUE(device->seek(at * 512).ok());
-        EXPECT_EQ(device->write(sector.data(), 512).bytes, 512U);
-        EXPECT_TRUE(device->seek(at * 512).ok());
+        EXPECT_EQ(device->write(at * 512, sector.data(), 512).bytes, 512U);
         std::vector<char> back(512);
-        EXPECT_TRUE(device->read(back.data(), 512).status.ok());
+        EXPECT_TRUE(device->read(at * 512, back.data(), 512).status.ok());
         EXPECT_EQ(back, sector);
         EXPECT_EQ(reads(), (Pairs{{at, 1}}));
     }
@@ -182,25 +179,20 @@ struct BusyDisk : Decorator {
         busy = false;
     }
     ~BusyDisk() override { pass({}); }
-    Status ask(const char *name, const std::function<Status()> &request) override
+    Status request(const char *name, const std::function<Status()> &call) override
     {
         pass({});
-        return Decorator::ask(name, request);
+        return Decorator::request(name, call);
     }
-    Status doseek(std::uint64_t offset) override
-    {
-        pass({});
-        return Decorator::doseek(offset);
-    }
-    Transfer doread(void *buffer, std::size_t bytes) override
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
         pass(std::chrono::milliseconds(5));
-        return Decorator::doread(buffer, bytes);
+        return Decorator::doread(offset, buffer, bytes);
     }
-    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
         pass({});
-        return Decorator::dowrite(buffer, bytes);
+        return Decorator::dowrite(offset, buffer, bytes);
     }
 };
 
@@ -215,7 +207,7 @@ TEST_F(ReadAheadTest, AsksTheDiskForOneThingAtATime)
             EXPECT_EQ(read(at, 20), 20U);
         std::this_thread::sleep_for(std::chrono::milliseconds(2)); // the next piece is on its way
         if (i == 0) {
-            EXPECT_EQ(device->write(std::string(512, 'x').data(), 512).bytes, 512U);
+            EXPECT_EQ(device->write(80 * 512, std::string(512, 'x').data(), 512).bytes, 512U);
         } else if (i == 1) {
             EXPECT_EQ(read(500, 1), 1U);
         } else if (i == 2) {

@@ -15,10 +15,9 @@ TEST(Simulated, RefusesPartsOfSectorsAndWritesOfReaders)
     const auto disk = simulated.open("sim", Access::readwrite, status);
     const auto reader = simulated.open("sim", Access::read, status);
     const char bytes[4096] = {};
-    EXPECT_EQ(disk->write(bytes, 512).status.fault, Fault::badargument);
-    EXPECT_TRUE(disk->seek(512).ok());
-    EXPECT_EQ(disk->write(bytes, 4096).status.fault, Fault::badargument);
-    EXPECT_EQ(reader->write(bytes, 4096).status.fault, Fault::denied);
+    EXPECT_EQ(disk->write(0, bytes, 512).status.fault, Fault::badargument);
+    EXPECT_EQ(disk->write(512, bytes, 4096).status.fault, Fault::badargument);
+    EXPECT_EQ(reader->write(0, bytes, 4096).status.fault, Fault::denied);
 }
 
 // A caller that overlooks a failed open gets failures, and nothing worse.
@@ -27,9 +26,10 @@ TEST(Platform, NoDiskFailsEveryOperation)
     Device &none = device(invalidhandle);
     std::uint64_t size = 0;
     char bytes[512];
-    for (const Status &status :
-         {none.seek(0), none.read(bytes, 512).status, none.write(bytes, 512).status, none.flush(),
-          none.partitionlength(size), none.updateproperties(), device(nullptr).filesize(size)})
+    for (const Status &status : {none.read(0, bytes, 512).status, none.write(0, bytes, 512).status})
+        EXPECT_EQ(status.fault, Fault::position);
+    for (const Status &status : {none.flush(), none.partitionlength(size), none.updateproperties(),
+                                 device(nullptr).filesize(size)})
         EXPECT_EQ(status.fault, Fault::badargument);
     platform::close(invalidhandle);
 }

@@ -1,7 +1,7 @@
 #include "platform/awake.h"
 #include "platform/plainfile.h"
 #include "platform/platform.h"
-#include "platform/windows/faults.h"
+#include "platform/windows/errors.h"
 
 #include "tests/support/tempfolder.h"
 

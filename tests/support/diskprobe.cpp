@@ -18,8 +18,8 @@ namespace
 // Takes the answer by reference, so that it may come with the status.
 void say(const std::string &what, const platform::Status &status, const auto &answer)
 {
-    static const char *const faults[] = {"",     "medium",      "gone",        "denied",
-                                         "busy", "unsupported", "badargument", "other"};
+    static const char *const faults[] = {
+        "", "medium", "gone", "denied", "busy", "unsupported", "badargument", "position", "other"};
     std::cout << what << ": ";
     if (status.ok())
         std::cout << answer << '\n';
@@ -74,8 +74,8 @@ int main(int argc, char **argv)
     probe(disk);
     char buffer[512];
     for (int i = 2; i < argc; i++) {
-        disk.seek(std::strtoull(argv[i], nullptr, 10) * sizeof buffer);
-        const platform::Transfer transfer = disk.read(buffer, sizeof buffer);
+        const platform::Transfer transfer =
+            disk.read(std::strtoull(argv[i], nullptr, 10) * sizeof buffer, buffer, sizeof buffer);
         say(std::string("read of sector ") + argv[i], transfer.status, transfer.bytes);
     }
     std::cout << "disk still there: " << (diskpresent(handle) ? "yes" : "no") << '\n';

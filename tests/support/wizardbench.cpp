@@ -1,13 +1,13 @@
 #include "tests/support/wizardbench.h"
 
-std::shared_ptr<platform::SimulatedDisk>
+std::shared_ptr<platform::RecordedDisk>
 WizardBench::adddisk(std::uint64_t cylinders, std::uint32_t heads, std::uint32_t sectors)
 {
     const std::string number = std::to_string(backend.disks.size());
-    backend.disks.push_back(
-        platform::simulateddisk("sim" + number + "#d&disk" + number + "#serial#class",
-                                platform::DriveGeometry{cylinders, heads, sectors, 512}));
-    return backend.disks.back();
+    auto disk = platform::recordeddisk("sim" + number + "#d&disk" + number + "#serial#class",
+                                       platform::DriveGeometry{cylinders, heads, sectors, 512});
+    backend.disks.push_back(disk);
+    return disk;
 }
 
 void WizardBench::open(int row)

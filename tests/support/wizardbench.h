@@ -1,9 +1,9 @@
 #pragma once
 
 #include "planner/diskpartition.h"
-#include "platform/simulated/simulated.h"
 #include "scan/diskscanpage.h"
 #include "tests/support/dialogs.h"
+#include "tests/support/recording.h"
 #include "views/geomdlg.h"
 #include "wizard/dpwizard.h"
 #include "wizard/lastpage.h"
@@ -26,7 +26,7 @@ public:
     ~WizardBench() { platform::setbackend(nullptr); }
 
     /// Adds a disk of whole cylinders; its model, and so its scan file, is "disk<n>".
-    std::shared_ptr<platform::SimulatedDisk>
+    std::shared_ptr<platform::RecordedDisk>
     adddisk(std::uint64_t cylinders, std::uint32_t heads = 2, std::uint32_t sectors = 25);
     /// Makes and shows the wizard with disk `row` chosen (-1: none).
     void open(int row = 0);

@@ -98,7 +98,7 @@ protected:
     }
 
     WizardBench bench;
-    std::shared_ptr<platform::SimulatedDisk> simulated = bench.adddisk(65536, 8, 8);
+    std::shared_ptr<platform::RecordedDisk> simulated = bench.adddisk(65536, 8, 8);
 };
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "platform/windows/faults.h"
+#include "platform/windows/errors.h"
 
 namespace platform
 {

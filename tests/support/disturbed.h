@@ -10,14 +10,14 @@ namespace platform
 
 /// What happens to one call of a session.
 enum class Disturbance {
-    none, ///< it goes through
-    fail, ///< it alone fails
-    cut,  ///< a transfer moves half its bytes and succeeds; of a write whole sectors alone land
-    gone  ///< it and all later ones fail, as if the disks had been pulled out
+    none, ///< nothing
+    fail, ///< only this call fails
+    cut,  ///< a transfer moves half its bytes and succeeds; a write stores only whole sectors
+    gone  ///< this and all later calls fail, as if the disks had been removed
 };
 
-/// Numbers all calls that reach another backend and its devices, closes apart, and disturbs one of
-/// them. So a session can be repeated once for each of its calls.
+/// Counts all calls, except closes, to another backend and its devices, and disturbs one of them.
+/// So a session can be repeated once for each of its calls.
 class DisturbedBackend : public Backend
 {
 public:
@@ -25,7 +25,7 @@ public:
 
     Disturbance disturbance = Disturbance::none;
     std::uint64_t victim = 0;           ///< number of the call that is disturbed, from 0
-    std::uint32_t bytespersector = 512; ///< of the disks behind it
+    std::uint32_t bytespersector = 512; ///< of the disks
     std::vector<bool> calls;            ///< all calls so far; true: a transfer
 
     Status systemvolumes(std::vector<std::string> &paths) override;
@@ -33,7 +33,7 @@ public:
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
     Status inuse(const std::string &path, std::string &reason) override;
 
-    /// Counts a call: how it fails, or that it goes through. `cut` tells a transfer to be cut.
+    /// Counts a call; returns its failure or success. Sets `cut` for a transfer to be cut.
     Status enter(bool transfer = false, bool *cut = nullptr);
 
 private:

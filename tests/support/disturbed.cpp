@@ -1,4 +1,4 @@
-#include "platform/simulated/disturbed.h"
+#include "tests/support/disturbed.h"
 
 #include "platform/decorator.h"
 
@@ -11,7 +11,7 @@ namespace platform
 namespace
 {
 
-/// Asks its backend before each call whether it goes through.
+/// Counts each call at its backend, which may disturb it.
 class DisturbedDevice : public Decorator
 {
 public:
@@ -21,59 +21,42 @@ public:
     }
 
 protected:
-    Status doseek(std::uint64_t offset) override
-    {
-        if (const Status status = backend.enter(); !status.ok())
-            return status;
-        position = offset;
-        return inner->seek(offset);
-    }
-
-    Transfer doread(void *buffer, std::size_t bytes) override
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
         bool cut = false;
         if (const Status status = backend.enter(true, &cut); !status.ok())
             return {status, 0};
         std::vector<char> whole(bytes);
-        Transfer transfer = inner->read(whole.data(), bytes);
+        Transfer transfer = inner->read(offset, whole.data(), bytes);
         if (cut)
             transfer.bytes /= 2;
         if (transfer.bytes > 0)
             std::memcpy(buffer, whole.data(), transfer.bytes);
-        return moved(transfer);
+        return transfer;
     }
 
-    Transfer dowrite(const void *buffer, std::size_t bytes) override
+    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
         bool cut = false;
         if (const Status status = backend.enter(true, &cut); !status.ok())
             return {status, 0};
         if (!cut)
-            return moved(inner->write(buffer, bytes));
-        const std::size_t landing = bytes / 2 / backend.bytespersector * backend.bytespersector;
-        Transfer transfer = inner->write(buffer, landing);
+            return inner->write(offset, buffer, bytes);
+        const std::size_t stored = bytes / 2 / backend.bytespersector * backend.bytespersector;
+        Transfer transfer = inner->write(offset, buffer, stored);
         if (transfer.status.ok())
             transfer.bytes = bytes / 2;
-        return moved(transfer);
-    }
-
-    Status ask(const char *, const std::function<Status()> &request) override
-    {
-        const Status status = backend.enter();
-        return status.ok() ? request() : status;
-    }
-
-private:
-    /// The device behind may have moved further than is told.
-    Transfer moved(const Transfer &transfer)
-    {
-        position += transfer.bytes;
-        inner->seek(position);
         return transfer;
     }
 
+    Status request(const char *, const std::function<Status()> &call) override
+    {
+        const Status status = backend.enter();
+        return status.ok() ? call() : status;
+    }
+
+private:
     DisturbedBackend &backend;
-    std::uint64_t position = 0;
 };
 
 } // namespace
@@ -94,7 +77,7 @@ Status DisturbedBackend::enter(bool transfer, bool *cut)
     case Disturbance::none:
         break;
     }
-    return {};
+    return Status::success();
 }
 
 Status DisturbedBackend::systemvolumes(std::vector<std::string> &paths)

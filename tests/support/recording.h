@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/simulated/simulated.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace platform
+{
+
+/// One operation and its result.
+struct Operation {
+    enum class Kind { open, close, read, write, request };
+    Kind kind = Kind::open;
+    std::uint64_t offset = 0; ///< bytes from the start of the disk
+    std::uint64_t bytes = 0;  ///< requested, of a transfer
+    std::uint64_t moved = 0;  ///< bytes moved
+    Status status;
+    std::string what; ///< name of a request ("flush", "updateproperties", …)
+};
+
+/// The operations on one disk, over all its handles. Opens that failed are not in it.
+struct Recording {
+    std::vector<Operation> operations;
+
+    /// Sectors requested by each read or write, in order: "20, 20, 5".
+    [[nodiscard]] std::vector<std::uint64_t> transfers(Operation::Kind kind,
+                                                       std::uint32_t bytespersector) const;
+    [[nodiscard]] std::size_t count(Operation::Kind kind) const;
+    void clear() { operations.clear(); }
+};
+
+/// A simulated disk that records every operation.
+struct RecordedDisk : SimulatedDisk {
+    explicit RecordedDisk(const SimulatedDisk &disk);
+
+    std::shared_ptr<Recording> recording = std::make_shared<Recording>();
+};
+
+/// As `simulateddisk`, recorded.
+template <class... Arguments> std::shared_ptr<RecordedDisk> recordeddisk(Arguments... arguments)
+{
+    return std::make_shared<RecordedDisk>(*simulateddisk(arguments...));
+}
+
+} // namespace platform
