@@ -92,7 +92,7 @@ TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)
         EXPECT_TRUE(text.startsWith("!The disk does not answer any more.")) << gone;
         EXPECT_TRUE(planstate(*page) == before && std::ranges::equal(marks, raw())) << gone;
     }
-    EXPECT_GT(gone, 30);
+    EXPECT_GT(gone, 15);
 }
 
 TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)

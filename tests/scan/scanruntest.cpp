@@ -190,7 +190,7 @@ TEST_F(ScanRun, ADiskThatWentAwayIsNotFullOfBadSectors)
     const std::string marks = "..B.......";
     disk->faults->unreadable.add(2 * 50 + 1);
     bench.openscanpage();
-    disk->faults->vanishafter = 40;
+    disk->faults->vanishafter = 20;
     const std::string vanished = after("nw");
     const int done = page()->curseg;
     EXPECT_TRUE(done > 3 && done < 9);
@@ -199,17 +199,17 @@ TEST_F(ScanRun, ADiskThatWentAwayIsNotFullOfBadSectors)
     EXPECT_EQ(after("pw"), "SAVED planner " + marks + " .BBB......");
     // Gone at the boundary check that ends a run: the complete file stays good for reuse.
     after("bbn");
-    disk->faults->vanishafter = 10 * 3 * 2 + 10;
+    disk->faults->vanishafter = 10 * 3 + 5;
     EXPECT_EQ(after("nw"), "GONE waiting prev " + marks + " .BBB......");
     // At the boundary check of a reused result, at its probe, and never.
     disk->faults->unreadable.clear();
-    for (const std::uint64_t operations : {1, 130, 201, 203, 900}) {
+    for (const std::uint64_t operations : {1, 65, 100, 101, 450}) {
         disk->faults->vanishafter.reset();
         EXPECT_TRUE(putmarks("...B......"));
         after("bn");
         disk->faults->vanishafter = operations;
         const char *const expected =
-            operations < 900 ? "GONE waiting prev ...B......" : "planner ...B......";
+            operations < 450 ? "GONE waiting prev ...B......" : "planner ...B......";
         EXPECT_EQ(after("p"), expected) << operations;
     }
     // A known bad stretch may fail at the probe or not; one that was good may not.
