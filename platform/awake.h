@@ -5,18 +5,18 @@
 namespace platform
 {
 
-/// Keeps the machine from going to sleep for as long as it lives. A system without such a service
-/// is no failure: the object then does nothing.
+/// Keeps the machine from sleeping during its lifetime: holds an inhibitor lock of the system.
+/// Where there is no such lock the object does nothing; that is no error.
 class StayAwake
 {
 public:
-    /// `reason` is shown to users who ask their system what holds it awake.
+    /// `reason` is what the system shows to a user who lists the locks.
     explicit StayAwake(const char *reason);
     StayAwake(const StayAwake &) = delete;
     StayAwake &operator=(const StayAwake &) = delete;
     ~StayAwake();
 
-    /// Whether the system took the wish.
+    /// Whether the system granted the lock.
     [[nodiscard]] bool held() const;
 
 private:

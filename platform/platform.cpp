@@ -72,8 +72,7 @@ void *open(const char *path, Access access, Status *status)
 
 void close(void *handle)
 {
-    if (isopen(handle))
-        delete static_cast<Device *>(handle);
+    const std::unique_ptr<Device> owned(isopen(handle) ? static_cast<Device *>(handle) : nullptr);
 }
 
 Device &device(void *handle)

@@ -6,17 +6,17 @@
 #include <string>
 #include <vector>
 
-/// The narrow door to the operating system. Handles are `void*`; a `Device` stands behind each.
+/// The interface to the operating system. A handle is a `void*` to a `Device`.
 namespace platform
 {
 
 /// What a caller wants to do with a disk.
 enum class Access { read, readwrite };
 
-/// The handle that stands for no open disk (all bits set).
+/// The invalid handle (all bits set).
 extern void *const invalidhandle;
 
-/// One way to reach disks: the native system's, or a simulated one.
+/// A source of disks: the native system, or a simulation.
 class Backend
 {
 public:
@@ -25,8 +25,8 @@ public:
     Backend &operator=(const Backend &) = delete;
     virtual ~Backend() = default;
 
-    /// Appends the paths of what holds the running system: of its volume, which may lack the parts
-    /// of a disk path, or, as `listdisks` names them, of all disks that the volume lies on.
+    /// Appends the paths of the running system: either of its volume, which may lack the parts of a
+    /// disk path, or of all disks below that volume, as in `listdisks`.
     virtual Status systemvolumes(std::vector<std::string> &paths) = 0;
     /// Appends the device-interface path of each present disk, in the system's own order.
     /// A path reads `<node>#<device part>#<instance part>#<class part>`.
@@ -34,8 +34,8 @@ public:
     /// Opens a disk or volume by its path; null on failure, with the reason in `status`.
     virtual std::unique_ptr<Device> open(const std::string &path, Access access,
                                          Status &status) = 0;
-    /// Who else uses the disk of this path now, in words for the user ("mounted at /media/x");
-    /// empty if nobody does. Default: a system that can't tell.
+    /// Sets `reason` to the present user of the disk, in words ("mounted at /media/x"); empty if
+    /// there is none. Default: unsupported.
     virtual Status inuse(const std::string &, std::string &) { return {Fault::unsupported, 0}; }
 };
 
@@ -43,14 +43,14 @@ public:
 Backend &nativebackend();
 /// The backend in use: the native one until `setbackend` names another.
 Backend &backend();
-/// Uses another backend from now on (null: the native one again). The caller keeps it alive.
+/// Sets the backend in use (null: the native one). The caller keeps it alive.
 void setbackend(Backend *other);
 
-/// Opens a disk on the backend in use; `invalidhandle` on failure.
+/// Opens a disk on the backend in use; `invalidhandle` on failure, with the reason in `status`.
 void *open(const char *path, Access access, Status *status = nullptr);
-/// Closes a handle from `open`; `invalidhandle` and null are passed over.
+/// Closes a handle from `open`; ignores `invalidhandle` and null.
 void close(void *handle);
-/// The device behind a handle. For `invalidhandle` a device that refuses everything.
+/// The device of a handle; for `invalidhandle` and null one on which every operation fails.
 Device &device(void *handle);
 
 } // namespace platform

@@ -5,8 +5,8 @@
 namespace platform
 {
 
-/// Gives the class of a native window the icon with id 1 of the program's own resources; false if
-/// the program's module can't be had. A system whose windows have no classes has nothing to do.
+/// Sets the icon with id 1 of the program's resources for the class of a native window; false if
+/// the program's module is not found. Does nothing on systems without window classes.
 bool setwindowicon(std::uintptr_t window);
 
 } // namespace platform

@@ -19,18 +19,18 @@ namespace platform
 namespace
 {
 
-/// How long a drive may take, in milliseconds; one that sleeps answers this without waking up.
-constexpr unsigned int patience = 10000;
+/// Timeout of a command in milliseconds. A drive in standby answers it without spinning up.
+constexpr unsigned int timeout = 10000;
 
-/// Words of the identity that hold texts, both ends inclusive: serial, firmware, model.
+/// Words of the identity that contain text, both ends inclusive: serial, firmware, model.
 constexpr std::array<std::pair<std::size_t, std::size_t>, 3> textwords{
     {{10, 19}, {23, 26}, {27, 46}}};
 
 // Fields of an ATA pass-through command block.
 constexpr std::uint8_t passthrough16 = 0x85;
 constexpr std::uint8_t passthrough12 = 0xA1;
-constexpr std::uint8_t pioin = 4 << 1;       // protocol: data comes through the data register
-constexpr std::uint8_t onesectorfrom = 0x0E; // from the drive, in sectors, as many as counted
+constexpr std::uint8_t pioin = 4 << 1;       // protocol: PIO data-in
+constexpr std::uint8_t onesectorfrom = 0x0E; // from the drive; the length is the sector count
 
 Status passthrough(int descriptor, std::span<std::uint8_t> block, IdentifyData &data)
 {
@@ -44,10 +44,10 @@ Status passthrough(int descriptor, std::span<std::uint8_t> block, IdentifyData &
     request.dxfer_len = static_cast<unsigned int>(data.size());
     request.sbp = sense.data();
     request.mx_sb_len = static_cast<unsigned char>(sense.size());
-    request.timeout = patience;
+    request.timeout = timeout;
     if (::ioctl(descriptor, SG_IO, &request) != 0)
         return {faultof(errno), errno};
-    // some bridges report a success as a "recovered error"
+    // some bridges report success as a "recovered error"
     const bool described = (sense[0] & 0x7E) == 0x72;
     const bool recovered =
         request.status == 2 && (sense[described ? 1 : 2] & 0x0F) <= 1 && request.sb_len_wr > 2;
@@ -60,16 +60,16 @@ Status passthrough(int descriptor, std::span<std::uint8_t> block, IdentifyData &
 
 bool issoundidentity(const IdentifyData &data)
 {
-    // the top bit of word 0 stands for drives that are no disks
+    // the top bit of word 0 is set for drives that are no disks
     if ((data[1] & 0x80) != 0)
         return false;
-    // the last word may hold a mark and a byte that makes the sum of all bytes 0
+    // the last word may contain a signature and a checksum that makes the sum of all bytes 0
     if (data[510] == 0xA5 &&
         static_cast<std::uint8_t>(std::accumulate(data.begin(), data.end(), 0)) != 0)
         return false;
     const auto [first, last] = textwords[2];
     bool named = false;
-    for (std::size_t i = 2 * first; i < 2 * (last + 1); i++) {
+    for (std::size_t i = 2 * first; i < 2 * (last + 1); ++i) {
         if (data[i] != 0 && (data[i] < 0x20 || data[i] >= 0x7F))
             return false;
         named = named || data[i] > 0x20;
@@ -80,7 +80,7 @@ bool issoundidentity(const IdentifyData &data)
 void towireorder(IdentifyData &data)
 {
     for (const auto &[first, last] : textwords) {
-        for (std::size_t word = first; word <= last; word++)
+        for (std::size_t word = first; word <= last; ++word)
             std::swap(data[2 * word], data[2 * word + 1]);
     }
 }
@@ -91,7 +91,7 @@ Status ataidentity(int descriptor, const IdentifyCommand &command, IdentifyData 
     block16[0] = passthrough16;
     block16[1] = pioin;
     block16[2] = onesectorfrom;
-    block16[6] = 1; // count of sectors
+    block16[6] = 1; // sector count
     block16[13] = command.drivehead;
     block16[14] = command.command;
     std::array<std::uint8_t, 12> block12{};
@@ -112,7 +112,7 @@ Status ataidentity(int descriptor, const IdentifyCommand &command, IdentifyData 
         }
         if (status.fault == Fault::gone)
             return status;
-        // a device that takes no such request takes none of the other length either
+        // a device that rejects one command length rejects the other as well
         if (status.code != 0)
             break;
     }

@@ -5,14 +5,14 @@
 namespace platform
 {
 
-/// Fetches the identity of the ATA drive behind an open block device, as its words are on the wire:
-/// by a command passed through to the drive, else from the system's own copy. Fails where there is
-/// no such drive, or something in between that answers for it.
+/// Reads the identity of the ATA drive behind an open block device, words in wire order: by an ATA
+/// pass-through command, else from the kernel's copy. Fails if the device is no ATA drive, or if a
+/// bridge answers in its place.
 Status ataidentity(int descriptor, const IdentifyCommand &command, IdentifyData &data);
 
-/// Whether this can be the identity of an ATA disk, and not what a bridge made up.
+/// Whether this is the identity of an ATA disk, not one invented by a bridge.
 bool issoundidentity(const IdentifyData &data);
-/// Turns the system's copy, in which the texts stand in the order of reading, back into words.
+/// Restores the wire order of the kernel's copy, in which the bytes of the texts are swapped.
 void towireorder(IdentifyData &data);
 
 } // namespace platform

@@ -1,56 +1,64 @@
 #include "platform/awake.h"
+#include "platform/windowicon.h"
 
 #ifdef QUARN_SYSTEMD
 
+#include "platform/linux/descriptor.h"
+
 #include <fcntl.h>
 #include <systemd/sd-bus.h>
-#include <unistd.h>
 
 #include <cstdint>
 
 namespace platform
 {
 
-/// How long the service may take to answer, in microseconds.
-static constexpr std::uint64_t patience = 2'000'000;
-
-/// The service lets the machine sleep again when the descriptor is closed, in whatever way.
-struct StayAwake::Hold {
-    int descriptor;
-
-    explicit Hold(int file) : descriptor(file) {}
-    Hold(const Hold &) = delete;
-    Hold &operator=(const Hold &) = delete;
-    ~Hold() { ::close(descriptor); }
-};
-
-// The descriptor that stands for the wish; -1 if the service is not there or does not take it.
-static int inhibit(const char *reason)
+namespace
 {
-    sd_bus *bus = nullptr;
-    sd_bus_message *call = nullptr;
-    sd_bus_message *reply = nullptr;
-    int descriptor = -1;
+
+/// Timeout of the call to systemd-logind, in microseconds.
+constexpr std::uint64_t timeout = 2'000'000;
+
+template <auto release> struct Release {
+    void operator()(auto *object) const { release(object); }
+};
+using Bus = std::unique_ptr<sd_bus, Release<sd_bus_flush_close_unref>>;
+using Message = std::unique_ptr<sd_bus_message, Release<sd_bus_message_unref>>;
+
+/// Takes an inhibitor lock; not open if logind is not there or refuses.
+Descriptor inhibit(const char *reason)
+{
+    sd_bus *opened = nullptr;
+    const int connected = sd_bus_open_system(&opened);
+    const Bus bus(opened);
+    sd_bus_message *made = nullptr;
+    if (connected < 0 || sd_bus_message_new_method_call(
+                             bus.get(), &made, "org.freedesktop.login1", "/org/freedesktop/login1",
+                             "org.freedesktop.login1.Manager", "Inhibit") < 0)
+        return {};
+    const Message call(made);
+    if (sd_bus_message_append(made, "ssss", "sleep:idle", "QUARN", reason, "block") < 0)
+        return {};
+    sd_bus_message *received = nullptr;
+    const int answered = sd_bus_call(bus.get(), made, timeout, nullptr, &received);
+    const Message reply(received);
     int passed = -1;
-    if (sd_bus_open_system(&bus) >= 0 &&
-        sd_bus_message_new_method_call(bus, &call, "org.freedesktop.login1",
-                                       "/org/freedesktop/login1", "org.freedesktop.login1.Manager",
-                                       "Inhibit") >= 0 &&
-        sd_bus_message_append(call, "ssss", "sleep:idle", "QUARN", reason, "block") >= 0 &&
-        sd_bus_call(bus, call, patience, nullptr, &reply) >= 0 &&
-        sd_bus_message_read(reply, "h", &passed) >= 0)
-        descriptor = ::fcntl(passed, F_DUPFD_CLOEXEC, 0); // the message owns the one it brought
-    sd_bus_message_unref(reply);
-    sd_bus_message_unref(call);
-    sd_bus_flush_close_unref(bus);
-    return descriptor;
+    if (answered < 0 || sd_bus_message_read(received, "h", &passed) < 0)
+        return {};
+    return Descriptor(::fcntl(passed, F_DUPFD_CLOEXEC, 0)); // the message owns `passed`
 }
+
+} // namespace
+
+/// logind holds the inhibitor lock until the descriptor is closed.
+struct StayAwake::Hold {
+    Descriptor descriptor;
+};
 
 StayAwake::StayAwake(const char *reason)
 {
-    const int descriptor = inhibit(reason);
-    if (descriptor >= 0)
-        hold = std::make_unique<Hold>(descriptor);
+    if (Descriptor descriptor = inhibit(reason); descriptor.isopen())
+        hold = std::make_unique<Hold>(Hold{std::move(descriptor)});
 }
 
 } // namespace platform
@@ -60,7 +68,7 @@ StayAwake::StayAwake(const char *reason)
 namespace platform
 {
 
-/// Built without the means to ask: the machine is left to itself.
+/// Without libsystemd there is no inhibitor lock.
 struct StayAwake::Hold {
 };
 
@@ -78,6 +86,11 @@ StayAwake::~StayAwake() = default;
 bool StayAwake::held() const
 {
     return hold != nullptr;
+}
+
+bool setwindowicon(std::uintptr_t)
+{
+    return true;
 }
 
 } // namespace platform

@@ -19,20 +19,20 @@ namespace
 
 namespace fs = std::filesystem;
 
-/// Texts for the user stay below so many bytes; a path may have thousands.
-constexpr std::size_t longesttext = 120;
+/// Length limit of names shown to the user, in bytes; a path may have thousands.
+constexpr std::size_t maxtext = 120;
 
 DeviceNumber numberfrom(dev_t device)
 {
     return {::major(device), ::minor(device)};
 }
 
-/// Takes back the escapes of a field, a backslash and three octal digits each.
+/// Decodes the escapes of a field, a backslash and three octal digits each.
 std::string unescaped(const std::string &field)
 {
     const auto octal = [&](std::size_t i) { return field[i] >= '0' && field[i] <= '7'; };
     std::string text;
-    for (std::size_t i = 0; i < field.size(); i++) {
+    for (std::size_t i = 0; i < field.size(); ++i) {
         if (field[i] == '\\' && i + 3 < field.size() && octal(i + 1) && octal(i + 2) &&
             octal(i + 3)) {
             text += static_cast<char>((field[i + 1] - '0') * 64 + (field[i + 2] - '0') * 8 +
@@ -45,7 +45,7 @@ std::string unescaped(const std::string &field)
     return text;
 }
 
-/// A name that somebody else has chosen, as a user can be shown it: on one line and not too long.
+/// A foreign name made safe to show: without control characters, and of limited length.
 std::string shown(std::string text)
 {
     for (char &c : text) {
@@ -53,10 +53,10 @@ std::string shown(std::string text)
         if (code < 0x20 || code == 0x7F)
             c = '?';
     }
-    if (text.size() > longesttext) {
-        std::size_t length = longesttext;
+    if (text.size() > maxtext) {
+        std::size_t length = maxtext;
         while (length > 0 && (static_cast<unsigned char>(text[length]) & 0xC0) == 0x80)
-            length--;
+            --length;
         text.resize(length);
         text += "...";
     }
@@ -69,7 +69,7 @@ std::vector<std::string> words(const std::string &line)
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-/// The entries of a folder, in an order that does not change; none if it is not there.
+/// The entries of a folder, sorted; empty if it does not exist.
 std::set<fs::path> entries(const fs::path &folder)
 {
     std::set<fs::path> found;
@@ -128,7 +128,7 @@ fs::path Layers::folder(DeviceNumber device) const
 void Layers::gather(DeviceNumber device, std::set<std::string> &disks,
                     std::set<DeviceNumber> &seen) const
 {
-    // a system that shows a circle is walked through once
+    // visit each device once, even if the links form a cycle
     if (!seen.insert(device).second)
         return;
     fs::path whole = folder(device);
@@ -143,7 +143,7 @@ void Layers::gather(DeviceNumber device, std::set<std::string> &disks,
     }
     if (slaves.empty())
         disks.insert(whole.filename().string());
-    // A loop device lies on a disk or a file, and the file on others.
+    // A loop device is backed by a block device, or by a file on one.
     const std::string backing = attribute(whole / "loop" / "backing_file");
     struct stat info;
     if (!backing.empty() && ::stat(backing.c_str(), &info) == 0)
@@ -163,7 +163,7 @@ std::optional<DeviceNumber> Layers::numberof(const std::string &path) const
     struct stat info;
     if (::stat(path.c_str(), &info) == 0 && S_ISBLK(info.st_mode))
         return numberfrom(info.st_rdev);
-    // Without a node the system still knows the device by its name.
+    // A device without a node is found by its name.
     return parsenumber(attribute(system / "class" / "block" / fs::path(path).filename() / "dev"));
 }
 
@@ -202,7 +202,7 @@ std::vector<DeviceNumber> Layers::devicesof(const Mount &mount) const
 {
     if (mount.device.major != 0)
         return {mount.device};
-    // The source of other kinds without a device is any text that a user may have chosen.
+    // For other types without a device the source is an arbitrary text.
     if (mount.type != "btrfs" && mount.type != "bcachefs")
         return {};
     std::set<DeviceNumber> devices;
@@ -224,13 +224,13 @@ std::set<std::string> Layers::systemdisks() const
     std::set<std::string> disks;
     std::set<DeviceNumber> seen;
     const std::vector<Mount> all = mounts();
-    // of several mounts at one place the last one is seen
+    // of several mounts at one mount point the last one counts
     const auto root = std::find_if(all.rbegin(), all.rend(),
                                    [](const Mount &mount) { return mount.point == "/"; });
     if (root != all.rend()) {
         std::vector<DeviceNumber> devices = devicesof(*root);
         if (devices.empty() && root->type == "btrfs") {
-            // which of them is not known, so none may be taken
+            // it could be any of them, so all count
             for (const auto &pool : pools())
                 devices.insert(devices.end(), pool.begin(), pool.end());
         }
@@ -282,7 +282,7 @@ std::string Layers::userof(DeviceNumber disk) const
     std::ifstream swaps(processes / "swaps", std::ios::binary);
     std::string line;
     for (std::getline(swaps, line); std::getline(swaps, line);) {
-        // swap in a file lies on a file system that is mounted
+        // a swap file is covered by the mount of its file system
         const std::vector<std::string> fields = words(line);
         if (fields.size() < 2 || fields[1] != "partition")
             continue;

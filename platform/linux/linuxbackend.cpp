@@ -18,8 +18,8 @@ namespace
 
 namespace fs = std::filesystem;
 
-/// Kinds of hard disks, in the order of the list. A name goes on behind the prefix with letters
-/// (sda, sdaa) or with numbers that words separate (nvme0n1).
+/// Kinds of hard disks, in list order. Behind its prefix a name has letters (sda, sdaa), or one or
+/// two numbers (loop0, nvme0n1).
 struct Family {
     const char *prefix;
     bool lettered;
@@ -35,10 +35,10 @@ constexpr std::array<Family, 7> families{{
     {"loop", false, nullptr},
 }};
 
-/// A path must fit 200 bytes with its terminator.
-constexpr std::size_t longestpath = 199;
+/// Length limit of a path: 200 bytes with the terminator.
+constexpr std::size_t maxpath = 199;
 
-/// Reads a decimal number off the front of `text`; nothing if there is none.
+/// Removes a decimal number from the front of `text`; nothing if there is none.
 std::optional<std::uint64_t> takenumber(std::string &text)
 {
     const std::size_t digits = std::min(text.find_first_not_of("0123456789"), text.size());
@@ -49,7 +49,7 @@ std::optional<std::uint64_t> takenumber(std::string &text)
     return number;
 }
 
-/// What stands behind the prefix as the numbers of a disk; nothing if it is something else.
+/// Parses what follows the prefix; nothing if it is not the name of a whole disk.
 std::optional<std::vector<std::uint64_t>> disknumbers(std::string rest, const Family &family)
 {
     if (family.lettered) {
@@ -81,18 +81,18 @@ bool isblank(char c)
     return c == ' ' || (c >= '\t' && c <= '\r') || c == '\0';
 }
 
-/// Cuts a text to `bytes` bytes, and not inside a UTF-8 character.
-void cut(std::string &text, std::size_t bytes)
+/// Truncates a text to `bytes` bytes, not inside a UTF-8 character.
+void truncate(std::string &text, std::size_t bytes)
 {
     if (text.size() <= bytes)
         return;
     while (bytes > 0 && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80)
-        bytes--;
+        --bytes;
     text.resize(bytes);
 }
 
-/// A text as a part of a path can hold it.
-std::string part(const std::string &text, std::size_t longest)
+/// A text made fit to be a part of a path.
+std::string part(const std::string &text, std::size_t maxbytes)
 {
     const auto first = std::find_if_not(text.begin(), text.end(), isblank);
     const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isblank);
@@ -102,18 +102,18 @@ std::string part(const std::string &text, std::size_t longest)
         if (code <= 0x20 || code == 0x7F || c == '&' || c == '#' || c == '/')
             c = '_';
     }
-    cut(clean, longest);
+    truncate(clean, maxbytes);
     return clean;
 }
 
-/// The unit serial number in a vital product data page: text behind four bytes of header.
+/// The unit serial number of a vital product data page: the text after a header of four bytes.
 std::string pageserial(const fs::path &file)
 {
     const std::string page = attribute(file);
     return page.size() > 4 ? page.substr(4) : std::string();
 }
 
-/// The first of the texts that is more than blanks.
+/// The first text that is not blank.
 std::string firsttext(std::initializer_list<std::string> texts)
 {
     for (const std::string &text : texts) {
@@ -127,7 +127,7 @@ std::string firsttext(std::initializer_list<std::string> texts)
 
 std::optional<DiskName> diskname(const std::string &name)
 {
-    for (std::size_t i = 0; i < families.size(); i++) {
+    for (std::size_t i = 0; i < families.size(); ++i) {
         if (!name.starts_with(families[i].prefix))
             continue;
         if (auto numbers =
@@ -146,14 +146,14 @@ std::string devicepath(const std::string &node, const DiskTexts &texts)
                parts[3] + "#block";
     };
     std::string path = join();
-    while (path.size() > longestpath) {
+    while (path.size() > maxpath) {
         std::string &longest = *std::max_element(
             parts.begin(), parts.end(),
             [](const std::string &a, const std::string &b) { return a.size() < b.size(); });
         if (longest.empty())
             break;
-        const std::size_t excess = path.size() - longestpath;
-        cut(longest, longest.size() > excess ? longest.size() - excess : 0);
+        const std::size_t excess = path.size() - maxpath;
+        truncate(longest, longest.size() > excess ? longest.size() - excess : 0);
         path = join();
     }
     return path;
@@ -170,8 +170,7 @@ std::string LinuxBackend::describe(const std::string &name) const
     const fs::path device = block / "device";
     std::error_code error;
 
-    // Who drives the disk, for those that say nothing about themselves: the bus, else the name
-    // without its numbers.
+    // Stands in for a missing vendor: the bus, else the disk's name without its numbers.
     std::string driver = fs::read_symlink(device / "subsystem", error).filename().string();
     if (driver.empty())
         driver = name.substr(0, name.find_first_of("0123456789"));
@@ -180,7 +179,7 @@ std::string LinuxBackend::describe(const std::string &name) const
     const std::string backing = attribute(block / "loop" / "backing_file");
     texts.product = firsttext({attribute(device / "model"), attribute(device / "name"),
                                fs::path(backing).filename().string()});
-    // A vendor without a product is the number of a bus, not a maker.
+    // Without a model the vendor is a bus identifier, not a manufacturer.
     if (!attribute(device / "model").empty())
         texts.vendor = attribute(device / "vendor");
     texts.vendor = firsttext({texts.vendor, driver});
@@ -190,7 +189,7 @@ std::string LinuxBackend::describe(const std::string &name) const
     texts.serial = firsttext({attribute(block / "serial"), attribute(device / "serial"),
                               pageserial(device / "vpd_pg80"), name});
 
-    // Where a name holds '/', sysfs shows '!'.
+    // sysfs replaces '/' in a name by '!'.
     std::string node = name;
     std::replace(node.begin(), node.end(), '!', '/');
     return devicepath(nodes + "/" + node, texts);
@@ -208,13 +207,13 @@ Status LinuxBackend::listdisks(std::vector<std::string> &paths)
         if (!parsed || attribute(entry->path() / "hidden") == "1" ||
             attribute(entry->path() / "removable") == "1")
             continue;
-        // A loop device is a disk while it has a file that can be written.
+        // A loop device counts as a disk if it has a writable backing file.
         std::error_code unknown;
         if (name.starts_with("loop") &&
             (!fs::exists(entry->path() / "loop" / "backing_file", unknown) ||
              attribute(entry->path() / "size") == "0" || attribute(entry->path() / "ro") == "1"))
             continue;
-        // A card comes out of its slot, a soldered chip does not.
+        // SD cards are removable, eMMC chips are not.
         if (name.starts_with("mmcblk") && attribute(entry->path() / "device" / "type") != "MMC")
             continue;
         found.emplace_back(*parsed, name);
@@ -253,8 +252,8 @@ Status LinuxBackend::inuse(const std::string &path, std::string &reason)
     if (!number)
         return {Fault::unsupported, 0};
     reason = layers.userof(*number);
-    // mounted where this process can't see it, or used in a way that the system does not show
-    if (reason.empty() && LinuxDevice::taken(node))
+    // mounted in another mount namespace, or used in a way that sysfs does not show
+    if (reason.empty() && LinuxDevice::claimedbyother(node))
         reason = "held by another program";
     return Status::success();
 }

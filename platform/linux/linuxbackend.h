@@ -12,18 +12,18 @@
 namespace platform
 {
 
-/// The name of a whole disk taken apart; compares in natural order (sdb before sdaa).
+/// A parsed name of a whole disk; compares in natural order (sdb before sdaa).
 struct DiskName {
     std::size_t family = 0;             ///< index of the kind of driver
-    std::vector<std::uint64_t> numbers; ///< which disk of that kind
+    std::vector<std::uint64_t> numbers; ///< of the disk within its kind
 
     auto operator<=>(const DiskName &) const = default;
 };
 
-/// Takes the name of a block device apart; nothing if it can't be a hard disk.
+/// Parses the name of a block device; nothing if it can't be a hard disk.
 std::optional<DiskName> diskname(const std::string &name);
 
-/// The texts by which a disk's path names it, as the system reports them.
+/// The texts in a disk's path, as the system reports them.
 struct DiskTexts {
     std::string vendor;
     std::string product;
@@ -31,16 +31,15 @@ struct DiskTexts {
     std::string serial;
 };
 
-/// The device-interface path of a disk, below 200 bytes. Of the texts, the outer blanks go, and
-/// blanks inside, separators and control characters become '_'; texts too long are cut.
+/// The device-interface path of a disk, less than 200 bytes. Outer blanks of the texts are removed;
+/// inner blanks, separators and control characters become '_'; long texts are truncated.
 std::string devicepath(const std::string &node, const DiskTexts &texts);
 
 /// The disks of a Linux system.
 class LinuxBackend : public Backend
 {
 public:
-    /// `sysfs`, `dev`, `proc`: where the system shows its devices, where their nodes are, and where
-    /// it shows what it does with them.
+    /// `sysfs`, `dev`, `proc`: where these file systems are mounted.
     explicit LinuxBackend(std::string sysfs = "/sys", std::string dev = "/dev",
                           std::string proc = "/proc");
 
@@ -50,7 +49,7 @@ public:
     Status inuse(const std::string &path, std::string &reason) override;
 
 private:
-    /// The device-interface path of the disk of this name in sysfs.
+    /// The device-interface path of the disk with this name in sysfs.
     [[nodiscard]] std::string describe(const std::string &name) const;
 
     std::string system;

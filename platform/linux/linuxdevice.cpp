@@ -30,23 +30,21 @@ namespace platform
 namespace
 {
 
-/// The sector of a regular file, which has none of its own.
+/// Sector length of a regular file.
 constexpr std::uint32_t plainfilesector = 512;
-/// Alignment of the buffer, enough for every sector length in use.
-constexpr std::size_t leastalignment = 4096;
-/// A transfer is passed on in pieces of at most so many bytes.
-constexpr std::size_t mostbuffer = std::size_t{1} << 20;
+/// Alignment for O_DIRECT, enough for every sector length in use.
+constexpr std::size_t minalignment = 4096;
+/// Size limit of the buffer in bytes; longer transfers need several system calls.
+constexpr std::size_t maxbuffer = std::size_t{1} << 20;
 
-/// How long to wait for the system's own passing interest in a disk. It has a look at each one that
-/// was open for writing, also after this program.
-constexpr std::chrono::milliseconds claimpatience{300};
-constexpr std::chrono::milliseconds lockpatience{30000};
+// udev reopens a disk after a writer closes it, so a claim or a lock is retried.
+constexpr std::chrono::milliseconds claimtimeout{300};
+constexpr std::chrono::milliseconds locktimeout{30000};
 
-/// Tries until it succeeds, fails for another reason than that somebody else is at it, or takes too
-/// long; its last result.
-int persist(std::chrono::milliseconds patience, const std::function<int()> &attempt)
+/// Repeats `attempt` while it fails because the device is busy, until the timeout; its last result.
+int retry(std::chrono::milliseconds timeout, const std::function<int()> &attempt)
 {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto end = std::chrono::steady_clock::now() + timeout;
     for (;;) {
         const int result = attempt();
         if (result >= 0 || (errno != EBUSY && errno != EWOULDBLOCK && errno != EINTR) ||
@@ -54,6 +52,12 @@ int persist(std::chrono::milliseconds patience, const std::function<int()> &atte
             return result;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+}
+
+/// Whether this memory is aligned for O_DIRECT.
+bool isaligned(const void *memory)
+{
+    return reinterpret_cast<std::uintptr_t>(memory) % minalignment == 0;
 }
 
 } // namespace
@@ -102,27 +106,25 @@ Fault faultof(int error)
     }
 }
 
-/// The system keeps two holders apart by their open files, so handles of this process share one
-/// file that is open for nothing else. What only a holder may ask for goes through it.
+/// O_EXCL claims a device for one open file description, so all handles of this process share this
+/// one. Requests that need the claim use it.
 struct LinuxDevice::Claim {
-    int descriptor = -1;
+    Descriptor descriptor;
     bool locked = false;
-    bool refused = false; ///< the lock did not come in time; no later transfer waits for it again
+    bool timedout = false; ///< the lock was not granted in time; later transfers don't wait again
 
-    explicit Claim(int file) : descriptor(file) {}
-    Claim(const Claim &) = delete;
-    Claim &operator=(const Claim &) = delete;
-    ~Claim() { ::close(descriptor); }
+    explicit Claim(Descriptor file) : descriptor(std::move(file)) {}
 
-    /// Keeps the device manager away until the last handle is closed; it would read, and could take
-    /// for the truth, tables that are half written.
+    /// An exclusive flock keeps udev from reading half-written tables until the last handle is
+    /// closed.
     Status lock()
     {
         if (locked)
             return Status::success();
-        const auto patience = refused ? std::chrono::milliseconds(0) : lockpatience;
-        refused = persist(patience, [this] { return ::flock(descriptor, LOCK_EX | LOCK_NB); }) < 0;
-        locked = !refused;
+        const auto timeout = timedout ? std::chrono::milliseconds(0) : locktimeout;
+        locked =
+            retry(timeout, [this] { return ::flock(descriptor.get(), LOCK_EX | LOCK_NB); }) >= 0;
+        timedout = !locked;
         if (locked)
             return Status::success();
         return {errno == EWOULDBLOCK ? Fault::busy : faultof(errno), errno};
@@ -136,24 +138,23 @@ std::shared_ptr<LinuxDevice::Claim> LinuxDevice::claim(const std::string &node, 
     if (auto shared = claims[number].lock())
         return shared;
     const bool known = !Layers().userof({::major(number), ::minor(number)}).empty();
-    const int file = persist(known ? std::chrono::milliseconds(0) : claimpatience, [&node] {
-        return ::open(node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
-    });
-    if (file < 0) {
+    Descriptor file(retry(known ? std::chrono::milliseconds(0) : claimtimeout,
+                          [&node] { return ::open(node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC); }));
+    if (!file.isopen()) {
         status = {faultof(errno), errno};
         return nullptr;
     }
-    auto own = std::make_shared<Claim>(file);
     struct stat info;
-    if (::fstat(file, &info) != 0 || info.st_rdev != number) {
-        status = {Fault::gone, ENODEV}; // another device stands there by now
+    if (::fstat(file.get(), &info) != 0 || info.st_rdev != number) {
+        status = {Fault::gone, ENODEV}; // the node is another device now
         return nullptr;
     }
-    claims[number] = own;
-    return own;
+    auto made = std::make_shared<Claim>(std::move(file));
+    claims[number] = made;
+    return made;
 }
 
-bool LinuxDevice::taken(const std::string &node)
+bool LinuxDevice::claimedbyother(const std::string &node)
 {
     struct stat info;
     Status status;
@@ -161,14 +162,14 @@ bool LinuxDevice::taken(const std::string &node)
            !claim(node, info.st_rdev, status) && status.fault == Fault::busy;
 }
 
-void LinuxDevice::Freed::operator()(char *memory) const
+void LinuxDevice::Free::operator()(char *memory) const
 {
     std::free(memory);
 }
 
 std::unique_ptr<Device> LinuxDevice::open(const std::string &node, Access access, Status &status)
 {
-    // Looked at first, since the open alone of a pipe would wait for its other end.
+    // The type is checked first: opening a pipe would block until it has a writer.
     struct stat info;
     if (::stat(node.c_str(), &info) != 0) {
         status = {faultof(errno), errno};
@@ -187,33 +188,26 @@ std::unique_ptr<Device> LinuxDevice::open(const std::string &node, Access access
         writable = device->claimed != nullptr;
     }
     const int flags = (writable ? O_RDWR : O_RDONLY) | O_CLOEXEC;
-    int file = ::open(node.c_str(), flags | O_DIRECT);
-    if (file < 0 && errno == EINVAL && S_ISREG(info.st_mode)) {
+    device->access = access;
+    device->descriptor = Descriptor(::open(node.c_str(), flags | O_DIRECT));
+    if (!device->descriptor.isopen() && errno == EINVAL && S_ISREG(info.st_mode)) {
         device->direct = false;
-        file = ::open(node.c_str(), flags);
+        device->descriptor = Descriptor(::open(node.c_str(), flags));
     }
-    if (file < 0) {
+    if (!device->descriptor.isopen()) {
         status = {faultof(errno), errno};
         return nullptr;
     }
-    status = device->take(file, access);
+    status = device->examine();
     if (!status.ok())
         return nullptr;
     return device;
 }
 
-LinuxDevice::~LinuxDevice()
+Status LinuxDevice::examine()
 {
-    if (descriptor >= 0)
-        ::close(descriptor);
-}
-
-Status LinuxDevice::take(int file, Access wanted)
-{
-    descriptor = file;
-    access = wanted;
     struct stat info;
-    if (::fstat(descriptor, &info) != 0)
+    if (::fstat(descriptor.get(), &info) != 0)
         return {faultof(errno), errno};
     if (S_ISREG(info.st_mode)) {
         bytespersector = plainfilesector;
@@ -222,8 +216,8 @@ Status LinuxDevice::take(int file, Access wanted)
     if (!S_ISBLK(info.st_mode) || !direct)
         return {Fault::badargument, ENOTBLK};
     if (claimed) {
-        struct stat held;
-        if (::fstat(claimed->descriptor, &held) != 0 || held.st_rdev != info.st_rdev)
+        struct stat other;
+        if (::fstat(claimed->descriptor.get(), &other) != 0 || other.st_rdev != info.st_rdev)
             return {Fault::gone, ENODEV};
     }
     isblock = true;
@@ -231,38 +225,32 @@ Status LinuxDevice::take(int file, Access wanted)
     minor = ::minor(info.st_rdev);
     int logical = 0;
     int readonly = 0;
-    if (::ioctl(descriptor, BLKSSZGET, &logical) != 0 ||
-        ::ioctl(descriptor, BLKROGET, &readonly) != 0)
+    if (::ioctl(descriptor.get(), BLKSSZGET, &logical) != 0 ||
+        ::ioctl(descriptor.get(), BLKROGET, &readonly) != 0)
         return {faultof(errno), errno};
     if (logical <= 0)
         return {Fault::other, 0};
-    // Some kernels open a write-protected node for writing, and fail the writes.
+    // Some kernels open a write-protected device for writing, and then fail the writes.
     if (readonly != 0 && access == Access::readwrite)
         return {Fault::denied, EROFS};
     bytespersector = static_cast<std::uint32_t>(logical);
     return Status::success();
 }
 
-// Whether the system can move bytes from and to this memory directly.
-static bool isaligned(const void *memory)
-{
-    return reinterpret_cast<std::uintptr_t>(memory) % leastalignment == 0;
-}
-
-Status LinuxDevice::prepare(std::uint64_t offset, std::size_t bytes, bool straight)
+Status LinuxDevice::prepare(std::uint64_t offset, std::size_t bytes, bool aligned)
 {
     if (offset > static_cast<std::uint64_t>(INT64_MAX) - bytes)
         return {Fault::position, EINVAL};
     if (offset % bytespersector != 0 || bytes % bytespersector != 0)
         return {Fault::badargument, EINVAL};
-    if (straight)
+    if (aligned)
         return Status::success();
-    const std::size_t wanted = std::min(bytes, mostbuffer);
+    const std::size_t wanted = std::min(bytes, maxbuffer);
     if (wanted <= buffersize)
         return Status::success();
     void *memory = nullptr;
     const int error =
-        ::posix_memalign(&memory, std::max<std::size_t>(leastalignment, bytespersector), wanted);
+        ::posix_memalign(&memory, std::max<std::size_t>(minalignment, bytespersector), wanted);
     if (error != 0)
         return {Fault::other, error};
     buffer.reset(static_cast<char *>(memory));
@@ -275,14 +263,14 @@ std::ptrdiff_t LinuxDevice::move(std::uint64_t offset, char *memory, std::size_t
 {
     const auto position = static_cast<off_t>(offset);
     for (;;) {
-        const ssize_t moved = writing ? ::pwrite(descriptor, memory, bytes, position)
-                                      : ::pread(descriptor, memory, bytes, position);
+        const ssize_t moved = writing ? ::pwrite(descriptor.get(), memory, bytes, position)
+                                      : ::pread(descriptor.get(), memory, bytes, position);
         if (moved >= 0)
             return moved;
         if (errno == EINVAL && !isblock && direct) {
-            // The file system wants more than whole sectors.
-            const int flags = ::fcntl(descriptor, F_GETFL);
-            if (flags < 0 || ::fcntl(descriptor, F_SETFL, flags & ~O_DIRECT) != 0)
+            // The file system needs a larger alignment than a sector: use the cache.
+            const int flags = ::fcntl(descriptor.get(), F_GETFL);
+            if (flags < 0 || ::fcntl(descriptor.get(), F_SETFL, flags & ~O_DIRECT) != 0)
                 return -1;
             direct = false;
         } else if (errno != EINTR) {
@@ -293,30 +281,30 @@ std::ptrdiff_t LinuxDevice::move(std::uint64_t offset, char *memory, std::size_t
 
 Transfer LinuxDevice::doread(std::uint64_t offset, void *target, std::size_t bytes)
 {
-    const bool straight = isaligned(target);
-    Transfer transfer{prepare(offset, bytes, straight), 0};
+    const bool aligned = isaligned(target);
+    Transfer transfer{prepare(offset, bytes, aligned), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
-        char *const place = static_cast<char *>(target) + transfer.bytes;
-        // what came short may have left the alignment behind; the caller sees how far it went
-        if (straight && !isaligned(place))
+        char *const out = static_cast<char *>(target) + transfer.bytes;
+        // after a short read the rest may be unaligned; the caller gets the short transfer
+        if (aligned && !isaligned(out))
             break;
-        const std::size_t piece =
-            straight ? bytes - transfer.bytes : std::min(bytes - transfer.bytes, buffersize);
-        const std::ptrdiff_t came =
-            move(offset + transfer.bytes, straight ? place : buffer.get(), piece, false);
-        if (came < 0) {
+        const std::size_t length =
+            aligned ? bytes - transfer.bytes : std::min(bytes - transfer.bytes, buffersize);
+        const std::ptrdiff_t read =
+            move(offset + transfer.bytes, aligned ? out : buffer.get(), length, false);
+        if (read < 0) {
             transfer.status = failure(errno);
-        } else if (came == 0) {
-            // The end; also what a disk answers that has been pulled out.
+        } else if (read == 0) {
+            // The end of the disk, or a disk that was removed.
             std::uint64_t size = 0;
-            const Status status = length(size);
+            const Status status = disksize(size);
             if (status.fault == Fault::gone)
                 transfer.status = status;
             break;
         } else {
-            const auto count = static_cast<std::size_t>(came);
-            if (!straight)
-                std::memcpy(place, buffer.get(), count);
+            const auto count = static_cast<std::size_t>(read);
+            if (!aligned)
+                std::memcpy(out, buffer.get(), count);
             transfer.bytes += count;
             if (count % bytespersector != 0)
                 break;
@@ -330,41 +318,45 @@ Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::siz
     if (access == Access::read)
         return {{Fault::denied, EBADF}, 0};
     if (isblock) {
-        const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+        const Status status = lock();
         if (!status.ok())
             return {status, 0};
     }
     Transfer transfer{prepare(offset, bytes, false), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
-        std::size_t piece = std::min(bytes - transfer.bytes, buffersize);
+        const std::uint64_t position = offset + transfer.bytes;
+        std::size_t length = std::min(bytes - transfer.bytes, buffersize);
         if (!isblock) {
-            // A disk doesn't grow, so a file taken as one must not either.
+            // A file used as a disk must not grow.
             std::uint64_t size = 0;
-            transfer.status = length(size);
-            const std::uint64_t position = offset + transfer.bytes;
-            piece = static_cast<std::size_t>(
-                std::min<std::uint64_t>(piece, size > position ? size - position : 0));
-            if (transfer.status.ok() && piece == 0)
+            transfer.status = disksize(size);
+            length = static_cast<std::size_t>(
+                std::min<std::uint64_t>(length, size > position ? size - position : 0));
+            if (transfer.status.ok() && length == 0)
                 transfer.status = {Fault::other, ENOSPC};
             if (!transfer.status.ok())
                 break;
         }
-        std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, piece);
-        const std::ptrdiff_t went = move(offset + transfer.bytes, buffer.get(), piece, true);
-        if (went < 0) {
+        std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, length);
+        const std::ptrdiff_t written = move(position, buffer.get(), length, true);
+        if (written < 0)
             transfer.status = failure(errno);
-        } else if (went == 0) {
+        else if (written == 0)
             transfer.status = {Fault::other, ENOSPC};
-        } else {
-            transfer.bytes += static_cast<std::size_t>(went);
-        }
+        else
+            transfer.bytes += static_cast<std::size_t>(written);
     }
     return transfer;
 }
 
+Status LinuxDevice::lock()
+{
+    return claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+}
+
 Status LinuxDevice::doflush()
 {
-    while (::fsync(descriptor) != 0) {
+    while (::fsync(descriptor.get()) != 0) {
         if (errno != EINTR)
             return failure(errno);
     }
@@ -374,29 +366,28 @@ Status LinuxDevice::doflush()
 Status LinuxDevice::failure(int error) const
 {
     const Status status{faultof(error), error};
-    // The transfers of a disk that was pulled out fail like those of a damaged one, or as if they
-    // went beyond the end.
+    // Transfers on a removed disk fail like those on a damaged one, or as at the end of the disk.
     std::uint64_t size = 0;
     if (isblock && (status.fault == Fault::medium || status.fault == Fault::other) &&
-        length(size).fault == Fault::gone)
+        disksize(size).fault == Fault::gone)
         return {Fault::gone, error};
     return status;
 }
 
-Status LinuxDevice::length(std::uint64_t &bytes) const
+Status LinuxDevice::disksize(std::uint64_t &bytes) const
 {
     if (isblock) {
         std::uint64_t size = 0;
-        if (::ioctl(descriptor, BLKGETSIZE64, &size) != 0)
+        if (::ioctl(descriptor.get(), BLKGETSIZE64, &size) != 0)
             return {faultof(errno), errno};
-        // A node outlives its disk, and then has no length left.
+        // The node outlives its disk, with a size of 0.
         if (size == 0)
             return {Fault::gone, ENOMEDIUM};
         bytes = size;
         return Status::success();
     }
     struct stat info;
-    if (::fstat(descriptor, &info) != 0)
+    if (::fstat(descriptor.get(), &info) != 0)
         return {faultof(errno), errno};
     bytes = static_cast<std::uint64_t>(info.st_size);
     return Status::success();
@@ -404,7 +395,7 @@ Status LinuxDevice::length(std::uint64_t &bytes) const
 
 Status LinuxDevice::dopartitionlength(std::uint64_t &bytes)
 {
-    return length(bytes);
+    return disksize(bytes);
 }
 
 Status LinuxDevice::dodrivegeometry(DriveGeometry &geometry)
@@ -412,15 +403,15 @@ Status LinuxDevice::dodrivegeometry(DriveGeometry &geometry)
     if (!isblock)
         return {Fault::unsupported, 0};
     hd_geometry reported{};
-    if (::ioctl(descriptor, HDIO_GETGEO, &reported) != 0)
+    if (::ioctl(descriptor.get(), HDIO_GETGEO, &reported) != 0)
         return {faultof(errno), errno};
     if (reported.heads == 0 || reported.sectors == 0)
         return {Fault::unsupported, 0};
     std::uint64_t size = 0;
-    const Status status = length(size);
+    const Status status = disksize(size);
     if (!status.ok())
         return status;
-    // The request's own count of cylinders is cut at 16 bits.
+    // The request's own number of cylinders has only 16 bits.
     geometry.cylinders = size / (std::uint64_t{bytespersector} * reported.heads * reported.sectors);
     geometry.trackspercylinder = reported.heads;
     geometry.sectorspertrack = reported.sectors;
@@ -431,8 +422,8 @@ Status LinuxDevice::dodrivegeometry(DriveGeometry &geometry)
 Status LinuxDevice::dofilesize(std::uint64_t &bytes)
 {
     if (!isblock)
-        return length(bytes);
-    const off_t end = ::lseek(descriptor, 0, SEEK_END);
+        return disksize(bytes);
+    const off_t end = ::lseek(descriptor.get(), 0, SEEK_END);
     if (end < 0)
         return {faultof(errno), errno};
     if (end == 0)
@@ -460,11 +451,11 @@ Status LinuxDevice::doidentitymap(std::uint8_t &map)
 {
     if (!isblock)
         return {Fault::unsupported, 0};
-    // Which drives have one shows only when they are asked for it.
+    // Only an identify command shows whether the drive has an identity.
     constexpr IdentifyCommand command{0xEC, 0xA0, 0};
     if (!identity) {
         IdentifyData data;
-        const Status status = ataidentity(descriptor, command, data);
+        const Status status = ataidentity(descriptor.get(), command, data);
         if (!status.ok())
             return status;
         identity = data;
@@ -479,7 +470,7 @@ Status LinuxDevice::doidentify(const IdentifyCommand &command, IdentifyData &dat
         data = *identity;
         return Status::success();
     }
-    return isblock ? ataidentity(descriptor, command, data) : Status{Fault::unsupported, 0};
+    return isblock ? ataidentity(descriptor.get(), command, data) : Status{Fault::unsupported, 0};
 }
 
 Status LinuxDevice::doremovable(bool &answer)
@@ -503,18 +494,17 @@ Status LinuxDevice::doremovable(bool &answer)
 Status LinuxDevice::doupdateproperties()
 {
     if (isblock && access == Access::readwrite) {
-        const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+        const Status status = lock();
         if (!status.ok())
             return status;
     }
     if (const Status status = doflush(); !status.ok() || !isblock)
         return status;
-    // Of a device that is taken, only the file that holds it may ask for this.
-    if (::ioctl(claimed ? claimed->descriptor : descriptor, BLKRRPART) == 0)
+    // On a claimed device only the claiming file may do this.
+    if (::ioctl(claimed ? claimed->descriptor.get() : descriptor.get(), BLKRRPART) == 0)
         return Status::success();
     const int error = errno;
-    // A whole disk that refuses the request as such is one without partitions: there is nobody
-    // to tell.
+    // A whole disk that does not know the request can't have partitions: nothing to update.
     std::error_code unknown;
     const bool whole = !std::filesystem::exists("/sys/dev/block/" + std::to_string(major) + ":" +
                                                     std::to_string(minor) + "/partition",

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/descriptor.h"
 #include "platform/platform.h"
 
 #include <cstddef>
@@ -13,29 +14,26 @@
 namespace platform
 {
 
-/// What an error number of the system means.
+/// The kind of failure of a system error number.
 Fault faultof(int error);
 
-/// An open block device, or a regular file taken as a disk of 512-byte sectors.
+/// An open block device, or a regular file used as a disk of 512-byte sectors.
 ///
-/// Every transfer goes around the page cache: a read that memory answers tells nothing about the
-/// medium. The system then wants aligned memory, so the bytes of a caller that has none pass
-/// through a buffer of the device's own. A regular file alone may fall back to the cache where its
-/// file system knows no direct transfers.
+/// Transfers bypass the page cache (O_DIRECT), since a read from the cache does not test the
+/// medium. O_DIRECT needs aligned memory; a caller's unaligned bytes are copied through a buffer.
+/// Only a regular file falls back to the cache, if its file system does not support O_DIRECT.
 ///
-/// Who opens a block device for writing takes it for this process, so that nothing is mounted on it
-/// meanwhile. A device that somebody else has can still be looked at: it opens, but each write and
-/// each request for a new layout is refused as busy, through a descriptor that could not write
-/// anyway.
+/// O_EXCL claims a block device that is opened for writing, so that nothing can be mounted on it.
+/// If the device is claimed by something else, it is opened read-only: reads work, and each write
+/// and each update of the layout fails as busy.
 class LinuxDevice : public Device
 {
 public:
     /// Opens `node`; null on failure, with the reason in `status`.
     static std::unique_ptr<Device> open(const std::string &node, Access access, Status &status);
-    ~LinuxDevice() override;
 
-    /// Whether a block device is taken by another process or by the system itself.
-    static bool taken(const std::string &node);
+    /// Whether another process or the kernel has claimed a block device.
+    static bool claimedbyother(const std::string &node);
 
 protected:
     Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;
@@ -52,30 +50,31 @@ protected:
     Status doupdateproperties() override;
 
 private:
-    /// This process's hold on a device, one for all handles.
+    /// This process's claim on a device, shared by all handles.
     struct Claim;
 
     LinuxDevice() = default;
 
-    /// The hold on the device of this node and number, taken now or before; null if somebody else
-    /// has it (busy) or it can't be opened.
+    /// The claim on the device of this node and number, made now or before; null if something else
+    /// has claimed it (busy) or it can't be opened.
     static std::shared_ptr<Claim> claim(const std::string &node, dev_t number, Status &status);
 
-    /// Takes over `file`, already open, if it is something that a disk can be.
-    Status take(int file, Access wanted);
-    /// Checks a transfer's range; unless it is `direct` from or to the caller's memory, also makes
-    /// room in the buffer.
-    Status prepare(std::uint64_t offset, std::size_t bytes, bool straight);
+    /// Examines the open `descriptor`; fails if it can't be used as a disk.
+    Status examine();
+    /// Checks a transfer's range. Allocates the buffer unless the memory is `aligned`.
+    Status prepare(std::uint64_t offset, std::size_t bytes, bool aligned);
+    /// Locks a claimed block device before it is modified; busy if it is not claimed.
+    Status lock();
     /// One system call, a read or write of `memory`; negative on failure.
     std::ptrdiff_t move(std::uint64_t offset, char *memory, std::size_t bytes, bool writing);
-    /// The failure that `error` stands for on this device.
+    /// The failure of an error number on this device; `gone` if the device has no size any more.
     [[nodiscard]] Status failure(int error) const;
-    /// The length in bytes; a failure when it can't be had or the medium is out.
-    Status length(std::uint64_t &bytes) const;
+    /// The size in bytes; `gone` if the medium was removed.
+    Status disksize(std::uint64_t &bytes) const;
 
-    int descriptor = -1;
-    std::shared_ptr<Claim> claimed;       ///< of a block device that may be written
-    std::optional<IdentifyData> identity; ///< fetched once
+    std::shared_ptr<Claim> claimed;       ///< on a block device opened for writing
+    Descriptor descriptor;                ///< closed before the claim is released
+    std::optional<IdentifyData> identity; ///< read once
     bool isblock = false;
     bool direct = true;
     Access access = Access::read;
@@ -83,10 +82,10 @@ private:
     unsigned int minor = 0;
     std::uint32_t bytespersector = 0;
     std::size_t buffersize = 0;
-    struct Freed {
+    struct Free {
         void operator()(char *memory) const;
     };
-    std::unique_ptr<char, Freed> buffer;
+    std::unique_ptr<char, Free> buffer;
 };
 
 } // namespace platform

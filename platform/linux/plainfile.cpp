@@ -1,5 +1,7 @@
 #include "platform/plainfile.h"
 
+#include "platform/linux/descriptor.h"
+
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -14,23 +16,20 @@ namespace platform
 namespace
 {
 
-/// Opens a plain file, and nothing else, without waiting for whatever else it may be. Nothing is
-/// cut or written here, so that a device of that name stays as it is. Negative on failure.
-int openplain(const char *name, int flags, struct stat &info)
+/// Opens only a plain file, and does not block on anything else. Truncates and writes nothing, so
+/// that a device of that name is not changed.
+Descriptor openplain(const char *name, int flags, struct stat &info)
 {
-    const int file = ::open(name, flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644);
-    if (file < 0)
-        return -1;
-    if (::fstat(file, &info) == 0 && S_ISREG(info.st_mode))
+    Descriptor file(::open(name, flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0644));
+    if (!file.isopen() || (::fstat(file.get(), &info) == 0 && S_ISREG(info.st_mode)))
         return file;
-    ::close(file);
     errno = EINVAL;
-    return -1;
+    return {};
 }
 
-bool cut(int file, std::uint64_t bytes)
+bool truncate(const Descriptor &file, std::uint64_t bytes)
 {
-    while (::ftruncate(file, static_cast<off_t>(bytes)) != 0) {
+    while (::ftruncate(file.get(), static_cast<off_t>(bytes)) != 0) {
         if (errno != EINTR)
             return false;
     }
@@ -51,13 +50,12 @@ std::FILE *openplainfile(const char *name, const char *mode)
         return nullptr;
     }
     struct stat info;
-    const int file = openplain(name, flags, info);
-    if (file < 0)
+    Descriptor file = openplain(name, flags, info);
+    if (!file.isopen() || (flags == (O_WRONLY | O_CREAT) && !truncate(file, 0)))
         return nullptr;
-    std::FILE *stream =
-        flags != (O_WRONLY | O_CREAT) || cut(file, 0) ? ::fdopen(file, mode) : nullptr;
-    if (stream == nullptr)
-        ::close(file);
+    std::FILE *stream = ::fdopen(file.get(), mode);
+    if (stream != nullptr)
+        file.release();
     return stream;
 }
 
@@ -75,13 +73,9 @@ bool syncplainfile(std::FILE *file)
 bool cutplainfile(const char *name, unsigned long long bytes)
 {
     struct stat info;
-    const int file = openplain(name, O_WRONLY, info);
-    if (file < 0)
-        return false;
-    // A file is cut, never filled up.
-    const bool done = bytes <= static_cast<unsigned long long>(info.st_size) && cut(file, bytes);
-    ::close(file);
-    return done;
+    const Descriptor file = openplain(name, O_WRONLY, info);
+    return file.isopen() && bytes <= static_cast<unsigned long long>(info.st_size) &&
+           truncate(file, bytes);
 }
 
 } // namespace platform

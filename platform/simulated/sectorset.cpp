@@ -11,8 +11,8 @@ void SectorSet::add(std::uint64_t first, std::uint64_t last)
 {
     if (first > last)
         return;
-    // Swallow the range that reaches up to `first` or touches it, and all that begin up to one
-    // behind `last`. The comparisons avoid `last` + 1, which may not exist.
+    // Merge with the range that contains `first` or ends just before it, and with all that begin
+    // up to one behind `last`. The comparisons avoid `last` + 1, which may overflow.
     auto at = ranges.upper_bound(first);
     if (at != ranges.begin()) {
         const auto before = std::prev(at);

@@ -7,7 +7,7 @@
 namespace platform
 {
 
-/// A set of sector numbers, kept as ranges.
+/// A set of sector numbers, stored as ranges.
 ///
 /// Invariant: the ranges (first -> last, both inclusive) are ascending, disjoint and not adjacent.
 class SectorSet
@@ -16,7 +16,7 @@ public:
     /// Adds `first` to `last`, inclusive; nothing if `first` > `last`.
     void add(std::uint64_t first, std::uint64_t last);
     void add(std::uint64_t sector) { add(sector, sector); }
-    /// Takes `first` to `last`, inclusive, out.
+    /// Removes `first` to `last`, inclusive.
     void remove(std::uint64_t first, std::uint64_t last);
     void clear() { ranges.clear(); }
     [[nodiscard]] bool empty() const { return ranges.empty(); }

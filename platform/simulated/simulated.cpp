@@ -126,7 +126,7 @@ IdentifyData identitywithmodel(const std::string &model)
     std::string text = model;
     text.resize((lastword - firstword + 1) * 2, ' ');
     for (std::size_t i = 0; i < text.size(); i += 2) {
-        // The first of two characters is the high byte of its word, which comes second.
+        // The first of two characters is the high byte of its word, stored second.
         data[firstword * 2 + i] = static_cast<std::uint8_t>(text[i + 1]);
         data[firstword * 2 + i + 1] = static_cast<std::uint8_t>(text[i]);
     }

@@ -14,7 +14,7 @@
 namespace platform
 {
 
-/// Where a simulated disk keeps its sectors: sparse in memory, or in a sparse image file.
+/// The storage of a simulated disk: sparse in memory, or a sparse image file.
 class SectorStore
 {
 public:
@@ -23,9 +23,9 @@ public:
     virtual bool save(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
 };
 
-/// Sectors in memory; what was never written reads as zeros.
+/// A store in memory; sectors never written read as zeros.
 std::shared_ptr<SectorStore> memorystore();
-/// Sectors in an image file, made sparse and `bytes` long if it is not there; null on failure.
+/// A store in an image file, created sparse with `bytes` bytes if missing; null on failure.
 std::shared_ptr<SectorStore> imagestore(const std::string &file, std::uint64_t bytes);
 
 /// One simulated disk. A request whose answer is not set fails as unsupported.

@@ -15,7 +15,7 @@ namespace platform
 namespace
 {
 
-/// Keeps the pages that hold anything but zeros.
+/// Stores only pages that contain more than zeros.
 class MemoryStore : public SectorStore
 {
 public:
@@ -58,7 +58,7 @@ private:
     static constexpr std::size_t pagesize = 4096;
     using Page = std::array<char, pagesize>;
 
-    /// Where `offset` lies in its page, and how many of `bytes` bytes lie in that page.
+    /// The offset within its page, and how many of `bytes` bytes are in that page.
     static std::pair<std::size_t, std::size_t> inpage(std::uint64_t offset, std::size_t bytes)
     {
         const std::size_t start = static_cast<std::size_t>(offset % pagesize);
@@ -68,7 +68,7 @@ private:
     std::unordered_map<std::uint64_t, std::unique_ptr<Page>> pages;
 };
 
-/// Keeps the sectors where they lie on the disk, in a file that other tools can read at any time.
+/// Stores each sector at its offset in a file, which other tools can read at any time.
 class ImageStore : public SectorStore
 {
 public:
@@ -82,9 +82,9 @@ public:
         file.read(target, static_cast<std::streamsize>(bytes));
         if (file.bad() || (file.fail() && !file.eof()))
             return false;
-        // A file shorter than the disk: the rest was never written.
-        const std::size_t came = static_cast<std::size_t>(file.gcount());
-        std::memset(target + came, 0, bytes - came);
+        // The file may be shorter than the disk; the rest was never written.
+        const std::size_t read = static_cast<std::size_t>(file.gcount());
+        std::memset(target + read, 0, bytes - read);
         return true;
     }
 

@@ -1,4 +1,5 @@
 #include "platform/awake.h"
+#include "platform/windowicon.h"
 
 #include "platform/windows/windows.h"
 
@@ -8,26 +9,26 @@ namespace platform
 namespace
 {
 
-/// The wish belongs to the thread, so it goes with the last that has it.
-int holders = 0;
+/// Number of live holds. The execution state belongs to the thread; the last hold clears it.
+int holds = 0;
 
 } // namespace
 
 struct StayAwake::Hold {
-    Hold() { holders++; }
+    Hold() { ++holds; }
     Hold(const Hold &) = delete;
     Hold &operator=(const Hold &) = delete;
     ~Hold()
     {
-        if (--holders == 0)
+        if (--holds == 0)
             ::SetThreadExecutionState(ES_CONTINUOUS);
     }
 };
 
-// This system shows the program's name, and asks for no reason.
+// Windows shows the program's name and has no place for a reason.
 StayAwake::StayAwake(const char *)
 {
-    // Null is the failure; the state before it is never null.
+    // Returns the previous state, which is never 0, or 0 on failure.
     if (::SetThreadExecutionState(ES_CONTINUOUS | ES_SYSTEM_REQUIRED) != 0)
         hold = std::make_unique<Hold>();
 }
@@ -37,6 +38,19 @@ StayAwake::~StayAwake() = default;
 bool StayAwake::held() const
 {
     return hold != nullptr;
+}
+
+bool setwindowicon(std::uintptr_t window)
+{
+    const HMODULE module = ::GetModuleHandleA(nullptr);
+    if (module == nullptr)
+        return false;
+    const HICON icon = ::LoadIconA(module, MAKEINTRESOURCEA(1));
+    // SetClassLongA takes 32 bits only; on 32-bit systems both names are the same function.
+    if (icon != nullptr)
+        ::SetClassLongPtrA(reinterpret_cast<HWND>(window), GCLP_HICON,
+                           reinterpret_cast<LONG_PTR>(icon));
+    return true;
 }
 
 } // namespace platform

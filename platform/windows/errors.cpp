@@ -3,13 +3,18 @@
 namespace platform
 {
 
-// Codes that not every set of the system's headers names.
-static constexpr DWORD devicefeaturenotsupported = 316;
-static constexpr DWORD deviceunreachable = 321;
-static constexpr DWORD offsetalignmentviolation = 327;
-static constexpr DWORD nosuchdevice = 433;
-static constexpr DWORD devicehardwareerror = 483;
-static constexpr DWORD elevationrequired = 740;
+namespace
+{
+
+// Codes that some versions of the system's headers lack.
+constexpr DWORD devicefeaturenotsupported = 316;
+constexpr DWORD deviceunreachable = 321;
+constexpr DWORD offsetalignmentviolation = 327;
+constexpr DWORD nosuchdevice = 433;
+constexpr DWORD devicehardwareerror = 483;
+constexpr DWORD elevationrequired = 740;
+
+} // namespace
 
 Fault faultof(DWORD code)
 {
@@ -22,15 +27,15 @@ Fault faultof(DWORD code)
     case ERROR_WRITE_FAULT:
     case ERROR_READ_FAULT:
     case ERROR_GEN_FAILURE:
-    case ERROR_SEM_TIMEOUT: // the drive gave up in its own time, or was given up
+    case ERROR_SEM_TIMEOUT: // the drive did not answer in time
     case devicehardwareerror:
     case ERROR_IO_DEVICE:
     case ERROR_DISK_OPERATION_FAILED:
     case ERROR_DISK_RESET_FAILED:
     case ERROR_DISK_CORRUPT:
     case ERROR_FILE_CORRUPT:
-    // a drive that has just struggled with a sector answers so too; one that is gone has other
-    // answers to the next question
+    // also the answer of a drive that is busy after a bad sector; a removed one fails the next
+    // request with another code
     case ERROR_NOT_READY:
         return Fault::medium;
     case ERROR_FILE_NOT_FOUND:
@@ -41,7 +46,7 @@ Fault faultof(DWORD code)
     case ERROR_DEV_NOT_EXIST:
     case deviceunreachable:
     case nosuchdevice:
-    case ERROR_FILE_INVALID: // the disk behind this handle was changed for another
+    case ERROR_FILE_INVALID: // the disk of this handle was replaced
     case ERROR_MEDIA_CHANGED:
     case ERROR_NO_MEDIA_IN_DRIVE:
     case ERROR_DEVICE_NOT_CONNECTED:
@@ -80,7 +85,7 @@ Fault faultof(DWORD code)
 Status lastfailure()
 {
     const DWORD code = ::GetLastError();
-    // a call that failed without a reason has failed all the same
+    // a failed call is a failure even without a code
     return {code == ERROR_SUCCESS ? Fault::other : faultof(code), static_cast<int>(code)};
 }
 

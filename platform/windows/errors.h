@@ -6,7 +6,7 @@
 namespace platform
 {
 
-/// What an error code of the system means. A code that the table does not know is `other`.
+/// The kind of failure of a system error code; `other` for an unknown code.
 Fault faultof(DWORD code);
 
 /// The failure of the call just made, with its code.

@@ -1,6 +1,6 @@
 #include "platform/plainfile.h"
 
-#include "platform/windows/windows.h"
+#include "platform/windows/handle.h"
 
 #include <cstring>
 
@@ -13,31 +13,29 @@ namespace platform
 namespace
 {
 
-/// Opens a plain file, and nothing else. Nothing is cut or written here, so that a device of that
-/// name stays as it is.
-HANDLE openplain(const char *name, DWORD access, DWORD disposition)
+/// Opens only a plain file. Truncates and writes nothing, so that a device of that name is not
+/// changed.
+FileHandle openplain(const char *name, DWORD access, DWORD disposition)
 {
-    // Shared in every way: the program itself cuts a file that it has open.
-    const HANDLE file =
+    // Shared in every way, since the program truncates a file while it has it open.
+    FileHandle file(
         ::CreateFileA(name, access, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                      disposition, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
-    if (file == INVALID_HANDLE_VALUE)
-        return file;
-    // A device of the kind of a disk has no such information.
+                      disposition, FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    // Fails for a disk device, whose file type is the same as that of a file.
     BY_HANDLE_FILE_INFORMATION info;
-    if (::GetFileType(file) == FILE_TYPE_DISK && ::GetFileInformationByHandle(file, &info) &&
+    if (file && ::GetFileType(file.get()) == FILE_TYPE_DISK &&
+        ::GetFileInformationByHandle(file.get(), &info) &&
         (info.dwFileAttributes &
          (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) == 0)
         return file;
-    ::CloseHandle(file);
-    return INVALID_HANDLE_VALUE;
+    return FileHandle();
 }
 
-bool cut(HANDLE file, unsigned long long bytes)
+bool truncate(const FileHandle &file, unsigned long long bytes)
 {
     LARGE_INTEGER end;
     end.QuadPart = static_cast<LONGLONG>(bytes);
-    return ::SetFilePointerEx(file, end, nullptr, FILE_BEGIN) && ::SetEndOfFile(file);
+    return ::SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && ::SetEndOfFile(file.get());
 }
 
 } // namespace
@@ -45,20 +43,20 @@ bool cut(HANDLE file, unsigned long long bytes)
 std::FILE *openplainfile(const char *name, const char *mode)
 {
     const bool reading = std::strcmp(mode, "rb") == 0;
-    const bool anew = std::strcmp(mode, "wb") == 0;
-    if (!reading && !anew && std::strcmp(mode, "ab") != 0)
+    const bool emptied = std::strcmp(mode, "wb") == 0;
+    if (!reading && !emptied && std::strcmp(mode, "ab") != 0)
         return nullptr;
-    const HANDLE file = openplain(name, reading ? GENERIC_READ : GENERIC_WRITE,
-                                  reading ? OPEN_EXISTING : OPEN_ALWAYS);
-    if (file == INVALID_HANDLE_VALUE)
+    FileHandle file = openplain(name, reading ? GENERIC_READ : GENERIC_WRITE,
+                                reading ? OPEN_EXISTING : OPEN_ALWAYS);
+    if (!file || (emptied && !truncate(file, 0)))
         return nullptr;
-    const int flags = _O_BINARY | (reading ? _O_RDONLY : anew ? _O_WRONLY : _O_WRONLY | _O_APPEND);
-    const int descriptor =
-        !anew || cut(file, 0) ? ::_open_osfhandle(reinterpret_cast<intptr_t>(file), flags) : -1;
-    if (descriptor < 0) {
-        ::CloseHandle(file);
+    const int flags = _O_BINARY | (reading   ? _O_RDONLY
+                                   : emptied ? _O_WRONLY
+                                             : _O_WRONLY | _O_APPEND);
+    const int descriptor = ::_open_osfhandle(reinterpret_cast<intptr_t>(file.get()), flags);
+    if (descriptor < 0)
         return nullptr;
-    }
+    file.release(); // the descriptor owns it now
     std::FILE *stream = ::_fdopen(descriptor, mode);
     if (stream == nullptr)
         ::_close(descriptor);
@@ -72,15 +70,10 @@ bool syncplainfile(std::FILE *file)
 
 bool cutplainfile(const char *name, unsigned long long bytes)
 {
-    const HANDLE file = openplain(name, GENERIC_WRITE, OPEN_EXISTING);
-    if (file == INVALID_HANDLE_VALUE)
-        return false;
-    // A file is cut, never filled up.
+    const FileHandle file = openplain(name, GENERIC_WRITE, OPEN_EXISTING);
     LARGE_INTEGER size;
-    const bool done = ::GetFileSizeEx(file, &size) &&
-                      bytes <= static_cast<unsigned long long>(size.QuadPart) && cut(file, bytes);
-    ::CloseHandle(file);
-    return done;
+    return file && ::GetFileSizeEx(file.get(), &size) &&
+           bytes <= static_cast<unsigned long long>(size.QuadPart) && truncate(file, bytes);
 }
 
 } // namespace platform

@@ -4,8 +4,8 @@
 
 #include <cstddef>
 
-/// The records and codes of the disk requests. The records are the system's own; here stands what
-/// this program relies on, so that a header that says otherwise does not compile.
+/// The records and codes of the disk requests. The system's headers define them; these assertions
+/// fix the layout that this program relies on.
 namespace platform::records
 {
 
@@ -32,7 +32,7 @@ static_assert(offsetof(STORAGE_PROPERTY_QUERY, PropertyId) == 0);
 static_assert(offsetof(STORAGE_PROPERTY_QUERY, QueryType) == 4);
 static_assert(StorageDeviceProperty == 0 && PropertyStandardQuery == 0);
 
-/// Room for a descriptor with all its texts.
+/// Buffer size for a descriptor with all its texts.
 inline constexpr std::size_t descriptorsize = 1064;
 static_assert(sizeof(STORAGE_DEVICE_DESCRIPTOR) <= descriptorsize);
 static_assert(offsetof(STORAGE_DEVICE_DESCRIPTOR, Version) == 0);
@@ -56,8 +56,8 @@ static_assert(offsetof(IDEREGS, bCylHighReg) == 4);
 static_assert(offsetof(IDEREGS, bDriveHeadReg) == 5);
 static_assert(offsetof(IDEREGS, bCommandReg) == 6);
 
-/// Both identify records end in one byte that stands for the data behind them: the request has
-/// none, the answer has the identity.
+/// Both identify records end in a one-byte array for the data behind them: none in the request, the
+/// identity in the answer.
 inline constexpr std::size_t identifyrequestsize = 32;
 inline constexpr std::size_t identityoffset = 16;
 inline constexpr std::size_t identitysize = 512;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The system's headers, in the one order and with the one set of switches that they need.
+// The system's headers, in the required order and with the required macros.
 
 #ifndef WIN32_LEAN_AND_MEAN
 #define WIN32_LEAN_AND_MEAN

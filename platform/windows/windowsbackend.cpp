@@ -6,6 +6,8 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
+#include <type_traits>
 
 #include <setupapi.h>
 
@@ -20,12 +22,20 @@ constexpr GUID diskinterface{
 constexpr DWORD presentinterfaces = DIGCF_PRESENT | DIGCF_DEVICEINTERFACE;
 static_assert(presentinterfaces == 0x12);
 
-// Both records name their own length to the system, which knows them by it: the first grows with
-// the pointer in it (28 or 32), the other, packed to bytes on 32-bit systems alone, with the
-// padding behind its one character of path (5 or 8).
+// The system identifies both records by the length stored in them. The first contains a pointer (28
+// or 32 bytes); the other is packed to bytes on 32-bit systems only, else padded (5 or 8 bytes).
 static_assert(sizeof(SP_DEVICE_INTERFACE_DATA) == (sizeof(void *) == 4 ? 28 : 32));
 static_assert(sizeof(SP_DEVICE_INTERFACE_DETAIL_DATA_A) == (sizeof(void *) == 4 ? 5 : 8));
 static_assert(offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) == 4);
+
+struct DestroyList {
+    using pointer = HDEVINFO;
+    void operator()(HDEVINFO list) const
+    {
+        if (list != INVALID_HANDLE_VALUE)
+            ::SetupDiDestroyDeviceInfoList(list);
+    }
+};
 
 } // namespace
 
@@ -41,24 +51,23 @@ Status WindowsBackend::systemvolumes(std::vector<std::string> &paths)
 
 Status WindowsBackend::listdisks(std::vector<std::string> &paths)
 {
-    const HDEVINFO set =
-        ::SetupDiGetClassDevsA(&diskinterface, nullptr, nullptr, presentinterfaces);
-    if (set == INVALID_HANDLE_VALUE)
+    const std::unique_ptr<std::remove_pointer_t<HDEVINFO>, DestroyList> list(
+        ::SetupDiGetClassDevsA(&diskinterface, nullptr, nullptr, presentinterfaces));
+    if (list.get() == INVALID_HANDLE_VALUE)
         return lastfailure();
-    for (DWORD member = 0;; member++) {
+    for (DWORD member = 0;; ++member) {
         SP_DEVICE_INTERFACE_DATA found{};
         found.cbSize = sizeof found;
-        if (!::SetupDiEnumDeviceInterfaces(set, nullptr, &diskinterface, member, &found))
+        if (!::SetupDiEnumDeviceInterfaces(list.get(), nullptr, &diskinterface, member, &found))
             break;
         alignas(SP_DEVICE_INTERFACE_DETAIL_DATA_A) std::array<char, 4096> buffer{};
         auto *detail = reinterpret_cast<SP_DEVICE_INTERFACE_DETAIL_DATA_A *>(buffer.data());
         detail->cbSize = sizeof *detail;
         if (!::SetupDiGetDeviceInterfaceDetailA(
-                set, &found, detail, static_cast<DWORD>(buffer.size()), nullptr, nullptr))
+                list.get(), &found, detail, static_cast<DWORD>(buffer.size()), nullptr, nullptr))
             break;
         paths.emplace_back(detail->DevicePath);
     }
-    ::SetupDiDestroyDeviceInfoList(set);
     return Status::success();
 }
 

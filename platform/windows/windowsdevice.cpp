@@ -21,20 +21,15 @@ constexpr std::size_t maxbytes = std::size_t{1} << 30;
 std::unique_ptr<Device> WindowsDevice::open(const std::string &path, Access access, Status &status)
 {
     const bool writing = access == Access::readwrite;
-    const HANDLE handle =
-        ::CreateFileA(path.c_str(), writing ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
-                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
-                      writing ? 0 : FILE_ATTRIBUTE_NORMAL, nullptr);
-    if (handle == INVALID_HANDLE_VALUE) {
+    FileHandle handle(::CreateFileA(path.c_str(),
+                                    writing ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                    writing ? 0 : FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!handle) {
         status = lastfailure();
         return nullptr;
     }
-    return std::unique_ptr<Device>(new WindowsDevice(handle));
-}
-
-WindowsDevice::~WindowsDevice()
-{
-    ::CloseHandle(handle);
+    return std::make_unique<WindowsDevice>(std::move(handle));
 }
 
 template <class Call, class Memory>
@@ -53,7 +48,7 @@ Transfer WindowsDevice::transfer(const Call &call, std::uint64_t offset, Memory 
         place.OffsetHigh = static_cast<DWORD>(position >> 32);
         DWORD moved = 0;
         const auto wanted = static_cast<DWORD>(std::min(bytes - transfer.bytes, maxbytes));
-        const bool good = call(handle, memory + transfer.bytes, wanted, &moved, &place);
+        const bool good = call(handle.get(), memory + transfer.bytes, wanted, &moved, &place);
         // With an offset, a read at the end fails by this code; without one it moves nothing.
         if (!good && ::GetLastError() != ERROR_HANDLE_EOF)
             transfer.status = transferfailure();
@@ -76,10 +71,10 @@ Transfer WindowsDevice::dowrite(std::uint64_t offset, const void *buffer, std::s
 
 Status WindowsDevice::doflush()
 {
-    if (::FlushFileBuffers(handle))
+    if (::FlushFileBuffers(handle.get()))
         return Status::success();
     const Status status = lastfailure();
-    // a drive without a cache of its own has nothing to hand on
+    // a drive without a write cache has nothing to flush
     return status.fault == Fault::unsupported ? Status::success() : status;
 }
 
@@ -94,13 +89,13 @@ Status WindowsDevice::transferfailure()
 }
 
 Status WindowsDevice::request(DWORD code, void *in, std::size_t insize, void *out,
-                              std::size_t outsize, std::size_t least)
+                              std::size_t outsize, std::size_t minsize)
 {
     DWORD returned = 0;
-    if (!::DeviceIoControl(handle, code, in, static_cast<DWORD>(insize), out,
+    if (!::DeviceIoControl(handle.get(), code, in, static_cast<DWORD>(insize), out,
                            static_cast<DWORD>(outsize), &returned, nullptr))
         return lastfailure();
-    return returned < least ? Status{Fault::other, ERROR_BAD_LENGTH} : Status::success();
+    return returned < minsize ? Status{Fault::other, ERROR_BAD_LENGTH} : Status::success();
 }
 
 Status WindowsDevice::dopartitionlength(std::uint64_t &bytes)
@@ -127,7 +122,7 @@ Status WindowsDevice::dodrivegeometry(DriveGeometry &geometry)
 Status WindowsDevice::dofilesize(std::uint64_t &bytes)
 {
     LARGE_INTEGER size;
-    if (!::GetFileSizeEx(handle, &size))
+    if (!::GetFileSizeEx(handle.get(), &size))
         return lastfailure();
     bytes = static_cast<std::uint64_t>(size.QuadPart);
     return Status::success();
@@ -135,7 +130,7 @@ Status WindowsDevice::dofilesize(std::uint64_t &bytes)
 
 Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
 {
-    const DWORD low = ::GetFileSize(handle, nullptr);
+    const DWORD low = ::GetFileSize(handle.get(), nullptr);
     if (low == INVALID_FILE_SIZE)
         return lastfailure();
     bytes = low;
@@ -144,7 +139,7 @@ Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
 
 Status WindowsDevice::dosectorsize(std::uint32_t &bytes)
 {
-    // may be of use also where the other fields make no geometry
+    // valid even if the other fields are no usable geometry
     DriveGeometry geometry;
     const Status status = dodrivegeometry(geometry);
     if (status.ok())
@@ -196,9 +191,9 @@ Status WindowsDevice::doremovable(bool &answer)
 Status WindowsDevice::doupdateproperties()
 {
     const Status status = request(IOCTL_DISK_UPDATE_PROPERTIES, nullptr, 0, nullptr, 0, 0);
-    // A file taken as a disk has no layout that the system reads: there is nobody to tell.
+    // A file used as a disk has no partition table that the system knows: nothing to update.
     BY_HANDLE_FILE_INFORMATION info;
-    if (status.fault == Fault::unsupported && ::GetFileInformationByHandle(handle, &info))
+    if (status.fault == Fault::unsupported && ::GetFileInformationByHandle(handle.get(), &info))
         return Status::success();
     return status;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/platform.h"
-#include "platform/windows/windows.h"
+#include "platform/windows/handle.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,15 +13,15 @@ namespace platform
 
 /// An open disk or volume.
 ///
-/// The handle is a plain one. What answers the transfers of a whole disk is the raw file system,
-/// which keeps no cache and therefore wants whole sectors: each read reaches the drive.
-/// `FILE_FLAG_NO_BUFFERING` would add nothing to that but rules for the caller's memory.
+/// Transfers on a whole disk go through the raw file system, which has no cache and accepts only
+/// whole sectors: each read reaches the drive. `FILE_FLAG_NO_BUFFERING` would only add alignment
+/// rules for the caller's memory.
 class WindowsDevice : public Device
 {
 public:
     /// Opens `path`; null on failure, with the reason in `status`.
     static std::unique_ptr<Device> open(const std::string &path, Access access, Status &status);
-    ~WindowsDevice() override;
+    explicit WindowsDevice(FileHandle opened) : handle(std::move(opened)) {}
 
 protected:
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override;
@@ -38,18 +38,16 @@ protected:
     Status doupdateproperties() override;
 
 private:
-    explicit WindowsDevice(HANDLE opened) : handle(opened) {}
-
-    /// Sends a request. An answer of fewer than `least` bytes is a failure.
+    /// Sends a control request. An answer of fewer than `minsize` bytes is a failure.
     Status request(DWORD code, void *in, std::size_t insize, void *out, std::size_t outsize,
-                   std::size_t least);
+                   std::size_t minsize);
     /// Makes a transfer by `call`, ReadFile or WriteFile, in requests of at most `maxbytes`.
     template <class Call, class Memory>
     Transfer transfer(const Call &call, std::uint64_t offset, Memory *memory, std::size_t bytes);
     /// The failure of the transfer just made: `medium`, or `gone` if the disk has no size any more.
     Status transferfailure();
 
-    HANDLE handle;
+    FileHandle handle;
 };
 
 } // namespace platform
