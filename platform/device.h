@@ -1,8 +1,12 @@
 #pragma once
 
+#include "platform/trace.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <utility>
 
 /// The device object behind every disk handle, and the answers that it gives.
 ///
@@ -73,42 +77,52 @@ public:
     /// Reads `bytes` bytes, whole sectors, from `offset` bytes behind the start of the disk.
     Transfer read(std::uint64_t offset, void *buffer, std::size_t bytes)
     {
-        return kept(doread(offset, buffer, bytes));
+        return kept("read", doread(offset, buffer, bytes), offset, bytes);
     }
     /// Writes `bytes` bytes, whole sectors, to `offset` bytes behind the start of the disk.
     Transfer write(std::uint64_t offset, const void *buffer, std::size_t bytes)
     {
-        return kept(dowrite(offset, buffer, bytes));
+        return kept("write", dowrite(offset, buffer, bytes), offset, bytes);
     }
     /// Flushes all caches, so that everything written so far is on the medium.
-    Status flush() { return kept(doflush()); }
+    Status flush() { return kept("flush", doflush()); }
 
     /// First way to the size: the length in bytes of the "partition" that is the whole disk.
-    Status partitionlength(std::uint64_t &bytes) { return dopartitionlength(bytes); }
+    Status partitionlength(std::uint64_t &bytes)
+    {
+        return traced("partitionlength", dopartitionlength(bytes));
+    }
     /// The drive's geometry; also the second way to the size.
-    Status drivegeometry(DriveGeometry &geometry) { return dodrivegeometry(geometry); }
+    Status drivegeometry(DriveGeometry &geometry)
+    {
+        return traced("drivegeometry", dodrivegeometry(geometry));
+    }
     /// Third way to the size: the size of the device as a file, in bytes.
-    Status filesize(std::uint64_t &bytes) { return dofilesize(bytes); }
+    Status filesize(std::uint64_t &bytes) { return traced("filesize", dofilesize(bytes)); }
     /// Last way to the size: the low 32 bits of the file's size, in bytes.
-    Status filesizelow(std::uint32_t &bytes) { return dofilesizelow(bytes); }
+    Status filesizelow(std::uint32_t &bytes) { return traced("filesizelow", dofilesizelow(bytes)); }
 
     /// The length in bytes of a logical sector, also of a disk that has no geometry.
-    Status sectorsize(std::uint32_t &bytes) { return dosectorsize(bytes); }
+    Status sectorsize(std::uint32_t &bytes) { return traced("sectorsize", dosectorsize(bytes)); }
 
     /// Which drives answer an identify command: bits 0 to 3 disks, 4 to 7 packet devices.
-    Status identitymap(std::uint8_t &map) { return doidentitymap(map); }
+    Status identitymap(std::uint8_t &map) { return traced("identitymap", doidentitymap(map)); }
     /// Sends an identify command; the answer is the 512 bytes of identity.
     Status identify(const IdentifyCommand &command, IdentifyData &data)
     {
-        return doidentify(command, data);
+        return traced("identify", doidentify(command, data));
     }
     /// Whether the medium is removable.
-    Status removable(bool &answer) { return doremovable(answer); }
+    Status removable(bool &answer) { return traced("removable", doremovable(answer)); }
     /// Has the system read the partition table again.
-    Status updateproperties() { return doupdateproperties(); }
+    Status updateproperties() { return traced("updateproperties", doupdateproperties()); }
 
     /// The last failed transfer or flush on this handle; a success if none has failed.
     [[nodiscard]] Status lasterror() const { return last; }
+
+    /// Traces failed operations from now on, with this path. By default those of this device; a
+    /// decorator that hides failures of its inner device has that one traced instead.
+    virtual void traceas(std::string path) { tracepath = std::move(path); }
 
 protected:
     virtual Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
@@ -130,19 +144,28 @@ protected:
     virtual Status doupdateproperties() { return {Fault::unsupported, 0}; }
 
 private:
-    Status kept(Status status)
+    Status traced(const char *operation, Status status, std::uint64_t offset = 0,
+                  std::size_t bytes = 0) const
+    {
+        if (tracing && !status.ok() && !tracepath.empty())
+            trace(operation, tracepath, status, offset, bytes);
+        return status;
+    }
+    Status kept(const char *operation, Status status, std::uint64_t offset = 0,
+                std::size_t bytes = 0)
     {
         if (!status.ok())
             last = status;
-        return status;
+        return traced(operation, status, offset, bytes);
     }
-    Transfer kept(Transfer transfer)
+    Transfer kept(const char *operation, Transfer transfer, std::uint64_t offset, std::size_t bytes)
     {
-        transfer.status = kept(transfer.status);
+        transfer.status = kept(operation, transfer.status, offset, bytes);
         return transfer;
     }
 
     Status last = Status::success();
+    std::string tracepath; ///< empty: not traced
 };
 
 } // namespace platform

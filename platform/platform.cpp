@@ -65,6 +65,10 @@ void *open(const char *path, Access access, Status *status)
         else if (outcome.ok())
             outcome = {Fault::other, 0};
     }
+    if (tracing && opened != nullptr)
+        opened->traceas(path);
+    else if (tracing)
+        trace("open", path != nullptr ? path : "", outcome);
     if (status != nullptr)
         *status = outcome;
     return opened != nullptr ? opened.release() : invalidhandle;

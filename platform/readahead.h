@@ -32,6 +32,8 @@ public:
     explicit ReadAhead(std::unique_ptr<Device> inner, std::size_t length = blocklength);
     ~ReadAhead() override;
 
+    void traceas(std::string path) override { inner->traceas(std::move(path)); }
+
 protected:
     Status request(const char *name, const std::function<Status()> &call) override;
     Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;

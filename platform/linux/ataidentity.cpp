@@ -19,8 +19,8 @@ namespace platform
 namespace
 {
 
-/// Timeout of a command in milliseconds. A drive in standby answers it without spinning up.
-constexpr unsigned int timeout = 10000;
+/// Timeout in milliseconds. A drive in standby answers it without spinning up.
+constexpr unsigned int commandtimeout = 10000;
 
 /// Words of the identity that contain text, both ends inclusive: serial, firmware, model.
 constexpr std::array<std::pair<std::size_t, std::size_t>, 3> textwords{
@@ -44,7 +44,7 @@ Status passthrough(int descriptor, std::span<std::uint8_t> block, IdentifyData &
     request.dxfer_len = static_cast<unsigned int>(data.size());
     request.sbp = sense.data();
     request.mx_sb_len = static_cast<unsigned char>(sense.size());
-    request.timeout = timeout;
+    request.timeout = commandtimeout;
     if (::ioctl(descriptor, SG_IO, &request) != 0)
         return {faultof(errno), errno};
     // some bridges report success as a "recovered error"

@@ -17,7 +17,7 @@ namespace
 {
 
 /// Timeout of the call to systemd-logind, in microseconds.
-constexpr std::uint64_t timeout = 2'000'000;
+constexpr std::uint64_t calltimeout = 2'000'000;
 
 template <auto release> struct Release {
     void operator()(auto *object) const { release(object); }
@@ -40,7 +40,7 @@ Descriptor inhibit(const char *reason)
     if (sd_bus_message_append(made, "ssss", "sleep:idle", "QUARN", reason, "block") < 0)
         return {};
     sd_bus_message *received = nullptr;
-    const int answered = sd_bus_call(bus.get(), made, timeout, nullptr, &received);
+    const int answered = sd_bus_call(bus.get(), made, calltimeout, nullptr, &received);
     const Message reply(received);
     int passed = -1;
     if (answered < 0 || sd_bus_message_read(received, "h", &passed) < 0)

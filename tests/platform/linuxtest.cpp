@@ -271,6 +271,33 @@ TEST(Linux, ADiskDoesNotGrowAndOtherFilesAreNone)
     EXPECT_FALSE(std::filesystem::exists(folder / "missing"));
 }
 
+// The child process of a death test reads the environment again.
+TEST(LinuxDeathTest, TracesFailedCallsIfAsked)
+{
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto fail = [] {
+        char bytes[512];
+        EXPECT_EQ(platform::open("/none", Access::read), invalidhandle);
+        void *handle = platform::open("/proc/self/exe", Access::read);
+        EXPECT_FALSE(device(handle).read(1, bytes, 512).status.ok());
+        EXPECT_TRUE(device(handle).flush().ok());
+        std::uint8_t map = 0;
+        EXPECT_FALSE(device(handle).identitymap(map).ok());
+        std::exit(0);
+    };
+    const std::pair<const char *, const char *> rows[] = {
+        {"", "^$"},
+        {"1", "^quarn: open /none: gone, error 2 \\(No such file or directory\\)\n"
+              "quarn: read /proc/self/exe, offset 1, 512 bytes: badargument, error 22 "
+              "\\(Invalid argument\\)\n"
+              "quarn: identitymap /proc/self/exe: unsupported\n$"}};
+    for (const auto &[value, lines] : rows) {
+        ::setenv("QUARN_TRACE", value, 1);
+        EXPECT_EXIT(fail(), ::testing::ExitedWithCode(0), lines) << value;
+    }
+    ::unsetenv("QUARN_TRACE");
+}
+
 class LoopDevice : public ::testing::TestWithParam<std::uint32_t>
 {
 protected:

@@ -18,14 +18,12 @@ namespace
 // Takes the answer by reference, so that it may come with the status.
 void say(const std::string &what, const platform::Status &status, const auto &answer)
 {
-    static const char *const faults[] = {
-        "", "medium", "gone", "denied", "busy", "unsupported", "badargument", "position", "other"};
     std::cout << what << ": ";
     if (status.ok())
         std::cout << answer << '\n';
     else
-        std::cout << "refused, " << faults[static_cast<int>(status.fault)] << ", code "
-                  << status.code << '\n';
+        std::cout << "refused, " << platform::faultname(status.fault) << ", code " << status.code
+                  << '\n';
 }
 
 void probe(platform::Device &disk)
