@@ -1,10 +1,10 @@
-# What an installation consists of, and the Debian package made of it by cpack.
+# The files of an installation, and the Debian package built by cpack.
 include(GNUInstallDirs)
 set(here ${CMAKE_CURRENT_LIST_DIR})
 set(QUARN_MAINTAINER "The quarn developers <quarn@velmarch.example>" CACHE STRING
     "Maintainer named in the package")
 
-# The package's own texts are compressed as such packages have them, without a time of making.
+# Debian requires compressed texts; gzip -n omits the time stamp, for reproducible packages.
 function(quarn_gzip source target)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${source})
   execute_process(COMMAND gzip -9nc ${source} OUTPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/${target}
@@ -15,7 +15,7 @@ quarn_gzip(${here}/changelog changelog.gz)
 
 set(share ${CMAKE_INSTALL_DATADIR})
 install(TARGETS quarn DESTINATION bin COMPONENT quarn)
-# named in the policy, which knows no other place
+# the policy contains this absolute path
 install(PROGRAMS ${here}/start ${here}/start-as-root DESTINATION libexec/quarn COMPONENT quarn)
 install(FILES ${here}/com.velmarch.quarn.desktop DESTINATION ${share}/applications COMPONENT quarn)
 install(FILES ${here}/com.velmarch.quarn.metainfo.xml DESTINATION ${share}/metainfo COMPONENT quarn)

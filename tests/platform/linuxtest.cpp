@@ -26,7 +26,7 @@ using namespace platform;
 namespace
 {
 
-/// A tree as sysfs shows it, in a folder.
+/// A fake sysfs in a folder.
 struct Tree {
     void file(const std::string &name, const std::string &text) const
     {
@@ -54,7 +54,7 @@ struct Tree {
 
 } // namespace
 
-// Above all: a disk that is gone is not one full of bad sectors.
+// A disk that is gone must not look like one full of bad sectors.
 TEST(Linux, ErrorsHaveMeanings)
 {
     for (const int error : {EIO, EREMOTEIO, ENODATA, EILSEQ, ETIMEDOUT, EBADMSG})
@@ -101,7 +101,7 @@ TEST(Linux, ListsHardDisksInNaturalOrder)
         EXPECT_EQ(std::count(paths.begin(), paths.end(), path), 1) << path;
     EXPECT_FALSE(LinuxBackend(tree.folder / "none").listdisks(paths).ok());
 
-    // Texts of any length fit, and are not cut inside a character.
+    // Texts of any length fit, and are not truncated inside a character.
     std::string many;
     for (int i = 0; i < 100; i++)
         many += "\xE2\x82\xAC";
@@ -112,7 +112,7 @@ TEST(Linux, ListsHardDisksInNaturalOrder)
     }
 }
 
-/// Disks and what stands on them, each under its number as in sysfs. A device's folder is its path.
+/// Disks and the devices above them, as sysfs shows them. A device's folder is its path.
 struct LayeredTree : Tree {
     LayeredTree()
     {
@@ -122,13 +122,13 @@ struct LayeredTree : Tree {
             device(disk, "8:" + std::to_string(first));
             device(disk + "/" + disk + "1", "8:" + std::to_string(first + 1));
         }
-        device("tsdg/tsdg11", "259:7"); // no place in the disk's own row of numbers
-        // volume over encryption over a mirror over two disks; and another volume over a third
-        stands("md7", "9:7", "tsda/tsda1");
-        stands("md7", "9:7", "tsdb");
-        stands("dm-0", "253:0", "md7");
-        stands("dm-1", "253:1", "dm-0");
-        stands("dm-2", "253:2", "tsdc/tsdc1");
+        device("tsdg/tsdg11", "259:7"); // not in the disk's range of minor numbers
+        // a volume on encryption on a mirror on two disks; another volume on a third disk
+        stack("md7", "9:7", "tsda/tsda1");
+        stack("md7", "9:7", "tsdb");
+        stack("dm-0", "253:0", "md7");
+        stack("dm-1", "253:1", "dm-0");
+        stack("dm-2", "253:2", "tsdc/tsdc1");
         files("devices/",
               {"md7/md/level=raid1", "dm-0/dm/uuid=CRYPT-LUKS2-1", "dm-0/dm/name=secret",
                "dm-1/dm/uuid=LVM-1", "dm-2/dm/uuid=LVM-2", "dm-2/dm/name=vg-data\x1b[2J"});
@@ -146,7 +146,7 @@ struct LayeredTree : Tree {
         link("devices/" + path, "dev/block/" + number);
         link("devices/" + path, "class/block/" + name);
     }
-    void stands(const std::string &upper, const std::string &number, const std::string &lower) const
+    void stack(const std::string &upper, const std::string &number, const std::string &lower) const
     {
         device(upper, number);
         link("devices/" + lower,
@@ -170,9 +170,9 @@ TEST(Linux, KnowsTheSystemAndOtherUsersThroughEveryLayer)
         {"8:81 / / rw - ext4 /dev/tsdf1 rw", "f"},
         {"253:1 / / rw shared:1 master:2 - ext4 /dev/mapper/x rw", "ab"},
         {"0:30 /@ / rw - btrfs /dev/tsde1 rw", "de"},
-        {"0:30 /@ / rw - btrfs /dev/root rw", "de"},   // a source that leads nowhere
-        {"0:30 / / rw - overlay /dev/tsda rw", ""},    // a source that means nothing
-        {"8:81 / /home rw - ext4 /dev/tsdf1 rw", "g"}, // what was mounted there before
+        {"0:30 /@ / rw - btrfs /dev/root rw", "de"},   // the source is no device
+        {"0:30 / / rw - overlay /dev/tsda rw", ""},    // the source has no meaning
+        {"8:81 / /home rw - ext4 /dev/tsdf1 rw", "g"}, // another mount point
         {"8:81 / /", "g"}};
     for (const auto &[mount, disks] : rows) {
         tree.mounts(std::string("1 1 8:97 / / rw - ext4 x rw\n24 1 ") + mount + "\n");
@@ -229,7 +229,7 @@ TEST(Linux, JudgesIdentities)
     EXPECT_FALSE(issoundidentity(IdentifyData{})) << "nothing at all";
     towireorder(copy);
     EXPECT_EQ(copy, wire);
-    // a packet device, no text, a sum that is wrong
+    // a packet device, no text, a wrong checksum
     for (const auto &[at, value] : {std::pair(1U, 0x80), {60U, 0x1B}, {510U, 0xA5}}) {
         copy = wire;
         copy[at] = static_cast<std::uint8_t>(value);
@@ -258,7 +258,7 @@ TEST(Linux, ADiskDoesNotGrowAndOtherFilesAreNone)
         EXPECT_EQ(LinuxDevice::open(path, Access::readwrite, status), nullptr) << path;
         EXPECT_EQ(status.fault, fault) << path;
     }
-    // The program's own files: what links lead to stays, and no open waits for another end.
+    // The program's own files: no link is followed, and no open blocks on a pipe.
     std::filesystem::create_symlink(file, folder / "link");
     std::filesystem::create_symlink(folder / "missing", folder / "dangling");
     for (const std::string &name : {folder / "link", folder / "dangling", folder / "pipe"}) {
@@ -327,14 +327,14 @@ TEST_P(LoopDevice, MeetsRealDamage)
     EXPECT_TRUE(device->sectorsize(number).ok() && number == sector);
     EXPECT_FALSE(device->drivegeometry(geometry).ok());
 
-    // Writes land past every cache, at any alignment of memory, bad neighbours or not.
+    // Writes bypass every cache, at any alignment of memory, near bad sectors or not.
     std::string out(400 * sector + 1, '\0');
     for (std::size_t i = 0; i < out.size(); i++)
         out[i] = static_cast<char>(i * 7 + i / sector);
     EXPECT_EQ(device->write(50 * sector, out.data() + 1, 400 * sector).bytes, 400 * sector);
     EXPECT_EQ(disk.medium(50 * sector, 400 * sector), out.substr(1));
 
-    // 20 sectors that touch a bad one fail; up to it and behind it all is well.
+    // Only reads that touch a bad sector fail.
     const struct {
         std::uint64_t first;
         std::size_t count;
@@ -362,9 +362,10 @@ TEST_P(LoopDevice, MeetsRealDamage)
     transfer = device->write(39990 * sector, out.data(), 20 * sector);
     EXPECT_TRUE(transfer.status.fault == Fault::other && transfer.bytes == 10 * sector);
 
-    EXPECT_TRUE(device->updateproperties().ok()) << "a disk without partitions has nobody to tell";
+    EXPECT_TRUE(device->updateproperties().ok())
+        << "a disk without partitions has no layout to update";
 
-    // A node that is write-protected does not open for writing, but it does for reading.
+    // A write-protected device opens for reading only.
     const int node = ::open(disk.node.c_str(), O_RDONLY | O_CLOEXEC);
     int on = 1;
     ASSERT_EQ(::ioctl(node, BLKROSET, &on), 0);
@@ -374,11 +375,11 @@ TEST_P(LoopDevice, MeetsRealDamage)
     ASSERT_NE(reader, nullptr) << status.code;
     EXPECT_EQ(reader->read(0, in.data(), sector).bytes, sector);
     EXPECT_EQ(reader->write(0, in.data(), sector).status.fault, Fault::denied);
-    on = 0; // else it outlives the loop device
+    on = 0; // it would outlive the loop device
     ASSERT_EQ(::ioctl(node, BLKROSET, &on), 0);
     ::close(node);
 
-    // Pulled out while open: that is no damage, and not the end of the disk either.
+    // Removed while open: neither damage nor the end of the disk.
     ASSERT_TRUE(disk.vanish());
     for (const Status &one :
          {device->read(0, in.data(), sector).status, device->write(0, out.data(), sector).status,
@@ -392,9 +393,8 @@ TEST_P(LoopDevice, TellsTheSystemOfANewLayout)
     const auto device = LinuxDevice::open(disk.node, Access::readwrite, status);
     ASSERT_NE(device, nullptr) << disk.error << status.code;
 
-    // A partition that the system still knows, though no table on the disk names it any more.
-    // Whether it would find one that a table does name depends on the kinds of tables that it
-    // knows.
+    // A partition that the kernel knows, but that is in no table on the disk. (Whether the kernel
+    // finds one in a table depends on the table formats that it was built with.)
     blkpg_partition partition{};
     partition.start = partition.length = 1 << 20;
     partition.pno = 1;
@@ -406,7 +406,7 @@ TEST_P(LoopDevice, TellsTheSystemOfANewLayout)
     const std::string known = "/sys/block/" + name + "/" + name + "p1";
     auto user = LinuxDevice::open(disk.node + "p1", Access::read, status);
     ASSERT_NE(user, nullptr) << status.code;
-    EXPECT_EQ(device->updateproperties().fault, Fault::busy) << "someone uses the old layout";
+    EXPECT_EQ(device->updateproperties().fault, Fault::busy) << "the old layout is in use";
     EXPECT_EQ(user->updateproperties().fault, Fault::badargument) << "not a whole disk";
     EXPECT_TRUE(std::filesystem::exists(known));
     user.reset();
@@ -414,7 +414,7 @@ TEST_P(LoopDevice, TellsTheSystemOfANewLayout)
     EXPECT_FALSE(std::filesystem::exists(known));
 }
 
-TEST_P(LoopDevice, IsTakenForThisProcess)
+TEST_P(LoopDevice, IsClaimedByThisProcess)
 {
     LoopDisk disk({std::uint64_t{64} << 20, GetParam(), {}, {}, "held", true});
     const auto run = [](const std::string &command) {
@@ -433,7 +433,7 @@ TEST_P(LoopDevice, IsTakenForThisProcess)
     const std::string lock = "flock --nonblock --shared " + disk.node + " true";
     ASSERT_EQ(run(format), 0) << disk.error;
 
-    // As long as one handle of several is open, nobody can mount the disk; each can write.
+    // While any handle is open, nothing can mount the disk; every handle can write.
     EXPECT_EQ(user(), "");
     void *first = opendisk(disk.node.c_str());
     void *second = opendisk(disk.node.c_str());
@@ -441,13 +441,13 @@ TEST_P(LoopDevice, IsTakenForThisProcess)
     for (void *handle : {first, second, first})
         ASSERT_EQ(device(handle).write(0, bytes.data(), sector).bytes, sector);
     closedisk(first);
-    EXPECT_FALSE(updatepartitiontable(second)) << "the hold itself is not in the way";
+    EXPECT_FALSE(updatepartitiontable(second)) << "the claim does not block it";
     EXPECT_NE(run(lock), 0);
     EXPECT_NE(run(mount), 0);
     closedisk(second);
     EXPECT_EQ(run(lock), 0);
 
-    // Mounted behind the back: it can be read, but nothing gets through to it.
+    // Mounted by another process: reads work, writes fail.
     ASSERT_EQ(run(format), 0);
     ASSERT_EQ(run(mount), 0);
     EXPECT_EQ(user(), "mounted at " + mountpoint);
@@ -467,7 +467,7 @@ TEST_P(LoopDevice, IsTakenForThisProcess)
     EXPECT_EQ(disk.medium(0, std::size_t{64} << 20), before);
     EXPECT_EQ(run("umount '" + mountpoint + "'"), 0);
 
-    // Somebody who shows nowhere.
+    // A user that sysfs does not show.
     const int holder = ::open(disk.node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
     EXPECT_EQ(user(), "held by another program");
     ::close(holder);

@@ -15,35 +15,34 @@ using namespace platform;
 namespace
 {
 
-constexpr std::size_t piece = 16384;
+constexpr std::size_t block = 16384;
 constexpr std::uint64_t sectors = 1000;
 
 using Pairs = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
 
-// A disk of 1000 sectors, numbered in their first bytes, behind a read-ahead of 32 sectors; what
-// reaches the disk is recorded.
+// A recorded disk of 1000 sectors, each with its number in its first bytes, behind a read-ahead
+// with blocks of 32 sectors.
 class ReadAheadTest : public ::testing::Test
 {
 protected:
     ReadAheadTest() : disk(recordeddisk("disk", sectors * 512))
     {
-        for (std::uint64_t i = 0; i < sectors; i++)
+        for (std::uint64_t i = 0; i < sectors; ++i)
             disk->store->save(i * 512, &i, sizeof i);
         backend.disks = {disk};
         Status status;
         device =
-            std::make_unique<ReadAhead>(backend.open("disk", Access::readwrite, status), piece);
+            std::make_unique<ReadAhead>(backend.open("disk", Access::readwrite, status), block);
     }
 
-    // Reads as the core does: position, then transfer. The number of whole sectors that came with
-    // the right content.
+    // Reads, and checks the content. Returns the number of whole sectors read.
     std::uint64_t read(std::uint64_t first, std::uint64_t count)
     {
         std::vector<char> bytes(count * 512);
         const Transfer transfer = device->read(first * 512, bytes.data(), bytes.size());
         if (!transfer.status.ok())
             return 0;
-        for (std::uint64_t i = 0; i < transfer.bytes / 512; i++) {
+        for (std::uint64_t i = 0; i < transfer.bytes / 512; ++i) {
             std::uint64_t number = 0;
             std::memcpy(&number, &bytes[i * 512], sizeof number);
             EXPECT_EQ(number, first + i);
@@ -70,17 +69,17 @@ protected:
     std::unique_ptr<Device> device;
 };
 
-TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
+TEST_F(ReadAheadTest, FetchesAlignedBlocksWhileReadsRunOn)
 {
     for (std::uint64_t i = 0; i < 100; i += 20)
         EXPECT_EQ(read(i, 20), 20U);
-    // as asked for up to the first multiple of 32 that is worth it, then piece by piece
-    // and once a piece was used up, two behind the present one
+    // exact reads up to the first block that is longer than the request, then whole blocks; once
+    // a block was delivered, two more behind the present one
     EXPECT_EQ(reads(),
               (Pairs{{0, 20}, {20, 20}, {40, 24}, {64, 32}, {96, 32}, {128, 32}, {160, 32}}));
     EXPECT_EQ(read(100, 20), 20U);
     EXPECT_EQ(reads(), Pairs{});
-    // elsewhere, and back: nothing of what was fetched is used again
+    // elsewhere, and back: fetched blocks are not used again
     EXPECT_EQ(read(500, 1), 1U);
     EXPECT_EQ(read(120, 5), 5U);
     EXPECT_EQ(reads(), (Pairs{{500, 1}, {120, 5}}));
@@ -90,7 +89,7 @@ TEST_F(ReadAheadTest, FetchesAlignedPiecesWhileReadsRunOn)
 
 TEST_F(ReadAheadTest, AWriteDropsWhatWasFetched)
 {
-    // into the present piece, and into the one on its way
+    // into the present block, and into one that is being fetched
     for (const std::uint64_t at : {40U, 70U}) {
         for (std::uint64_t i = 0; i < 40; i += 4)
             EXPECT_EQ(read(i, 4), 4U);
@@ -113,10 +112,10 @@ TEST_F(ReadAheadTest, NeverPastTheEnd)
     for (const auto &[first, count] : reads())
         EXPECT_LE(first + count, sectors);
     EXPECT_EQ(read(sectors, 1), 0U);
-    // a disk that does not tell its size is read as it is asked for
+    // a disk of unknown size is read exactly as requested
     disk->partitionlength.reset();
     Status status;
-    device = std::make_unique<ReadAhead>(backend.open("disk", Access::read, status), piece);
+    device = std::make_unique<ReadAhead>(backend.open("disk", Access::read, status), block);
     reads();
     for (std::uint64_t i = 0; i < 60; i += 20)
         EXPECT_EQ(read(i, 20), 20U);
@@ -130,82 +129,83 @@ TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
     while (read(at, 10) == 10)
         at += 10;
     EXPECT_EQ(at, 70U);
-    // the piece from 64 on failed and was thrown away: exactly what was asked for from there on
+    // the block at 64 failed and was discarded: exact reads from there on
     EXPECT_EQ(reads(), (Pairs{{0, 10}, {10, 22}, {32, 32}, {64, 32}, {60, 10}, {70, 10}}));
-    // on behind the damage, inside the failed piece, and out of it
+    // behind the damage, inside the failed block and beyond it
     for (at = 80; at < 120; at += 10)
         EXPECT_EQ(read(at, 10), 10U);
     EXPECT_EQ(reads(), (Pairs{{80, 10}, {90, 10}, {100, 28}}));
 
-    // a piece that comes short is no piece
+    // a short block is discarded
     disk->faults->shortreads[200] = 512;
     for (at = 192; at < 222; at += 10)
         EXPECT_EQ(read(at, 10), 10U);
     EXPECT_EQ(reads(), (Pairs{{192, 10}, {202, 22}, {202, 10}, {212, 10}}));
 
-    // nor is one that comes short on its way
+    // also if the thread fetches it
     disk->faults->shortreads[576] = 512;
     for (at = 512; at < 592; at += 10)
         EXPECT_EQ(read(at, 10), 10U);
     EXPECT_EQ(reads(), (Pairs{{512, 10}, {522, 22}, {544, 32}, {576, 32}, {572, 10}, {582, 10}}));
 
-    // a read that failed is no pass that goes on
+    // nothing is fetched after a failed read
     EXPECT_EQ(read(75, 1), 0U);
     EXPECT_EQ(read(75, 1), 0U);
     EXPECT_EQ(reads(), (Pairs{{75, 1}, {75, 1}}));
 
-    // damage in a piece that was on its way already
+    // damage in a block that the thread fetches
     disk->faults->unreadable.add(480);
     for (at = 384; read(at, 10) == 10;)
         at += 10;
     EXPECT_EQ(at, 474U);
     EXPECT_EQ(reads(), (Pairs{{384, 10}, {394, 22}, {416, 32}, {448, 32}, {480, 32}, {474, 10}}));
-    // a second pass begins further in front, and does not try that piece again
+    // a second pass does not fetch that block again
     for (at = 404; read(at, 10) == 10;)
         at += 10;
     EXPECT_EQ(reads(), (Pairs{{404, 10}, {414, 10}, {424, 24}, {448, 32}, {474, 10}}));
 }
 
-// A disk that takes its time, and counts those who come while it is busy.
+// A slow disk that counts concurrent operations.
 struct BusyDisk : Decorator {
     using Decorator::Decorator;
     static inline std::atomic<bool> busy = false;
     static inline std::atomic<int> clashes = 0;
 
-    static void pass(std::chrono::milliseconds time)
+    static void use(std::chrono::milliseconds time)
     {
         clashes += busy.exchange(true) ? 1 : 0;
         std::this_thread::sleep_for(time);
         busy = false;
     }
-    ~BusyDisk() override { pass({}); }
+    ~BusyDisk() override { use({}); }
     Status request(const char *name, const std::function<Status()> &call) override
     {
-        pass({});
+        use({});
         return Decorator::request(name, call);
     }
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
-        pass(std::chrono::milliseconds(5));
+        use(std::chrono::milliseconds(5));
         return Decorator::doread(offset, buffer, bytes);
     }
     Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
-        pass({});
+        use({});
         return Decorator::dowrite(offset, buffer, bytes);
     }
 };
 
-TEST_F(ReadAheadTest, AsksTheDiskForOneThingAtATime)
+TEST_F(ReadAheadTest, NeverUsesTheDiskConcurrently)
 {
     Status status;
     bool answer = false;
-    for (int i = 0; i < 4; i++) {
+    for (int i = 0; i < 4; ++i) {
         device = std::make_unique<ReadAhead>(
-            std::make_unique<BusyDisk>(backend.open("disk", Access::readwrite, status)), piece);
+            std::make_unique<BusyDisk>(backend.open("disk", Access::readwrite, status)), block);
         for (std::uint64_t at = 0; at < 80; at += 20)
             EXPECT_EQ(read(at, 20), 20U);
-        std::this_thread::sleep_for(std::chrono::milliseconds(2)); // the next piece is on its way
+        std::this_thread::sleep_for(
+            std::chrono::milliseconds(2)); // the thread fetches the next block
         if (i == 0) {
             EXPECT_EQ(device->write(80 * 512, std::string(512, 'x').data(), 512).bytes, 512U);
         } else if (i == 1) {
@@ -218,16 +218,15 @@ TEST_F(ReadAheadTest, AsksTheDiskForOneThingAtATime)
     EXPECT_EQ(BusyDisk::clashes, 0);
 }
 
-// Whatever is asked for comes as it would without the decorator, and no sector of the damage is
-// asked for more than twice in one pass.
+// Every read has the same result as without the decorator.
 TEST_F(ReadAheadTest, AnswersAsTheDiskItself)
 {
     std::mt19937 random(7);
     const auto below = [&random](std::uint64_t n) { return random() % n; };
-    for (int i = 0; i < 15; i++)
+    for (int i = 0; i < 15; ++i)
         disk->faults->unreadable.add(below(sectors));
     std::uint64_t at = 0;
-    for (int i = 0; i < 20000; i++) {
+    for (int i = 0; i < 20000; ++i) {
         if (below(10) == 0 || at >= sectors - 40)
             at = below(sectors - 40);
         const std::uint64_t count = 1 + below(40);

@@ -6,7 +6,7 @@
 
 using namespace platform;
 
-// Else no test would notice that a real disk refuses the same.
+// As real disks do; otherwise tests on simulated disks would miss such transfers.
 TEST(Simulated, RefusesPartsOfSectorsAndWritesOfReaders)
 {
     SimulatedBackend simulated;
@@ -20,7 +20,7 @@ TEST(Simulated, RefusesPartsOfSectorsAndWritesOfReaders)
     EXPECT_EQ(reader->write(0, bytes, 4096).status.fault, Fault::denied);
 }
 
-// A caller that overlooks a failed open gets failures, and nothing worse.
+// A caller that misses a failed open does no harm.
 TEST(Platform, NoDiskFailsEveryOperation)
 {
     Device &none = device(invalidhandle);
@@ -34,7 +34,7 @@ TEST(Platform, NoDiskFailsEveryOperation)
     platform::close(invalidhandle);
 }
 
-TEST(SectorStore, ASecondRunFindsTheFirstOnesImage)
+TEST(SectorStore, ASecondStoreReadsTheFirstOnesImage)
 {
     const TempFolder folder;
     constexpr std::uint64_t size = std::uint64_t{5} << 30;

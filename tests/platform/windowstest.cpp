@@ -11,7 +11,7 @@
 
 using namespace platform;
 
-TEST(Windows, DeviceGoneIsToldFromMedium)
+TEST(Windows, GoneIsNotMedium)
 {
     const std::pair<Fault, std::vector<DWORD>> table[] = {
         {Fault::none, {0}},
@@ -51,7 +51,7 @@ TEST(Windows, OpensNoDeviceByItsName)
     }
 }
 
-TEST(Windows, StaysAwakeUntilTheLastOneGoes)
+TEST(Windows, StaysAwakeUntilTheLastHoldEnds)
 {
     {
         const StayAwake first("test");

@@ -1,11 +1,11 @@
-// Serves one file whose chosen sectors can't be read or written, for tests on real block devices:
+// A FUSE file system with one file whose chosen sectors fail, for tests on real block devices:
 //
 //   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME]
 //                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...
 //
-// The ranges count sectors of 512 bytes, both ends inclusive. The contents lie in the sparse file
-// FILE, which is made if it is not there, and can be looked at past the bad sectors. Nothing is
-// cached. Cutting the file (truncate) takes away its medium.
+// Ranges are in sectors of 512 bytes, both ends inclusive. The data is in the sparse file FILE,
+// created if missing, which shows bad sectors as well. Nothing is cached. Truncating the served
+// file changes its size, but not FILE.
 
 #define FUSE_USE_VERSION 31
 #include <fuse.h>
@@ -75,8 +75,8 @@ int read(const char *, char *buffer, std::size_t bytes, off_t offset, fuse_file_
     bytes = std::min<std::uint64_t>(bytes, served.size > from ? served.size - from : 0);
     if (touches(served.badread, from, bytes))
         return -EIO;
-    const ssize_t came = ::pread(served.file, buffer, bytes, offset);
-    return came < 0 ? -errno : static_cast<int>(came);
+    const ssize_t count = ::pread(served.file, buffer, bytes, offset);
+    return count < 0 ? -errno : static_cast<int>(count);
 }
 
 int write(const char *, const char *buffer, std::size_t bytes, off_t offset, fuse_file_info *)
@@ -86,8 +86,8 @@ int write(const char *, const char *buffer, std::size_t bytes, off_t offset, fus
         return -ENOSPC;
     if (touches(served.badwrite, from, bytes))
         return -EIO;
-    const ssize_t went = ::pwrite(served.file, buffer, bytes, offset);
-    return went < 0 ? -errno : static_cast<int>(went);
+    const ssize_t count = ::pwrite(served.file, buffer, bytes, offset);
+    return count < 0 ? -errno : static_cast<int>(count);
 }
 
 int truncate(const char *, off_t size, fuse_file_info *)
@@ -96,7 +96,7 @@ int truncate(const char *, off_t size, fuse_file_info *)
     return 0;
 }
 
-/// Reads "FIRST-LAST" in sectors.
+/// Parses "FIRST-LAST" in sectors.
 bool parse(const char *text, std::vector<Range> &ranges)
 {
     unsigned long long first = 0;
@@ -110,7 +110,7 @@ bool parse(const char *text, std::vector<Range> &ranges)
 
 bool parsearguments(int count, char **arguments, std::string &mountpoint)
 {
-    for (int i = 1; i < count; i++) {
+    for (int i = 1; i < count; ++i) {
         const std::string argument = arguments[i];
         if (!argument.starts_with("--")) {
             mountpoint = argument;
@@ -153,7 +153,7 @@ int main(int argc, char **argv)
     operations.write = write;
     operations.truncate = truncate;
 
-    // One thread serves, since the state above has no lock, and it stays in the foreground.
+    // Single-threaded, since the state has no lock, and in the foreground.
     char single[] = "-s";
     char foreground[] = "-f";
     char *arguments[] = {argv[0], mountpoint.data(), single, foreground, nullptr};

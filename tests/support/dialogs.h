@@ -10,13 +10,12 @@
 
 class QWidget;
 
-/// Answers the modal dialogs of a test and keeps what they showed. While it lives, every modal
-/// dialog that comes up is written down and closed: message boxes by Ok, input dialogs by the next
-/// answer. A test thus never hangs on a dialog, and asks afterwards what it saw.
+/// Records and closes every modal dialog during its lifetime: message boxes by Ok, input dialogs by
+/// the next answer. So a test never hangs on a dialog, and can check afterwards what was shown.
 class DialogAnswers : public QObject
 {
 public:
-    /// One dialog that came up.
+    /// One dialog that was shown.
     struct Seen {
         QString kind; ///< "warning", "information", "int", "double", "other"
         QString title;
@@ -30,9 +29,9 @@ public:
 
     /// For the next input dialogs: a number accepts, an invalid QVariant cancels.
     QVariantList answers;
-    /// Asked when there is none left; default: accept what the dialog offers.
+    /// Called when no answer is left; default: accept the proposed value.
     std::function<QVariant(const Seen &)> fallback;
-    /// Sees every modal widget first; true if it closed it (a `GeomDlg`), which is then not kept.
+    /// Called first for every modal widget; true if it closed it (a `GeomDlg`), not recorded then.
     std::function<bool(QWidget *)> custom;
 
     /// Texts of all message boxes so far, in order.

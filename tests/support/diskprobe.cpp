@@ -1,8 +1,8 @@
-// Lists the disks as the program sees them, and prints what the system answers about one of them:
+// Lists the disks that the program finds, and prints the results of all requests to one of them:
 //
 //   quarn-diskprobe [PART-OF-PATH [SECTOR]...]
 //
-// Each SECTOR of 512 bytes is read; nothing is written.
+// Reads each SECTOR of 512 bytes; writes nothing.
 
 #include "core/tlcore.h"
 #include "platform/platform.h"
@@ -15,8 +15,8 @@
 namespace
 {
 
-// Takes the answer by reference, so that it may come with the status.
-void say(const std::string &what, const platform::Status &status, const auto &answer)
+// `answer` is a reference, since it is set by the call that returns `status`.
+void print(const std::string &what, const platform::Status &status, const auto &answer)
 {
     std::cout << what << ": ";
     if (status.ok())
@@ -34,19 +34,19 @@ void probe(platform::Device &disk)
     bool removable = false;
     platform::DriveGeometry drive;
     platform::IdentifyData data{};
-    say("partition length", disk.partitionlength(bytes), bytes);
+    print("partition length", disk.partitionlength(bytes), bytes);
     const platform::Status status = disk.drivegeometry(drive);
-    say("drive geometry", status,
-        std::to_string(drive.cylinders) + "/" + std::to_string(drive.trackspercylinder) + "/" +
-            std::to_string(drive.sectorspertrack) + "/" + std::to_string(drive.bytespersector));
-    say("file size", disk.filesize(bytes), bytes);
-    say("low half of the file size", disk.filesizelow(low), low);
+    print("drive geometry", status,
+          std::to_string(drive.cylinders) + "/" + std::to_string(drive.trackspercylinder) + "/" +
+              std::to_string(drive.sectorspertrack) + "/" + std::to_string(drive.bytespersector));
+    print("file size", disk.filesize(bytes), bytes);
+    print("low half of the file size", disk.filesizelow(low), low);
     const platform::Status mapped = disk.identitymap(map);
-    say("identity map", mapped, int{map});
-    say("identity", disk.identify({0xEC, 0xA0, 0}, data), "512 bytes");
-    say("removable media", disk.removable(removable), removable);
-    say("flush", disk.flush(), "done");
-    say("update of the layout", disk.updateproperties(), "done");
+    print("identity map", mapped, int{map});
+    print("identity", disk.identify({0xEC, 0xA0, 0}, data), "512 bytes");
+    print("removable media", disk.removable(removable), removable);
+    print("flush", disk.flush(), "done");
+    print("update of the layout", disk.updateproperties(), "done");
 }
 
 } // namespace
@@ -71,10 +71,10 @@ int main(int argc, char **argv)
     platform::Device &disk = platform::device(handle);
     probe(disk);
     char buffer[512];
-    for (int i = 2; i < argc; i++) {
+    for (int i = 2; i < argc; ++i) {
         const platform::Transfer transfer =
             disk.read(std::strtoull(argv[i], nullptr, 10) * sizeof buffer, buffer, sizeof buffer);
-        say(std::string("read of sector ") + argv[i], transfer.status, transfer.bytes);
+        print(std::string("read of sector ") + argv[i], transfer.status, transfer.bytes);
     }
     std::cout << "disk still there: " << (diskpresent(handle) ? "yes" : "no") << '\n';
     closedisk(handle);

@@ -19,11 +19,11 @@
 namespace
 {
 
-/// Asks again and again until the answer is yes; false if that takes too long.
-bool eventually(const std::function<bool()> &question)
+/// Waits until `condition` is true; false after 10 seconds.
+bool eventually(const std::function<bool()> &condition)
 {
-    for (int i = 0; i < 1000; i++) {
-        if (question())
+    for (int i = 0; i < 1000; ++i) {
+        if (condition())
             return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
@@ -75,7 +75,8 @@ bool LoopDisk::mount(const Options &options)
     std::vector<std::string> arguments{
         QUARN_BADFILE, mountpoint,        "--size", std::to_string(options.bytes),
         "--backing",   folder / "medium", "--name", options.name};
-    const std::uint64_t units = options.bytespersector / 512; // the server counts in these
+    const std::uint64_t units =
+        options.bytespersector / 512; // the server counts sectors of 512 bytes
     addranges(arguments, "--bad", options.badread, units);
     addranges(arguments, "--badwrite", options.badwrite, units);
     std::vector<char *> pointers;
@@ -86,7 +87,7 @@ bool LoopDisk::mount(const Options &options)
     const pid_t parent = ::getpid();
     server = ::fork();
     if (server == 0) {
-        ::prctl(PR_SET_PDEATHSIG, SIGTERM); // it ends with this process
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM); // it dies with this process
         if (::getppid() == parent)
             ::execv(pointers[0], pointers.data());
         ::_exit(127);
@@ -110,11 +111,11 @@ bool LoopDisk::attach(const Options &options)
     loop_config config{};
     config.fd = static_cast<unsigned>(::open(served.c_str(), O_RDWR | O_CLOEXEC));
     config.block_size = options.bytespersector;
-    // The system frees the device with its last user, also when that one is killed.
+    // The kernel detaches the device when its last user closes it or is killed.
     config.info.lo_flags = LO_FLAGS_DIRECT_IO | LO_FLAGS_AUTOCLEAR;
     if (options.partitions)
         config.info.lo_flags |= LO_FLAGS_PARTSCAN;
-    // until nobody else was faster with the free device
+    // repeat while another process takes the free device first
     const bool configured = eventually([&] {
         node = "/dev/loop" + std::to_string(::ioctl(control, LOOP_CTL_GET_FREE));
         const int writable = ::open(node.c_str(), O_RDWR | O_CLOEXEC);
@@ -156,7 +157,7 @@ LoopDisk::~LoopDisk()
         }
     }
     if (!folder.path.empty())
-        ::umount2((folder / "mount").c_str(), MNT_DETACH); // fails when the server has done it
+        ::umount2((folder / "mount").c_str(), MNT_DETACH); // fails if the server has unmounted it
 }
 
 std::string LoopDisk::medium(std::uint64_t offset, std::size_t bytes) const

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-/// A real block device with damage: a loop device, with direct transfers, on a file whose chosen
-/// sectors fail. Needs root, FUSE and loop devices; ask `available` first. All of it goes again
-/// with the object; if the process dies, the device and the mount still go.
+/// A real block device with damage: a loop device with direct I/O on a FUSE file whose chosen
+/// sectors fail. Needs root, FUSE and loop devices; check `available` first. The destructor removes
+/// device and mount; they are also removed if the process dies.
 class LoopDisk
 {
 public:
@@ -22,8 +22,8 @@ public:
         std::uint32_t bytespersector = 512;
         std::vector<Range> badread = {};
         std::vector<Range> badwrite = {};
-        std::string name = "disk"; ///< of the file, which gives the disk its model
-        bool partitions = false;   ///< whether the system looks for partitions on it
+        std::string name = "disk"; ///< of the file; the disk's model
+        bool partitions = false;   ///< whether the kernel scans it for partitions
     };
 
     explicit LoopDisk(const Options &options);
@@ -31,16 +31,16 @@ public:
     LoopDisk &operator=(const LoopDisk &) = delete;
     ~LoopDisk();
 
-    /// Whether such devices can be had here; if not, `why`.
+    /// Whether this system can create such devices; if not, `why`.
     static bool available(std::string &why);
 
-    /// The device ("/dev/loop0"); empty if it could not be made, with the reason in `error`.
+    /// The device ("/dev/loop0"); empty on failure, with the reason in `error`.
     std::string node;
     std::string error;
 
-    /// What lies on the medium from byte `offset` on, past all damage; shorter at the end.
+    /// The bytes of the medium at `offset`, damaged or not; fewer at the end.
     [[nodiscard]] std::string medium(std::uint64_t offset, std::size_t bytes) const;
-    /// Takes the medium out: the device stays with a length of 0. False on failure.
+    /// Removes the medium: the device remains, with a size of 0. False on failure.
     bool vanish();
 
 private:
@@ -48,7 +48,7 @@ private:
     bool attach(const Options &options);
 
     TempFolder folder;
-    std::string served; ///< the file with the damage
-    int server = -1;    ///< process that serves it
+    std::string served; ///< path of the FUSE file
+    int server = -1;    ///< process of the FUSE file system
     int descriptor = -1;
 };

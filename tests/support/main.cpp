@@ -8,25 +8,25 @@
 namespace
 {
 
-QtMessageHandler passon;
+QtMessageHandler defaulthandler;
 
-// The offscreen platform says this for every window that comes up.
+// The offscreen platform logs this for every window that is shown.
 void dropnoise(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     if (!message.contains("propagateSizeHints"))
-        passon(type, context, message);
+        defaulthandler(type, context, message);
 }
 
 } // namespace
 
-// The tests of everything with widgets: one application on Qt's offscreen platform unless another
-// is named, and a current directory of their own, since scan files land in it. It lies in memory
-// where there is such a folder: each record of a scan file is synced.
+// Main function of the tests with widgets: one application, on Qt's offscreen platform unless
+// another is set, and a temporary current directory for the scan files. The directory is in memory
+// if possible, since each record of a scan file is synced.
 int main(int argc, char **argv)
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
-    passon = qInstallMessageHandler(dropnoise);
+    defaulthandler = qInstallMessageHandler(dropnoise);
     ::testing::InitGoogleTest(&argc, argv);
     QApplication application(argc, argv);
     const QFileInfo memory("/dev/shm");

@@ -5,9 +5,9 @@
 
 #include <cstdio>
 
-// Scans a simulated disk, kept in an image file, in the current directory, and goes on with what
-// an earlier life of it left there. Made to be killed at any moment. Says "ready" before it touches
-// the scan file and "start <segment>" when the run stands; ends with 0 once the scan is through.
+// Scans a simulated disk in an image file in the current directory, or resumes an earlier scan
+// there. A test kills it at any moment. Prints "ready" before it opens the scan file and
+// "start <segment>" when the run has started; exits with 0 when the scan is complete.
 int main(int argc, char **argv)
 {
     QApplication application(argc, argv);
@@ -16,7 +16,7 @@ int main(int argc, char **argv)
     disk->store = platform::imagestore("image", disk->bytes);
     if (!disk->store)
         return 1;
-    // At the start of segments, so that no boundary has to move: first, middle and last.
+    // At the start of segments, so that no boundary moves: first, middle and last.
     for (const std::uint64_t cylinder : {0, 100, 500, 998})
         disk->faults->unreadable.add(cylinder * 4);
     bench.openscanpage();
@@ -27,7 +27,7 @@ int main(int argc, char **argv)
     const bool offered = bench.click(QWizard::CustomButton2);
     const bool running = page->scantimer && page->scantimer->isActive();
     if (bench.current() == bench.wizard->scanpageid && !running) {
-        // Nothing was there, or the file had not even its header.
+        // No scan file, or one without a complete header.
         if ((offered && bench.dialogs.messages().size() != 1) || !bench.click(QWizard::NextButton))
             return 2;
     }

@@ -5,7 +5,7 @@
 #include <string>
 #include <system_error>
 
-/// A folder of a test's own, gone with everything in it at the end.
+/// A temporary folder, deleted with its contents by the destructor.
 class TempFolder
 {
 public:
@@ -14,8 +14,8 @@ public:
         std::error_code error;
         const std::filesystem::path base = std::filesystem::temp_directory_path(error);
         std::random_device random;
-        // made by nobody else, or not taken
-        for (int i = 0; path.empty() && i < 100; i++) {
+        // use it only if this call created it
+        for (int i = 0; path.empty() && i < 100; ++i) {
             const auto name = base / ("quarn-" + std::to_string(random()));
             if (std::filesystem::create_directory(name, error))
                 path = name.string();
@@ -32,5 +32,5 @@ public:
 
     [[nodiscard]] std::string operator/(const std::string &name) const { return path + "/" + name; }
 
-    std::string path; ///< empty if it could not be made
+    std::string path; ///< empty if it could not be created
 };

@@ -14,8 +14,8 @@
 
 #include <gtest/gtest.h>
 
-/// The real wizard over simulated disks, driven by its buttons as a user drives it. Message boxes
-/// are answered and kept in `dialogs`.
+/// The real wizard over simulated disks, operated by its buttons like a user. `dialogs` answers and
+/// records message boxes.
 class WizardBench
 {
 public:
@@ -36,13 +36,13 @@ public:
     int rowof(const std::string &node);
     /// Whether a user could click this button now.
     [[nodiscard]] bool offered(QWizard::WizardButton which) const;
-    /// Clicks one button behind the other; false at the first that a user could not click.
+    /// Clicks the buttons in order; false at the first that a user could not click.
     template <class... Buttons> bool click(Buttons... which) { return (clickone(which) && ...); }
-    /// Lets the events run until `done` holds; false if that takes longer.
+    /// Processes events until `done` returns true; false at the timeout.
     static bool wait(const std::function<bool()> &done, int milliseconds = 30'000);
     /// Clicks Next on the scan page and waits for the end of the run.
     bool runscan() { return click(next) && waitrun(); }
-    /// Waits for the end of a run, however it ends.
+    /// Waits for the end of a run, whatever its result.
     bool waitrun(int milliseconds = 30'000);
     /// Clicks the run's own abort button.
     void abortscan() { scanpage()->scanprogress->findChild<QPushButton *>()->click(); }
