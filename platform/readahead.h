@@ -71,8 +71,8 @@ private:
     std::uint64_t failedstart = 0;      ///< first byte of the last block that failed
     std::uint64_t failedend = 0;        ///< its end, exclusive; reads inside it are made exactly
 
-    // Shared with the thread, under the lock. The thread only reads the members above; the caller
-    // changes them while the thread is idle.
+    // Shared with the thread, under the lock. Of the members above, the thread reads `length`,
+    // `devicebytes`, `buffer` and the failed range; the caller changes these while it is idle.
     std::mutex lock;
     std::condition_variable changed;
     bool ending = false;

@@ -224,7 +224,7 @@ TEST(Linux, JudgesIdentities)
     IdentifyData wire{};
     std::copy_n("BAD si k", 8, wire.begin() + 54);
     EXPECT_TRUE(issoundidentity(wire));
-    IdentifyData copy{}; // with its texts in the order of reading
+    IdentifyData copy{}; // the kernel's copy, bytes of the texts swapped
     std::copy_n("AB Disk ", 8, copy.begin() + 54);
     EXPECT_FALSE(issoundidentity(IdentifyData{})) << "nothing at all";
     towireorder(copy);
