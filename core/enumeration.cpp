@@ -1,4 +1,4 @@
-#include "core/tlcore.h"
+#include "core/diskhandle.h"
 
 #include "platform/platform.h"
 
@@ -8,22 +8,27 @@
 #include <set>
 #include <string_view>
 
+namespace
+{
+
 // Words of the ATA identity that hold the model (ATA8-ACS, IDENTIFY DEVICE).
-static constexpr int firstmodelword = 27;
-static constexpr int lastmodelword = 46;
+constexpr int firstmodelword = 27;
+constexpr int lastmodelword = 46;
 
-static constexpr std::size_t modelsize = sizeof(DISKINFO::model);
+constexpr std::size_t modelsize = sizeof(DISKINFO::model);
 
-// Copies into a `model`, cut to fit, and zeroes what is left of it.
-static void setmodel(char *model, std::string_view text)
+// Copies `text` into a `model`, cut to fit, and zeroes the rest of it.
+void setmodel(char *model, std::string_view text)
 {
     std::memset(model, 0, modelsize);
     text.copy(model, modelsize - 1);
 }
 
+} // namespace
+
 void getallhdinfo(std::vector<DISKINFO> &list)
 {
-    // without a system volume there are no models, and no disk is marked
+    // no system volume, no models: then no disk is marked
     std::vector<std::string> systempaths;
     static_cast<void>(platform::backend().systemvolumes(systempaths));
     std::set<std::string> systemmodels;
@@ -32,7 +37,7 @@ void getallhdinfo(std::vector<DISKINFO> &list)
         getdisk(path.c_str(), model);
         systemmodels.insert(model);
     }
-    // an empty model names nothing: two of them are no match
+    // two disks without a model are not the same disk
     systemmodels.erase(std::string());
 
     std::vector<std::string> names;
@@ -68,46 +73,38 @@ void getallhdinfo(std::vector<DISKINFO> &list)
 int getalldevicenames(std::vector<std::string> &names)
 {
     std::vector<std::string> present;
-    // what was listed before a failure still counts
+    // paths that were listed before a failure are used all the same
     const bool listed = platform::backend().listdisks(present).ok();
     for (const std::string &path : present) {
         if (isusbflash(path.c_str()))
             continue;
-        void *handle = opendisk(path.c_str());
-        if (handle == invaliddisk)
-            continue;
-        closedisk(handle);
-        names.push_back(path);
+        if (DiskHandle(path.c_str()))
+            names.push_back(path);
     }
     return listed ? 0 : 1;
 }
 
 bool isusbflash(const char *path)
 {
-    void *handle = opendisk(path);
-    if (handle == invaliddisk)
-        return false;
+    const DiskHandle disk(path);
     bool removable = false;
-    const bool answered = platform::device(handle).removable(removable).ok();
-    closedisk(handle);
-    return answered && removable;
+    return disk && platform::device(disk.get()).removable(removable).ok() && removable;
 }
 
 int getdisk(const char *path, char *model)
 {
     std::memset(model, 0, modelsize);
-    void *handle = opendisk(path);
-    if (handle == invaliddisk)
+    const DiskHandle handle(path);
+    if (!handle)
         return -1;
-    platform::Device &disk = platform::device(handle);
+    platform::Device &disk = platform::device(handle.get());
     std::uint8_t map = 0;
     if (!disk.identitymap(map).ok() || map == 0) {
-        // no model in the path either: it stays empty, and the caller knows what that means
+        // a path without a model leaves it empty
         getusbsnmodel(path, model);
-        closedisk(handle);
         return 0;
     }
-    // the upper half of the map stands for packet devices
+    // bits 4 to 7 of the map are packet devices
     const bool packet = (map & 0xF0) != 0;
     const unsigned drives = packet ? map >> 4 : map;
     platform::IdentifyCommand command;
@@ -115,12 +112,10 @@ int getdisk(const char *path, char *model)
     command.drive = static_cast<std::uint8_t>(std::countr_zero(drives));
     command.drivehead = (command.drive & 1) != 0 ? 0xB0 : 0xA0;
     platform::IdentifyData data{};
-    const bool identified = disk.identify(command, data).ok();
-    closedisk(handle);
-    if (!identified)
+    if (!disk.identify(command, data).ok())
         return -3;
     unsigned short words[256];
-    for (std::size_t i = 0; i < 256; i++)
+    for (std::size_t i = 0; i < 256; ++i)
         words[i] = static_cast<unsigned short>(data[2 * i] | data[2 * i + 1] << 8);
     setmodel(model, getstring(words, firstmodelword, lastmodelword));
     return 0;
@@ -152,7 +147,7 @@ const char *getstring(const unsigned short *words, int first, int last)
 {
     static char text[257];
     int length = 0;
-    for (int i = first; i <= last; i++) {
+    for (int i = first; i <= last; ++i) {
         for (const int c : {words[i] >> 8, words[i] & 0xFF}) {
             if (c != '\0' && c != ' ' && length < 256)
                 text[length++] = static_cast<char>(c);
@@ -173,7 +168,7 @@ int diskbytesize(void *handle, unsigned long long *size)
     if (disk.partitionlength(bytes).ok()) {
         *size = bytes;
     } else if (disk.drivegeometry(drive).ok()) {
-        // in 32 bits, as the record's own fields are
+        // the product in brackets is formed in 32 bits, like the record's fields
         *size = drive.cylinders *
                 (drive.trackspercylinder * drive.bytespersector * drive.sectorspertrack);
     } else if (disk.filesize(bytes).ok()) {
@@ -186,8 +181,6 @@ int diskbytesize(void *handle, unsigned long long *size)
 
 int diskbytesize(char *path, unsigned long long *size)
 {
-    void *handle = platform::open(path, platform::Access::read);
-    const int result = diskbytesize(handle, size);
-    closedisk(handle);
-    return result;
+    const DiskHandle disk(platform::open(path, platform::Access::read));
+    return diskbytesize(disk.get(), size);
 }

@@ -4,34 +4,28 @@
 
 #include <bit>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
+#include <new>
 
 void *const invaliddisk = reinterpret_cast<void *>(~std::uintptr_t{0});
 
-// What stands in for a geometry that the system does not report.
-static constexpr std::uint32_t guessedheads = 255;
-static constexpr std::uint32_t guessedsectorspertrack = 63;
-static constexpr std::uint32_t guessedbytespersector = 512;
-
-void *opendisk(const char *devicepath)
+namespace
 {
-    return platform::open(devicepath, platform::Access::readwrite);
-}
 
-void closedisk(void *handle)
-{
-    if (handle != invaliddisk)
-        platform::close(handle);
-}
+// The geometry of a disk for which the system reports none.
+constexpr std::uint32_t guessedheads = 255;
+constexpr std::uint32_t guessedsectorspertrack = 63;
+constexpr std::uint32_t guessedbytespersector = 512;
 
-static bool issectorlength(std::uint32_t bytes)
+bool issectorlength(std::uint32_t bytes)
 {
     return std::has_single_bit(bytes) && bytes >= minbytespersector && bytes <= maxbytespersector;
 }
 
-// Takes over a drive's own geometry. False if it is none: a zero among its factors, a sector that
-// no buffer of this program is made for, or products beyond the 32 and 64 bits of its record.
-static bool takeover(const platform::DriveGeometry &drive, geom &geometry)
+// Copies the geometry that a drive reports. False if it can't be used: a factor of zero, a sector
+// length outside the limits, or products that overflow the 32 and 64 bits of their fields.
+bool convertgeometry(const platform::DriveGeometry &drive, geom &geometry)
 {
     const std::uint64_t sectorspercyl =
         static_cast<std::uint64_t>(drive.trackspercylinder) * drive.sectorspertrack;
@@ -53,19 +47,32 @@ static bool takeover(const platform::DriveGeometry &drive, geom &geometry)
     return true;
 }
 
+} // namespace
+
+void *opendisk(const char *devicepath)
+{
+    return platform::open(devicepath, platform::Access::readwrite);
+}
+
+void closedisk(void *handle)
+{
+    if (handle != invaliddisk)
+        platform::close(handle);
+}
+
 int get_geometry(void *handle, geom *out)
 {
     geom geometry;
     platform::Device &disk = platform::device(handle);
     platform::DriveGeometry drive;
-    if (disk.drivegeometry(drive).ok() && takeover(drive, geometry)) {
+    if (disk.drivegeometry(drive).ok() && convertgeometry(drive, geometry)) {
         *out = geometry;
         return 0;
     }
     unsigned long long bytes = 0;
     diskbytesize(handle, &bytes);
     geometry.totalbytes = bytes;
-    // transfers of another length than the system's would all fail
+    // transfers must be multiples of the system's sector length
     std::uint32_t sector = 0;
     if (!disk.sectorsize(sector).ok() || !issectorlength(sector))
         sector = guessedbytespersector;
@@ -73,33 +80,37 @@ int get_geometry(void *handle, geom *out)
     return -1;
 }
 
+bool readimage(void *handle, std::uint64_t sector, std::span<std::uint8_t> image)
+{
+    const platform::Transfer transfer =
+        platform::device(handle).read(sector * image.size(), image.data(), image.size());
+    // a partial sector counts as not transferred
+    const bool whole = transfer.status.ok() && transfer.bytes == image.size();
+    if (!whole && transfer.status.fault != platform::Fault::position)
+        std::fputs("unable to read!\n", stderr);
+    return whole;
+}
+
+bool writeimage(void *handle, std::uint64_t sector, std::span<const std::uint8_t> image)
+{
+    const platform::Transfer transfer =
+        platform::device(handle).write(sector * image.size(), image.data(), image.size());
+    const bool whole = transfer.status.ok() && transfer.bytes == image.size();
+    if (!whole && transfer.status.fault != platform::Fault::position)
+        std::fputs("unable to write!\n", stderr);
+    return whole;
+}
+
 int readasector(void *handle, unsigned long long sector, char *buffer)
 {
-    platform::Device &disk = platform::device(handle);
-    const platform::Transfer transfer =
-        disk.read(sector * g.bytespersector, buffer, g.bytespersector);
-    if (transfer.status.fault == platform::Fault::position)
-        return 1;
-    // a sector that did not come whole is no sector
-    if (!transfer.status.ok() || transfer.bytes != g.bytespersector) {
-        std::fputs("unable to read!\n", stderr);
-        return 1;
-    }
-    return 0;
+    auto *bytes = reinterpret_cast<std::uint8_t *>(buffer);
+    return readimage(handle, sector, {bytes, g.bytespersector}) ? 0 : 1;
 }
 
 int writeasector(void *handle, unsigned long long sector, char *buffer)
 {
-    platform::Device &disk = platform::device(handle);
-    const platform::Transfer transfer =
-        disk.write(sector * g.bytespersector, buffer, g.bytespersector);
-    if (transfer.status.fault == platform::Fault::position)
-        return 1;
-    if (!transfer.status.ok() || transfer.bytes != g.bytespersector) {
-        std::fputs("unable to write!\n", stderr);
-        return 1;
-    }
-    return 0;
+    const auto *bytes = reinterpret_cast<const std::uint8_t *>(buffer);
+    return writeimage(handle, sector, {bytes, g.bytespersector}) ? 0 : 1;
 }
 
 bool updatepartitiontable(void *handle)
@@ -112,7 +123,17 @@ bool diskpresent(void *handle)
     if (handle == invaliddisk ||
         platform::device(handle).lasterror().fault == platform::Fault::gone)
         return false;
-    // a disk that went away without a word answers no more, or with a size of nothing
+    // an unplugged disk may report no failure of its own, but it has no size, or a size of 0
     unsigned long long bytes = 0;
     return diskbytesize(handle, &bytes) == 0 && bytes != 0;
+}
+
+std::unique_ptr<char[]> sectorbuffer(std::size_t bytes, const char *message)
+{
+    std::unique_ptr<char[]> buffer(new (std::nothrow) char[bytes]());
+    if (!buffer) {
+        std::fputs(message, stderr);
+        std::exit(1);
+    }
+    return buffer;
 }

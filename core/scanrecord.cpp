@@ -1,7 +1,6 @@
 #include "core/tlcore.h"
 
 #include "core/bytes.h"
-#include "core/memory.h"
 
 #include <algorithm>
 #include <climits>

@@ -2,13 +2,17 @@
 
 #include "core/geom.h"
 #include "core/part.h"
+#include "core/reading.h"
 #include "core/seg.h"
 
+#include <cstdint>
+#include <memory>
+#include <span>
 #include <string>
 #include <vector>
 
-/// The disk core: plain functions over raw disk handles. They return 0 for success and anything
-/// else for failure, show nothing to the user, and take no decision that a page has to answer for.
+/// The disk core: plain functions over raw disk handles. Those that return an int return 0 for
+/// success and anything else for failure. None shows anything to the user.
 
 // ---- raw access --------------------------------------------------------------------------------
 
@@ -17,7 +21,7 @@ extern void *const invaliddisk;
 
 /// Opens a disk for reading and writing, shared; `invaliddisk` on failure.
 void *opendisk(const char *devicepath);
-/// Closes a handle; `invaliddisk` is passed over.
+/// Closes a handle; `invaliddisk` is ignored.
 void closedisk(void *handle);
 
 /// Fills `out`: 0 if the system reported the geometry, -1 if `out` holds a guess (255 heads, 63
@@ -28,11 +32,19 @@ int get_geometry(void *handle, geom *out);
 int readasector(void *handle, unsigned long long sector, char *buffer);
 /// Writes sector `sector` of `g.bytespersector` bytes: 0, or 1 on failure or a short transfer.
 int writeasector(void *handle, unsigned long long sector, char *buffer);
+/// Reads sector `sector` of a disk whose sectors have the length of `image`; false on failure or a
+/// short transfer.
+bool readimage(void *handle, std::uint64_t sector, std::span<std::uint8_t> image);
+/// Writes `image` to sector `sector`; the same.
+bool writeimage(void *handle, std::uint64_t sector, std::span<const std::uint8_t> image);
 /// Tells the system that the layout changed; true if that failed.
 bool updatepartitiontable(void *handle);
-/// Whether the disk behind a handle is still there: the last failure is not of the kind "no such
-/// device", and its size can still be had and is not 0.
+/// Whether the disk behind a handle is still there: its last failure is not "no such device", and
+/// it reports a size that is not 0.
 bool diskpresent(void *handle);
+/// A buffer of `bytes` bytes, zeroed. If there is no memory for it, `message` is printed to the
+/// standard error stream and the program ends with status 1.
+std::unique_ptr<char[]> sectorbuffer(std::size_t bytes, const char *message);
 
 // ---- enumeration -------------------------------------------------------------------------------
 
@@ -77,21 +89,20 @@ inline constexpr int batchsectors = 20;
 /// A test over a range of sectors, both ends inclusive: 0 healthy, 1 failed.
 using TestFunction = int (*)(void *handle, unsigned long long first, unsigned long long last,
                              int bytespersector);
+/// The same test with a `Reading` as its answer: `writerange` for `write_test`, else `readrange`.
+RangeTest rangetest(TestFunction test);
 
-/// Reads the range in batches; a transfer that delivers nothing ends it at once.
+/// `readrange`, `writerange` and `readsector` as ints: 0 good, else 1.
 int read_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
-/// Writes the range, reads it back and compares. Destroys what was there.
 int write_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
-/// Reads one sector: 0 healthy, 1 failed. Only the call's success decides, not its byte count.
 int readtestonesector(void *handle, unsigned long long sector, int bytespersector);
 /// Writes one sector and reads it back: 0 equal, 1 seek, 2 write, 3 read failed, 4 different.
 int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector);
-/// The first two sectors below `limit` that pass both single-sector tests; destroys those that
-/// pass the read test. An output keeps its value if no sector came up. Always 0.
+/// The first two sectors below `limit` that pass both single-sector tests; overwrites those that
+/// pass the read test. An output keeps its value if no sector was found for it. Always 0.
 int findfirsttwogoodsectors(void *handle, int bytespersector, unsigned long long limit,
                             unsigned long long &first, unsigned long long &second);
-/// Reads the first sector of each good record (cylinders x `g.sectorspercyl`): 0 if all delivered,
-/// 1 at the first that did not. Bad records are passed over without touching the medium.
+/// `roughcheck` as an int: 0 if all sectors were delivered, else 1.
 int rough_test(void *handle, std::vector<SEG> &list, int bytespersector);
 
 // ---- scan record on the disk -------------------------------------------------------------------

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/tlcore.h"
+
+#include <utility>
+
+/// Owns an open disk and closes it at the end of its scope.
+class DiskHandle
+{
+public:
+    DiskHandle() = default;
+    /// Opens a disk for reading and writing.
+    explicit DiskHandle(const char *devicepath) : handle(opendisk(devicepath)) {}
+    /// Owns a handle that is open already.
+    explicit DiskHandle(void *opened) : handle(opened) {}
+    DiskHandle(DiskHandle &&other) noexcept : handle(other.release()) {}
+    DiskHandle &operator=(DiskHandle &&other) noexcept
+    {
+        if (this != &other) {
+            reset();
+            handle = other.release();
+        }
+        return *this;
+    }
+    DiskHandle(const DiskHandle &) = delete;
+    DiskHandle &operator=(const DiskHandle &) = delete;
+    ~DiskHandle() { reset(); }
+
+    /// Whether a disk is open.
+    explicit operator bool() const { return handle != invaliddisk; }
+    /// The handle for the functions of the core; `invaliddisk` if none is open.
+    [[nodiscard]] void *get() const { return handle; }
+    /// Closes the disk.
+    void reset() { closedisk(release()); }
+    /// Gives the handle away without closing it.
+    [[nodiscard]] void *release() { return std::exchange(handle, invaliddisk); }
+
+private:
+    void *handle = invaliddisk;
+};

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "core/seg.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace platform
+{
+struct Status;
+}
+
+/// What a test found: the one answer that goes from the transfer to whoever marks.
+enum class Reading {
+    good,   ///< everything was transferred, and came back as written
+    bad,    ///< the medium failed there
+    gone,   ///< the disk is not there any more; says nothing about the medium
+    refused ///< the system refused this program (busy, rights, argument); nothing about the medium
+};
+
+/// The reading of a status. A failed one asks the device for its size, since a disk that was
+/// unplugged often fails as a bad sector does: no size means `gone`.
+Reading readingof(void *handle, const platform::Status &status);
+
+/// A test over the sectors `first` to `last`, both inclusive.
+using RangeTest = Reading (*)(void *handle, std::uint64_t first, std::uint64_t last,
+                              int bytespersector);
+
+/// Reads the range in batches; a transfer that delivers nothing ends it at once.
+Reading readrange(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector);
+/// Writes the range, reads it back and compares. Destroys what was there.
+Reading writerange(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector);
+/// Reads one sector. Only the call's success decides, not its byte count.
+Reading readsector(void *handle, std::uint64_t sector, int bytespersector);
+/// Reads the first sector of each good record (cylinders x `g.sectorspercyl`), up to the first that
+/// is not delivered. Bad records are skipped.
+Reading roughcheck(void *handle, const std::vector<SEG> &list, int bytespersector);
