@@ -59,12 +59,13 @@ struct LOGICALDISK {
 /// A sector number that stands for "none found".
 inline constexpr std::uint64_t nosector = ~0ULL;
 
-// The writer's state; the GUI thread's alone. `firstgoodsector` takes the master boot sector and
-// `secondgoodsector` the scan record: the commit sets both before it calls `batch_partition`.
-extern std::vector<char> MBRbuffer;         ///< the master boot sector, one sector long
+// The functions below work on these, for the GUI thread only. `firstgoodsector` is where the master
+// boot sector goes and `secondgoodsector` where the scan record goes: both must be set before a
+// call of `batch_partition`. `Tables` (core/tables.h) does the same job without them.
+extern std::vector<char> MBRbuffer;         ///< the last master boot sector, one sector long
 extern unsigned long long firstgoodsector;  ///< sector of the master boot sector
 extern unsigned long long secondgoodsector; ///< sector of the scan record
-extern unsigned long long MBRoffset;        ///< where the last write put the master boot sector
+extern unsigned long long MBRoffset;        ///< where the master boot sector was last written
 extern unsigned int extended_offset;        ///< first sector of the extended partition
 extern LOGICALDISK *firstlogicaldisk;       ///< head of the chain, null when there is none
 
@@ -86,29 +87,27 @@ LOGICALDISK *add_logical_disk(unsigned long long start, unsigned long long stop,
                               unsigned char bootflag, int systype, LOGICALDISK *prev);
 /// Writes `MBRbuffer` to `firstgoodsector`, then each record of the chain, head first.
 void writepartresulttodisk(void *handle);
-/// Frees the chain.
+/// Frees all nodes and images that `add_logical_disk` made.
 void releasememory();
-/// Writes the whole layout and tells the system: 0 on success; non-zero if the plan can't be held
-/// by the format (nothing is written then) or if the system did not take the new layout.
-/// `parts` holds 'p' and 'e' first, 'l' behind them; `keepofftracks` moves them first.
+/// Writes the tables of `parts` (`Tables::mbr`) and tells the system: 0 on success; non-zero if the
+/// format can't hold them (nothing is written then) or the system did not accept the new layout.
+/// `parts` come back as moved.
 int batch_partition(void *handle, std::vector<PART> &parts);
 
 /// A sector of the written tables that can't be read back, or holds something else.
 struct TABLEFAULT {
-    std::uint64_t sector = 0; ///< where it lies
-    /// Index in the list of the logical disk that the record belongs to; -1: the master boot
-    /// sector.
-    int part = -1;
+    std::uint64_t sector = 0;
+    int part = -1; ///< index of the logical disk that it belongs to; -1: the master boot sector
 };
 
-/// Reads back what the last `batch_partition` wrote for `parts`: its sectors that are not on the
-/// disk as written, the master boot sector first, then the chain in order. Empty if all are.
+/// The sectors of the last `batch_partition` of `parts` that are not on the disk as written: the
+/// master boot sector first, then the chain in order.
 std::vector<TABLEFAULT> verifytables(void *handle, const std::vector<PART> &parts);
 
-/// Keeps the track of each sector in `sectors`, and the disk's first track always, out of every
-/// partition: a record that holds one of them starts at the first track behind it. An extended
-/// entry and its first logical disk move together by the same rule, and with them the base of the
-/// links. Doing it twice changes nothing more. `nosector` is passed over.
+/// Moves all parts off the track of each sector in `sectors`, and off the disk's first track: a
+/// part that holds such a sector starts at the first track behind it. An extended partition and its
+/// first logical disk move together, and with them the base of the links. A second call changes
+/// nothing. `nosector` is ignored.
 void keepofftracks(std::vector<PART> &parts, std::span<const std::uint64_t> sectors,
                    std::uint32_t sectorspertrack);
 
@@ -118,9 +117,9 @@ struct PARTFAULT {
     std::string text; ///< what is wrong, in words for the user
 };
 
-/// Every way in which the tables can't hold `parts`, in list order; empty if they can.
+/// Every reason why the tables can't hold `parts`, in list order; empty if they can.
 /// A position or count of 2^32 sectors or more; more than four top-level records; a logical disk
-/// outside the extended entry, or without one; an extended boot record on the sector of the master
-/// boot sector or of the scan record; a partition without a sector.
+/// outside the extended partition, or without one; an extended boot record on the sector of the
+/// master boot sector or of the scan record; a partition without a sector.
 std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &geometry,
                                   std::uint64_t mbrsector, std::uint64_t recordsector);

@@ -2,20 +2,34 @@
 
 #include <string>
 
-// A table entry tells positions and counts in 32 bits.
-static constexpr std::uint64_t sectorlimit = 1ULL << 32;
-// Entries in a table.
-static constexpr int tableslots = 4;
+namespace
+{
 
-// Moves a record that holds `sector` behind that sector's track. A start behind the stop is left
-// for the check to refuse.
-static void keepofftrack(PART &part, std::uint64_t sector, std::uint32_t sectorspertrack)
+// An entry holds positions and counts in 32 bits.
+constexpr std::uint64_t sectorlimit = 1ULL << 32;
+// Entries in a table.
+constexpr int tableslots = 4;
+
+// Moves a part that holds `sector` to the first track behind it. A part that ends up with its start
+// behind its stop is left for `checkparts` to refuse.
+void keepofftrack(PART &part, std::uint64_t sector, std::uint32_t sectorspertrack)
 {
     if (sector == nosector || sector < part.start || sector > part.stop)
         return;
     part.start = (sector / sectorspertrack + 1) * sectorspertrack;
     part.size = part.stop + 1 > part.start ? part.stop + 1 - part.start : 0;
 }
+
+// The part in words for the user; `number` counts within its level, from 1.
+std::string entryname(const PART &part, int number)
+{
+    const char *kind = part.kind == 'l'   ? "Logical disk "
+                       : part.kind == 'e' ? "Extended partition "
+                                          : "Primary partition ";
+    return kind + std::to_string(number);
+}
+
+} // namespace
 
 void keepofftracks(std::vector<PART> &parts, std::span<const std::uint64_t> sectors,
                    std::uint32_t sectorspertrack)
@@ -27,14 +41,6 @@ void keepofftracks(std::vector<PART> &parts, std::span<const std::uint64_t> sect
     }
 }
 
-static std::string partname(const PART &part, int number)
-{
-    const char *kind = part.kind == 'l'   ? "Logical disk "
-                       : part.kind == 'e' ? "Extended partition "
-                                          : "Primary partition ";
-    return kind + std::to_string(number);
-}
-
 std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &geometry,
                                   std::uint64_t mbrsector, std::uint64_t recordsector)
 {
@@ -42,17 +48,17 @@ std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &ge
     const PART *extended = nullptr;
     int top = 0;
     int logical = 0;
-    for (int i = 0; i < static_cast<int>(parts.size()); i++) {
+    for (int i = 0; i < static_cast<int>(parts.size()); ++i) {
         const PART &part = parts[static_cast<std::size_t>(i)];
         const bool isextended = part.kind == 'e';
         const bool islogical = part.kind == 'l';
         if (part.kind != 'p' && !isextended && !islogical)
             continue;
-        const std::string name = partname(part, islogical ? ++logical : ++top);
+        const std::string name = entryname(part, islogical ? ++logical : ++top);
         const auto fault = [&](const std::string &text) { faults.push_back({i, name + text}); };
 
-        // where the partition proper begins: a logical disk stands behind its record's track, and
-        // a record at the disk's start gives its first track away
+        // the first sector of the partition itself: a logical disk begins on the track behind its
+        // boot record, and a part at the disk's start on the disk's second track
         std::uint64_t first = part.start;
         if (islogical || part.start == 0)
             first += geometry.sectorspertrack;

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "core/geom.h"
+#include "core/part.h"
+#include "core/seg.h"
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+/// What a sector image holds.
+enum class ImageKind {
+    scanrecord, ///< the scan record
+    mbr,        ///< the master boot sector
+    ebr         ///< an extended boot record
+};
+
+/// One sector as it is to stand on the disk.
+struct SectorImage {
+    std::uint64_t sector = 0; ///< where it is written
+    ImageKind kind = ImageKind::mbr;
+    int part = -1;                   ///< index of the part that the image belongs to; -1: to none
+    std::vector<std::uint8_t> bytes; ///< one whole sector
+};
+
+/// The sectors outside all partitions that the program uses for itself.
+struct TableSectors {
+    unsigned long long mbr = nosector;        ///< master boot sector
+    unsigned long long scanrecord = nosector; ///< scan record
+};
+
+/// The partition tables of one disk as sector images: built once, then written and read back. It
+/// knows nothing of plans and uses no global.
+class Tables
+{
+public:
+    /// A master boot sector with a chain of extended boot records, and the scan record of `segs`
+    /// (none if `segs` is empty).
+    ///
+    /// `parts` holds 'p' and 'e' first, 'l' behind them; all other kinds are ignored. They are
+    /// moved off the tracks of `sectors` (`keepofftracks`) and checked (`checkparts`). Without a
+    /// sector for the master boot sector they are only checked: there are no images then.
+    /// `signature` goes to offset 0x1B8 of the master boot sector.
+    static Tables mbr(std::vector<PART> parts, const geom &geometry, const TableSectors &sectors,
+                      std::uint32_t signature, std::span<const SEG> segs = {});
+
+    /// What the format can't hold, in list order; empty: the tables can be written.
+    [[nodiscard]] const std::vector<PARTFAULT> &faults() const { return refusals; }
+    /// The parts as moved.
+    [[nodiscard]] const std::vector<PART> &parts() const { return moved; }
+    /// The images in the order in which they are written: the scan record, the master boot sector,
+    /// the chain from its head. Empty if there are faults.
+    [[nodiscard]] const std::vector<SectorImage> &images() const { return sectors; }
+
+    /// Writes the images in their order and tells the system; whether it accepted the new layout.
+    /// Sector writes that fail are found by `readback`. Without images nothing is done: false.
+    [[nodiscard]] bool write(void *handle) const;
+    /// The images that are not on the disk as written: the tables in writing order, then the scan
+    /// record.
+    [[nodiscard]] std::vector<SectorImage> readback(void *handle) const;
+
+private:
+    std::vector<PART> moved;
+    std::vector<PARTFAULT> refusals;
+    std::vector<SectorImage> sectors;
+};
