@@ -6,7 +6,7 @@
 #include <cstring>
 #include <fstream>
 
-// Times what a user of the planner waits for, with a disk of 2 TB cut into as many blocks as a scan
+// Measures how long a user of the planner waits, on a disk of 2 TB with as many blocks as a scan
 // can leave, and with many more.
 
 namespace
@@ -20,7 +20,7 @@ double milliseconds(const std::function<void()> &work)
     return static_cast<double>(clock.nsecsElapsed()) / 1e6;
 }
 
-/// Prints the medians of an operation, of what the views then do about it, and of a redraw.
+/// Prints the median times of an operation, of the views' events that follow, and of a redraw.
 void report(DiskPartition &page, const char *name, const std::function<void()> &before,
             const std::function<void()> &work, int repeats = 7)
 {
@@ -49,7 +49,7 @@ void selectall(DiskPartition &page)
     QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
 }
 
-/// Gives the planner what a scan would have found: every second segment damaged, or none.
+/// Gives the planner a scan result: every second segment damaged, or none.
 void fill(WizardBench &bench, bool damaged)
 {
     DiskScanPage *scan = bench.scanpage();
@@ -81,7 +81,7 @@ void strategies(DiskPartition &page)
     };
     report(page, "split into 50", bare, [&page] { page.splitpart(50); });
     report(page, "combine 50", split, [&page] { page.combineparts(); });
-    report(page, "a logical disk more", bare, [&page] { page.addld(); });
+    report(page, "add a logical disk", bare, [&page] { page.addld(); });
     const auto full = [&page] {
         page.onstrategychanged(1);
         page.diagramview->selectblock(200);
@@ -93,7 +93,7 @@ void strategies(DiskPartition &page)
 
 void manyblocks(DiskPartition &page, DialogAnswers &answers)
 {
-    // ten blocks of fifty, all logical disks, and all of them joined
+    // ten blocks, each split into fifty logical disks; all are then combined
     const auto five = [&page] {
         page.onstrategychanged(0);
         page.diagramview->selectblock(0);
@@ -116,11 +116,11 @@ void manyblocks(DiskPartition &page, DialogAnswers &answers)
     answers.fallback = [](const DialogAnswers::Seen &seen) -> QVariant {
         return seen.text == "CMax:" ? 0.1 : 0.0;
     };
-    const auto pieces = [&page] { page.onstrategychanged(5); };
+    const auto many = [&page] { page.onstrategychanged(5); };
     report(
-        page, "strategy 5, pieces of 0.1 GB", [] {}, pieces, 3);
+        page, "strategy 5, blocks of 0.1 GB", [] {}, many, 3);
     report(
-        page, "back to strategy 0", pieces, [&page] { page.onstrategychanged(0); }, 3);
+        page, "back to strategy 0", many, [&page] { page.onstrategychanged(0); }, 3);
 }
 
 } // namespace
@@ -135,7 +135,7 @@ int main(int argc, char **argv)
     const QTemporaryDir folder;
     if (!folder.isValid() || !QDir::setCurrent(folder.path()))
         return 1;
-    const auto asked = [argc, argv](const char *what) {
+    const auto requested = [argc, argv](const char *what) {
         return argc > 1 && std::strcmp(argv[1], what) == 0;
     };
     WizardBench bench;
@@ -144,7 +144,7 @@ int main(int argc, char **argv)
     bench.open(-1);
     const bool shown = QTest::qWaitForWindowExposed(bench.wizard.get());
     std::printf("first page after %.0f ms\n", static_cast<double>(clock.nsecsElapsed()) / 1e6);
-    if (!shown || asked("start"))
+    if (!shown || requested("start"))
         return shown ? 0 : 1;
 
     bench.openscanpage();
@@ -155,7 +155,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%d blocks\n", static_cast<int>(page.extparts.size()));
         return 1;
     }
-    if (asked("memory")) {
+    if (requested("memory")) {
         page.onstrategychanged(1);
         QApplication::processEvents();
         page.grab();

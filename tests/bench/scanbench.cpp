@@ -14,11 +14,11 @@
 namespace
 {
 
-/// Simulated disks behind the read-ahead that real ones have.
-class Ahead : public platform::Backend
+/// Simulated disks with the read-ahead of native ones.
+class ReadAheadBackend : public platform::Backend
 {
 public:
-    explicit Ahead(platform::SimulatedBackend &disks) : simulated(disks) {}
+    explicit ReadAheadBackend(platform::SimulatedBackend &disks) : simulated(disks) {}
     platform::Status systemvolumes(std::vector<std::string> &paths) override
     {
         return simulated.systemvolumes(paths);
@@ -55,7 +55,7 @@ int usage()
     std::fputs(
         "usage: quarn-scanbench read|write NODE\n"
         "       quarn-scanbench simulated MB DAMAGED-SEGMENTS MILLISECONDS-A-FAILURE\n"
-        "Scans a disk by the real page; a write test destroys what is on it. Keeps the scan\n"
+        "Scans a disk through the real page; a write test destroys its contents. Leaves the scan\n"
         "file in the current directory. Prints seconds, CPU seconds and bad segments.\n",
         stderr);
     return 2;
@@ -73,7 +73,7 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     WizardBench bench;
-    Ahead ahead(bench.backend);
+    ReadAheadBackend ahead(bench.backend);
     if (simulated) {
         const auto cylinders = std::strtoull(argv[2], nullptr, 10) * 1'000'000 / (16 * 63 * 512);
         damage(*bench.adddisk(cylinders, 16, 63), std::atoi(argv[3]), std::atoi(argv[4]));
@@ -81,7 +81,7 @@ int main(int argc, char **argv)
     } else {
         platform::setbackend(nullptr);
     }
-    // a loop device has no geometry, and the one that is offered will do
+    // a loop device reports no geometry: accept the guess
     bench.dialogs.custom = [](QWidget *widget) {
         auto *dialog = qobject_cast<GeomDlg *>(widget);
         if (dialog)

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/tlcore.h"
+#include "core/diskhandle.h"
 #include "tests/support/recording.h"
 
 #include <gtest/gtest.h>
@@ -12,8 +12,7 @@ protected:
     CoreTest() { platform::setbackend(&backend); }
     ~CoreTest() override
     {
-        for (void *handle : handles)
-            closedisk(handle);
+        handles.clear();
         platform::setbackend(nullptr);
         g = geom{};
     }
@@ -26,11 +25,7 @@ protected:
         return disk;
     }
 
-    void *opened(const std::string &path)
-    {
-        handles.push_back(opendisk(path.c_str()));
-        return handles.back();
-    }
+    void *opened(const std::string &path) { return handles.emplace_back(path.c_str()).get(); }
 
     /// Sets the global geometry to one of whole cylinders.
     static geom usegeometry(std::uint32_t bytespersector, std::uint32_t sectorspertrack,
@@ -42,5 +37,5 @@ protected:
     }
 
     platform::SimulatedBackend backend;
-    std::vector<void *> handles;
+    std::vector<DiskHandle> handles;
 };

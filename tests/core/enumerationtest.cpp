@@ -23,7 +23,7 @@ protected:
         disk->identity = identitywithmodel(model);
         return disk;
     }
-    /// A disk that refuses the first ways to its size.
+    /// A disk that refuses the first `refused` ways to its size.
     void addsilent(const std::string &path, int refused)
     {
         auto disk = add(path, 9'000'000);
@@ -39,14 +39,14 @@ protected:
     }
 };
 
-TEST_F(Enumeration, ListsWhatCanBeUsedInTheSystemsOrder)
+TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
 {
     const std::string usb = "\\\\?\\usbstor#disk&ven_Acme&prod_Box&rev_1.0#0001&0#{53f56307}";
     addata("first", "SPINNER  2000 XL")->inuse = "mounted at /" + std::string(300, 'm');
     addsilent(usb, 0);
     add("stick", 1 << 30)->removable = true;
     add("locked", 1 << 30)->opens = false;
-    addata("silent", "X")->identity.reset(); // has one, but will not tell
+    addata("silent", "X")->identity.reset(); // it has an identity, but refuses it
     add("/dev/plain", maxdiskbytes)->inuse = "";
     add("huge", maxdiskbytes + 1);
     add(std::string(199, 'p'), 1 << 30);
@@ -81,9 +81,9 @@ TEST_F(Enumeration, MarksTheSystemsDiskByItsModelAlone)
     const std::pair<std::vector<std::string>, const char *> rows[] = {
         {{}, "....."},
         {{"system"}, "xx..."},
-        // a volume without a model marks nothing, not even disks that have none either
+        // a volume without a model marks no disk, also none without a model
         {{"\\\\.\\C:"}, "....."},
-        // a system on several disks; one that carries it is refused also without a model
+        // a system on several disks: all are marked, also one without a model
         {{"nameless", "other"}, "..xx."}};
     for (const auto &[systempaths, marks] : rows) {
         backend.systempaths = systempaths;
@@ -94,7 +94,7 @@ TEST_F(Enumeration, MarksTheSystemsDiskByItsModelAlone)
     }
 }
 
-// A drive that keeps the last command it was sent.
+// A drive that stores the last command sent to it.
 struct Drive : Device {
     static inline std::uint8_t map = 0;
     static inline IdentifyCommand sent;
@@ -138,7 +138,7 @@ TEST_F(Enumeration, IdentityCommandFollowsTheMap)
 TEST_F(Enumeration, ModelTextsFromPaths)
 {
     const char *const rows[][2] = {
-        {"p#disk#serial&0#c", "0"}, // no mark in the device part: on into the instance
+        {"p#disk#serial&0#c", "0"}, // no & in the device part: the one in the instance part
         {"p#disk#a&b&c", "b-c"},    {"p#disk&#i#c", ""}, {"p#disk#i#c&x", ""},
         {"p#disk&ven_x", ""},       {"\\\\.\\C:", ""}};
     for (const auto &[path, expected] : rows) {

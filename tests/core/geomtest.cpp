@@ -12,13 +12,13 @@ TEST_F(Geometry, ImagesHaveTheirBytesInPlace)
     const geom geometry = {
         255, 63, 512, 121601, 16065, 8225280, 0x0102030405060708, 0x1112131415161718};
     auto image = encodegeom(geometry);
-    // four factors, padding before the fourth, and the four numbers that follow from them
+    // three factors, 4 bytes of padding, and five 64-bit numbers
     const std::array<std::uint8_t, geomsize> expected = {
         0xFF, 0, 0, 0, 63, 0,    0,    0, 0, 2, 0,    0,    0,    0,    0,    0,    0x01, 0xDB, 1,
         0,    0, 0, 0, 0,  0xC1, 0x3E, 0, 0, 0, 0,    0,    0,    0x00, 0x82, 0x7D, 0,    0,    0,
         0,    0, 8, 7, 6,  5,    4,    3, 2, 1, 0x18, 0x17, 0x16, 0x15, 0x14, 0x13, 0x12, 0x11};
     EXPECT_EQ(image, expected);
-    image[13] = 0xEE; // the padding means nothing
+    image[13] = 0xEE; // the padding is ignored
     EXPECT_EQ(decodegeom(image), geometry);
 
     const SEG seg{243, 0x0807060504030201, -2};
@@ -40,18 +40,18 @@ TEST_F(Geometry, ReportedGuessedOrRefused)
     // whole cylinders, not the device's 1,000,000,000 bytes
     EXPECT_EQ(geometry, (geom{16, 63, 512, 100, 1008, 516096, 51609600, 100800}));
 
-    // no answer, and answers that are no geometry: a zero, an impossible sector, an overflow
+    // no answer, and answers that can't be used: a zero, an impossible sector length, an overflow
     using Answer = std::optional<platform::DriveGeometry>;
-    const std::uint32_t most = 0xFFFFFFFF;
+    const std::uint32_t max = 0xFFFFFFFF;
     for (const Answer &answer : {Answer(), Answer({121, 0, 63, 512}), Answer({121, 255, 0, 512}),
                                  Answer({121, 255, 63, 0}), Answer({121, 255, 63, 520}),
-                                 Answer({121, 255, 63, 8192}), Answer({121, most, most, 512}),
+                                 Answer({121, 255, 63, 8192}), Answer({121, max, max, 512}),
                                  Answer({121, 65536, 65536, 512}), Answer({~0ULL, 255, 63, 512})}) {
         disk->geometry = answer;
         EXPECT_EQ(get_geometry(handle, &geometry), -1);
         EXPECT_EQ(geometry, (geom{255, 63, 512, 121, 16065, 8225280, 1'000'000'000, 1'953'125}));
     }
-    // the system's own length of a sector, where it is one
+    // the system's sector length, if it is within the limits
     const std::pair<std::uint32_t, std::uint32_t> lengths[] = {
         {4096, 4096}, {0, 512}, {256, 512}, {520, 512}, {8192, 512}};
     for (const auto &[answer, used] : lengths) {
@@ -71,7 +71,7 @@ TEST_F(Geometry, FactorsAndNumbersHaveBounds)
         EXPECT_EQ(checkgeomfactors(512, sectors, 255), GeomFault::sectorspertrack) << sectors;
     for (const long long heads : {0, 257})
         EXPECT_EQ(checkgeomfactors(512, 63, heads), GeomFault::heads) << heads;
-    // products that wrap round in 64 bits
+    // products that overflow 64 bits
     EXPECT_FALSE(geomissound({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 1, 0xFFFFFFFE00000001,
                               0xFFFFFFFE00000001 * 0xFFFFFFFF, ~0ULL, ~0ULL}));
 

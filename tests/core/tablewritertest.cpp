@@ -1,4 +1,5 @@
 #include "core/bytes.h"
+#include "core/tables.h"
 #include "tests/core/coretest.h"
 
 #include <ctime>
@@ -52,7 +53,7 @@ protected:
 
 // 255 heads, 63 sectors: a cylinder has 16065 sectors. Cylinder 10 begins at 160650, 20 at 321300,
 // 25 at 401625, 30 at 481950, 35 at 562275, 40 at 642600, 2000 at 32130000, 3000 at 48195000.
-TEST_F(TableWriter, SectorsAreWhatTheFormatAsksFor)
+TEST_F(TableWriter, SectorsFollowTheFormat)
 {
     use(512, 63, 255, 3000);
     const auto before = static_cast<std::uint32_t>(std::time(nullptr));
@@ -66,10 +67,10 @@ TEST_F(TableWriter, SectorsAreWhatTheFormatAsksFor)
         {// from the second track on: head 1, sector 1; 160587 sectors
          {0x80, 1, 1, 0, 0x07, 0xFE, 0x3F, 9, 63, 0, 0, 0, 0x4B, 0x73, 2, 0},
          {0, 0, 1, 20, 0x0F, 0xFE, 0x3F, 39, 0x14, 0xE7, 4, 0, 0x14, 0xE7, 4, 0},
-         // behind cylinder 1023: both ends clamped, the numbers exact
+         // behind cylinder 1023: the cylinder form of both ends is clamped, the numbers are exact
          {0, 0xFE, 0xFF, 0xFF, 0x83, 0xFE, 0xFF, 0xFF, 0xD0, 0x43, 0xEA, 1, 0xE8, 0x21, 0xF5, 0}});
     EXPECT_LE(clock - before, 60U);
-    // a record: its own disk from its own place, the link from the extended partition's
+    // a boot record: its logical disk counts from the record, the link from the extended partition
     check(321300, {{0x80, 1, 1, 20, 0x0B, 0xFE, 0x3F, 24, 63, 0, 0, 0, 0x86, 0x39, 1, 0},
                    {0, 0, 1, 30, 0x0F, 0xFE, 0x3F, 34, 0x8A, 0x73, 2, 0, 0xC5, 0x39, 1, 0}});
     check(481950, {{0, 1, 1, 30, 0x07, 0xFE, 0x3F, 34, 63, 0, 0, 0, 0x86, 0x39, 1, 0},
@@ -78,8 +79,8 @@ TEST_F(TableWriter, SectorsAreWhatTheFormatAsksFor)
     EXPECT_EQ(disk->recording->count(Kind::write), 4U);
 }
 
-// 16 heads, 63 sectors of 4096 bytes: 1008 sectors a cylinder, and cylinders above 255 reach into
-// the sector byte's upper bits. Cylinder 256 begins at 258048, 513 at 517104.
+// 16 heads, 63 sectors of 4096 bytes: 1008 sectors a cylinder; the upper bits of cylinders above
+// 255 are in the sector byte. Cylinder 256 begins at 258048, 513 at 517104.
 TEST_F(TableWriter, LongSectorsKeepTheOffsets)
 {
     use(4096, 63, 16, 600);
@@ -102,7 +103,7 @@ TEST_F(TableWriter, MetadataTracksBelongToNoPartition)
     check(63, {{0, 2, 1, 0, 0x07, 0xFE, 0x3F, 9, 63, 0, 0, 0, 0x0C, 0x73, 2, 0},
                {0, 0, 1, 10, 0x0F, 0xFE, 0x3F, 19, 0x4B, 0x73, 2, 0, 0x8A, 0x73, 2, 0}});
 
-    // start, the two sectors, and where the partition then starts
+    // start of the partition, the two sectors, and where the partition starts when moved
     const std::array<std::uint64_t, 4> rows[] = {
         {160650, 160650, 160651, 160713}, {160650, 5, 160651, 160713},
         {160650, 62, 63, 160650},         {0, 62, 63, 126},
@@ -117,7 +118,40 @@ TEST_F(TableWriter, MetadataTracksBelongToNoPartition)
     }
 }
 
-TEST_F(TableWriter, PlansThatTheFormatCannotHoldAreRefusedUnwritten)
+TEST_F(TableWriter, ReadBackNamesTheSectorsThatAreNotStored)
+{
+    use(512, 63, 255, 100);
+    const SEG segs[] = {{0, 49, 0}, {50, 99, 1}};
+    const Tables tables = Tables::mbr({part('e', 0, 16065, 321299, 0, 0x0F),
+                                       part('l', 1, 16065, 160649), part('l', 2, 160650, 321299)},
+                                      g, {5, 9}, 0x04030201, segs);
+    void *handle = opened("disk");
+    EXPECT_EQ(tables.readback(handle).size(), 4U);
+    disk->updatefails = true;
+    EXPECT_FALSE(tables.write(handle));
+    disk->updatefails = false;
+    disk->recording->clear();
+    EXPECT_TRUE(tables.write(handle));
+    std::vector<std::uint64_t> written;
+    for (const platform::Operation &one : disk->recording->operations) {
+        if (one.kind == Kind::write)
+            written.push_back(one.offset / 512);
+    }
+    EXPECT_EQ(written, (std::vector<std::uint64_t>{9, 5, 16065, 160650}));
+    EXPECT_EQ(getlittle(&tables.images()[1].bytes[0x1B8], 4), 0x04030201U);
+    EXPECT_TRUE(tables.readback(handle).empty());
+
+    disk->faults->lying.add(160650);
+    disk->faults->unreadable.add(5);
+    disk->faults->unreadable.add(9);
+    EXPECT_TRUE(tables.write(handle));
+    std::vector<std::pair<std::uint64_t, int>> missing;
+    for (const SectorImage &image : tables.readback(handle))
+        missing.emplace_back(image.sector, image.part);
+    EXPECT_EQ(missing, (std::vector<std::pair<std::uint64_t, int>>{{5, -1}, {160650, 2}, {9, -1}}));
+}
+
+TEST_F(TableWriter, PartsThatTheFormatCannotHoldAreNotWritten)
 {
     use(512, 63, 255, 300000);
     const std::uint64_t limit = 1ULL << 32;
@@ -153,7 +187,7 @@ TEST_F(TableWriter, PlansThatTheFormatCannotHoldAreRefusedUnwritten)
         EXPECT_TRUE(faults.empty() || faults[0].text.find(row.words) != std::string::npos);
         EXPECT_TRUE(faults.empty() || write(row.parts) != 0) << row.words;
     }
-    // an extended boot record on a sector of the disk's own
+    // an extended boot record on the sector of the master boot sector or the scan record
     for (const std::uint64_t record : {16065, 16064})
         EXPECT_EQ(checkparts({extended, part('l', 1, 16065, 160649)}, g, record, record + 1).size(),
                   1U);

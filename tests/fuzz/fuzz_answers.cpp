@@ -1,12 +1,12 @@
 #include "core/bytes.h"
-#include "core/tlcore.h"
+#include "core/diskhandle.h"
 #include "platform/simulated/simulated.h"
 #include "scan/scanplan.h"
 
 #include <cstdlib>
 
-// A disk that answers anything at all: what is taken as its geometry agrees with itself, and each
-// plan lies inside it.
+// A disk that gives arbitrary answers: the geometry made of them is consistent, and each plan lies
+// inside the disk.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     if (size < 41)
@@ -30,9 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     std::vector<DISKINFO> list;
     getallhdinfo(list);
     geom geometry;
-    void *handle = opendisk("a#b&c#d#e");
-    get_geometry(handle, &geometry);
-    closedisk(handle);
+    get_geometry(DiskHandle("a#b&c#d#e").get(), &geometry);
     platform::setbackend(nullptr);
     if (!geomissound(geometry))
         std::abort();

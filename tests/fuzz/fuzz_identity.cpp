@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-// Any identity words: the model has no blank, fits its record, and names a file of this folder.
+// Arbitrary identity words: the model has no blank, fits its field, and is a plain file name.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     unsigned short words[256] = {};

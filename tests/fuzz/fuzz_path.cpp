@@ -4,7 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
-// Any device path: its model is a whole text without '&' or '#', and nothing is read behind it.
+// An arbitrary device path: the model is terminated and has no '&' or '#', and nothing behind the
+// path is read.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::string path(reinterpret_cast<const char *>(data), size);

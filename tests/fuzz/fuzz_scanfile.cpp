@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-// Any bytes at all as a scan file: what is taken over is a whole plan inside its disk.
+// Arbitrary bytes as a scan file: a file that is accepted holds a complete plan inside its disk.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const std::span image(data, size);
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                 file.geometry.totalbytes / file.geometry.bytespersector);
         next = seg.stop + 1;
     }
-    // A resumed run writes records behind what was read; the whole must read back the same.
+    // A resumed run appends the missing records; the result must parse as the same plan, complete.
     std::vector<std::uint8_t> whole(data, data + file.wholebytes);
     for (std::size_t i = records; i < file.segs.size(); ++i) {
         const auto record = encodeseg(file.segs[i]);

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-// Two bytes say how many segments the plan has, the rest is what sector 1 holds.
+// The first two bytes are the number of segments, the rest is the content of sector 1. A record
+// that is accepted encodes as the same bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     if (size < 2)
@@ -17,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     const auto length = static_cast<std::size_t>(count + 7) / 8;
     std::vector<std::uint8_t> image =
         encodescanrecord(segs.data(), count, std::max<int>(512, static_cast<int>(sector.size())));
-    // Bits behind the last segment say nothing.
+    // Bits behind the last segment are ignored.
     std::vector<std::uint8_t> marks(sector.begin() + 12, sector.begin() + 12 + length);
     if (count % 8 != 0)
         marks.back() &= static_cast<std::uint8_t>(0xFF << (8 - count % 8));

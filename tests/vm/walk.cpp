@@ -2,9 +2,9 @@
 //
 //   quarn-walk NODE [COMMAND]
 //
-// Prints every row of the first page, each box, and at the end the partitions as they were
-// committed, in sectors of 512 bytes. COMMAND is run between scan and commit. Status 0 on the last
-// page; 1 if a page did not come; 2 if the row can't be chosen; 3 if the commit was refused.
+// Prints every row of the first page, each message box, and at the end the committed partitions in
+// sectors of 512 bytes. COMMAND is run between scan and commit. Status 0 on the last page; 1 if a
+// page was not reached; 2 if the row can't be chosen; 3 if the commit was refused.
 
 #include "plan/planreport.h"
 #include "tests/support/wizardbench.h"
@@ -17,11 +17,11 @@ namespace
 {
 
 /// How long a scan may take on an emulated machine, in milliseconds.
-constexpr int patience = 3'000'000;
+constexpr int scantimeout = 3'000'000;
 
 void printrows(const SelectDiskPage &page)
 {
-    for (int i = 0; i < static_cast<int>(page.alldisks.size()); i++) {
+    for (int i = 0; i < static_cast<int>(page.alldisks.size()); ++i) {
         const std::string path = page.alldisks[static_cast<std::size_t>(i)].devicepath;
         const QAbstractButton *row = page.diskgroup->button(i);
         std::printf("row: %s %s %s\n", path.substr(0, path.find('#')).c_str(),
@@ -33,7 +33,7 @@ void printplan(const DiskPartition &page)
 {
     const std::uint64_t units = g.bytespersector / 512;
     for (const PART &part : buildparts(page.treemodel->getallparts(), g.sectorspercyl)) {
-        // an own record or the master record lies in the first track
+        // the first track holds the boot record of a logical disk, or the master boot sector
         std::uint64_t start = part.start;
         if (part.kind == 'l' || part.start == 0)
             start += g.sectorspertrack;
@@ -51,7 +51,7 @@ int walk(WizardBench &bench, const std::string &node, const char *command)
     if (row < 0)
         return 2;
     bench.openscanpage(row);
-    if (!bench.click(WizardBench::next) || !bench.waitrun(patience) ||
+    if (!bench.click(WizardBench::next) || !bench.waitrun(scantimeout) ||
         bench.current() != bench.wizard->partitionpageid)
         return 1;
     for (const SEG &seg : bench.scanpage()->intsegs) {
