@@ -3,13 +3,13 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Little-endian numbers, byte by byte: the one place where formats on disk and in files meet the
-/// machine's own order.
+/// Little-endian numbers, byte by byte. All formats on disk and in files are encoded with these,
+/// whatever the byte order of the machine.
 
 /// Stores the lowest `width` bytes of `value`, least significant first.
 inline void putlittle(std::uint8_t *bytes, std::uint64_t value, std::size_t width)
 {
-    for (std::size_t i = 0; i < width; i++)
+    for (std::size_t i = 0; i < width; ++i)
         bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
 }
 
@@ -17,7 +17,7 @@ inline void putlittle(std::uint8_t *bytes, std::uint64_t value, std::size_t widt
 inline std::uint64_t getlittle(const std::uint8_t *bytes, std::size_t width)
 {
     std::uint64_t value = 0;
-    for (std::size_t i = 0; i < width; i++)
+    for (std::size_t i = 0; i < width; ++i)
         value |= static_cast<std::uint64_t>(bytes[i]) << (8 * i);
     return value;
 }

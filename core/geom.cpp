@@ -41,10 +41,10 @@ std::uint64_t gbtocylinders(double gb, const geom &geometry)
     const double bytespercyl =
         static_cast<double>(geometry.sectorspercyl * geometry.bytespersector);
     const double cylinders = bytespergb * gb / bytespercyl;
-    // also the way out for NaN, and for a geometry without cylinders
+    // false also for NaN, and for a geometry without cylinders
     if (!(cylinders > 0) || !(bytespercyl > 0))
         return 0;
-    // 2^64 itself is a double, and the first value that does not fit
+    // 2^64 is exact as a double, and the first value that does not fit
     if (cylinders >= std::ldexp(1.0, 64))
         return std::numeric_limits<std::uint64_t>::max();
     return static_cast<std::uint64_t>(cylinders);
@@ -85,7 +85,7 @@ bool geomissound(const geom &geometry)
 {
     if (geometry.heads == 0 || geometry.sectorspertrack == 0 || geometry.bytespersector == 0)
         return false;
-    // two 32-bit factors fit 64 bits; the third may not
+    // the product of two 32-bit factors fits 64 bits; with the third it may not
     const std::uint64_t sectorspercyl =
         static_cast<std::uint64_t>(geometry.heads) * geometry.sectorspertrack;
     if (sectorspercyl > std::numeric_limits<std::uint64_t>::max() / geometry.bytespersector)

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-/// The geometry of one disk. Everything between bytes, sectors and cylinders goes through it.
+/// The geometry of one disk. All conversions between bytes, sectors and cylinders use it.
 struct geom {
     std::uint32_t heads = 0;           ///< tracks per cylinder
     std::uint32_t sectorspertrack = 0; ///< sectors per track
@@ -19,7 +19,7 @@ struct geom {
     bool operator==(const geom &) const = default;
 };
 
-/// The geometry of the disk being worked on. Pages fill it before any sector is touched.
+/// The geometry of the disk being worked on. It must be set before any transfer of a sector.
 extern geom g;
 
 /// Length in bytes of a `geom` in a file: little-endian, 4 reserved bytes at offset 12.
@@ -27,7 +27,7 @@ inline constexpr std::size_t geomsize = 56;
 
 /// The image of `geometry` in a file; the reserved bytes are zero.
 std::array<std::uint8_t, geomsize> encodegeom(const geom &geometry);
-/// The geometry of an image; the reserved bytes are ignored, nothing is judged.
+/// The geometry of an image; the reserved bytes are ignored, nothing is checked.
 geom decodegeom(std::span<const std::uint8_t, geomsize> image);
 
 /// Bytes per GB in every text for the user.
@@ -52,11 +52,11 @@ enum class GeomFault { none, bytespersector, sectorspertrack, heads };
 /// sectors per track 1 to 63, heads 1 to 256.
 GeomFault checkgeomfactors(long long bytespersector, long long sectorspertrack, long long heads);
 
-/// `geometry` with other factors and the same `totalbytes`; the dependent fields follow, rounded
+/// `geometry` with other factors and the same `totalbytes`; the other fields are computed, rounded
 /// down. The factors must have passed `checkgeomfactors`.
 geom withfactors(const geom &geometry, std::uint32_t bytespersector, std::uint32_t sectorspertrack,
                  std::uint32_t heads);
 
-/// Whether a stored geometry agrees with itself: no factor is zero, both products are those of
+/// Whether a stored geometry is consistent: no factor is zero, both products are those of
 /// their factors, and `totalbytes` holds all `cylinders`.
 bool geomissound(const geom &geometry);

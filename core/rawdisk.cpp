@@ -109,7 +109,7 @@ int readasector(void *handle, unsigned long long sector, char *buffer)
 
 int writeasector(void *handle, unsigned long long sector, char *buffer)
 {
-    const auto *bytes = reinterpret_cast<const std::uint8_t *>(buffer);
+    auto *bytes = reinterpret_cast<std::uint8_t *>(buffer);
     return writeimage(handle, sector, {bytes, g.bytespersector}) ? 0 : 1;
 }
 

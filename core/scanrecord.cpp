@@ -6,13 +6,36 @@
 #include <climits>
 #include <cstring>
 
-// Offsets inside the record's sector.
-static constexpr std::size_t magic1offset = 0;
-static constexpr std::size_t magic2offset = 4;
-static constexpr std::size_t countoffset = 8;
-static constexpr std::size_t bitsoffset = 12;
+namespace
+{
 
-static constexpr const char *norecordbuffer = "can not allocate memory!\n";
+// Offsets inside the record's sector.
+constexpr std::size_t magic1offset = 0;
+constexpr std::size_t magic2offset = 4;
+constexpr std::size_t countoffset = 8;
+constexpr std::size_t bitsoffset = 12;
+
+constexpr const char *norecordbuffer = "can not allocate memory!\n";
+
+} // namespace
+
+std::array<std::uint8_t, segsize> encodeseg(const SEG &seg)
+{
+    std::array<std::uint8_t, segsize> image{};
+    putlittle(image.data(), seg.start, 8);
+    putlittle(&image[8], seg.stop, 8);
+    putlittle(&image[16], static_cast<std::uint32_t>(seg.isbad), 4);
+    return image;
+}
+
+SEG decodeseg(std::span<const std::uint8_t, segsize> image)
+{
+    SEG seg;
+    seg.start = getlittle(image.data(), 8);
+    seg.stop = getlittle(&image[8], 8);
+    seg.isbad = static_cast<std::int32_t>(static_cast<std::uint32_t>(getlittle(&image[16], 4)));
+    return seg;
+}
 
 std::vector<std::uint8_t> encodescanrecord(const SEG *segs, int count, int bytespersector)
 {
@@ -21,7 +44,7 @@ std::vector<std::uint8_t> encodescanrecord(const SEG *segs, int count, int bytes
     putlittle(&sector[magic2offset], scanrecordmagic2, 4);
     putlittle(&sector[countoffset], static_cast<std::uint32_t>(count), 4);
     const int room = static_cast<int>(sector.size() - bitsoffset) * CHAR_BIT;
-    for (int i = 0; i < std::min(count, room); i++) {
+    for (int i = 0; i < std::min(count, room); ++i) {
         if (segs[i].isbad != 0)
             sector[bitsoffset + static_cast<std::size_t>(i / 8)] |=
                 static_cast<std::uint8_t>(0x80 >> i % 8);
@@ -40,7 +63,7 @@ bool isscanrecord(std::span<const std::uint8_t> sector, int count)
 
 void decodescanrecord(std::span<const std::uint8_t> sector, SEG *segs, int count)
 {
-    for (int i = 0; i < count; i++)
+    for (int i = 0; i < count; ++i)
         segs[i].isbad = (sector[bitsoffset + static_cast<std::size_t>(i / 8)] & 0x80 >> i % 8) != 0;
 }
 

@@ -120,7 +120,7 @@ Status testroughly(void *handle, const std::vector<SEG> &list, int bytespersecto
     const auto sectorbytes = static_cast<std::size_t>(bytespersector);
     const auto buffer = sectorbuffer(sectorbytes, noreadbuffer);
     for (const SEG &seg : list) {
-        // a bad stretch may read or fail, so it tells nothing about a change
+        // a bad segment may read or fail, so it tells nothing about a change
         if (seg.isbad != 0)
             continue;
         const std::uint64_t offset = seg.firstsector(g.sectorspercyl) * sectorbytes;

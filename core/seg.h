@@ -5,10 +5,9 @@
 #include <cstdint>
 #include <span>
 
-/// A stretch of cylinders: the unit of the scan, of the scan file and of the plan.
+/// A range of cylinders: the unit of the scan, of the scan file and of the plan.
 ///
-/// Invariant of every SEG: `start` <= `stop`, both inclusive, both cylinders, never sectors. It
-/// covers the sectors from `firstsector` to `lastsector`.
+/// Invariant: `start` <= `stop`, both inclusive, both cylinders, never sectors.
 struct SEG {
     std::uint64_t start = 0; ///< first cylinder
     std::uint64_t stop = 0;  ///< last cylinder, inclusive
@@ -16,12 +15,12 @@ struct SEG {
 
     bool operator==(const SEG &) const = default;
 
-    /// First sector of the stretch.
+    /// First sector of the range.
     [[nodiscard]] std::uint64_t firstsector(std::uint64_t sectorspercyl) const
     {
         return start * sectorspercyl;
     }
-    /// Last sector of the stretch, inclusive.
+    /// Last sector of the range, inclusive.
     [[nodiscard]] std::uint64_t lastsector(std::uint64_t sectorspercyl) const
     {
         return (stop + 1) * sectorspercyl - 1;
@@ -33,5 +32,5 @@ inline constexpr std::size_t segsize = 24;
 
 /// The image of a record in the scan file.
 std::array<std::uint8_t, segsize> encodeseg(const SEG &seg);
-/// The record of an image; the padding is ignored, nothing is judged.
+/// The record of an image; the padding is ignored, nothing is checked.
 SEG decodeseg(std::span<const std::uint8_t, segsize> image);

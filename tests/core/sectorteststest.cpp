@@ -102,9 +102,9 @@ TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
     EXPECT_TRUE(first == 5 && second == 9);
 }
 
-TEST_P(SectorTests, RoughTestReadsTheFirstSectorOfGoodStretches)
+TEST_P(SectorTests, RoughTestReadsTheFirstSectorOfGoodSegments)
 {
-    // ten sectors a cylinder: stretches at sectors 0, 300 and 500
+    // ten sectors a cylinder: segments at sectors 0, 300 and 500
     std::vector<SEG> list = {{0, 29, 0}, {30, 49, 1}, {50, 99, 0}};
     faults.unreadable.add(300, 499);
     EXPECT_EQ(course(rough_test(handle, list, bytes)), "0 r0+1 r500+1");
