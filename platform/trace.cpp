@@ -1,7 +1,5 @@
 #include "platform/trace.h"
 
-#include "platform/device.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>

@@ -1,14 +1,13 @@
 #pragma once
 
+#include "platform/status.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
 
 namespace platform
 {
-
-enum class Fault;
-struct Status;
 
 /// Whether the environment variable QUARN_TRACE is set and not empty; read once, at the start.
 extern const bool tracing;

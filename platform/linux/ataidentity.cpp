@@ -1,6 +1,6 @@
 #include "platform/linux/ataidentity.h"
 
-#include "platform/linux/linuxdevice.h"
+#include "platform/linux/errors.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,5 @@
 #include "platform/linux/linuxbackend.h"
+#include "platform/linux/errors.h"
 #include "platform/linux/linuxdevice.h"
 #include "platform/readahead.h"
 

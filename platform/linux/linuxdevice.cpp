@@ -1,6 +1,7 @@
 #include "platform/linux/linuxdevice.h"
 
 #include "platform/linux/ataidentity.h"
+#include "platform/linux/errors.h"
 #include "platform/linux/layers.h"
 
 #include <algorithm>
@@ -61,50 +62,6 @@ bool isaligned(const void *memory)
 }
 
 } // namespace
-
-Fault faultof(int error)
-{
-    switch (error) {
-    case 0:
-        return Fault::none;
-    case EIO:
-    case EREMOTEIO:
-    case ENODATA:
-    case EILSEQ:
-    case EBADMSG:
-    case ETIMEDOUT:
-        return Fault::medium;
-    case ENXIO:
-    case ENODEV:
-    case ENOMEDIUM:
-    case ENOENT:
-    case ENOTDIR:
-    case ENOLINK:
-    case ESHUTDOWN:
-    case ENOTCONN:
-        return Fault::gone;
-    case EACCES:
-    case EPERM:
-    case EROFS:
-        return Fault::denied;
-    case EBUSY:
-    case ETXTBSY:
-    case EBADE: // another host has reserved the drive
-        return Fault::busy;
-    case EINVAL:
-    case EBADF:
-    case EFAULT:
-    case ENOTBLK:
-    case EISDIR:
-        return Fault::badargument;
-    case ENOTTY:
-    case EOPNOTSUPP:
-    case ENOSYS:
-        return Fault::unsupported;
-    default:
-        return Fault::other;
-    }
-}
 
 /// O_EXCL claims a device for one open file description, so all handles of this process share this
 /// one. Requests that need the claim use it.

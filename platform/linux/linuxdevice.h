@@ -14,9 +14,6 @@
 namespace platform
 {
 
-/// The kind of failure of a system error number.
-Fault faultof(int error);
-
 /// An open block device, or a regular file used as a disk of 512-byte sectors.
 ///
 /// Transfers bypass the page cache (O_DIRECT), since a read from the cache does not test the

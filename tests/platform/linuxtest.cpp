@@ -1,5 +1,6 @@
 #include "core/tlcore.h"
 #include "platform/linux/ataidentity.h"
+#include "platform/linux/errors.h"
 #include "platform/linux/linuxbackend.h"
 #include "platform/linux/linuxdevice.h"
 #include "platform/plainfile.h"
