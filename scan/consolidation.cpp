@@ -36,39 +36,51 @@ bool hasbad(const std::vector<SEG> &list)
     return std::any_of(list.begin(), list.end(), [](const SEG &seg) { return seg.isbad != 0; });
 }
 
-int fixboundaries(std::vector<SEG> &list, SEG *segs, int segnum, const geom &geometry,
-                  const BoundaryCalls &calls)
+BoundaryCheck::BoundaryCheck(std::vector<SEG> &mergedlist, SEG *rawsegs, int rawcount,
+                             const geom &diskgeometry)
+    : list(mergedlist), segs(rawsegs), segnum(rawcount), geometry(diskgeometry), listbefore(list),
+      segsbefore(segs, segs + segnum)
 {
-    const std::vector<SEG> listbefore = list;
-    const std::vector<SEG> segsbefore(segs, segs + segnum);
-    const double length = segmentlength(geometry, segnum);
-    int moves = 0;
-    for (std::size_t i = 0; i < list.size();) {
-        calls.progress(static_cast<int>(i));
-        SEG &seg = list[i];
-        // At cylinder 0 the first sector wraps round: the range is empty, nothing is read.
-        if (seg.isbad || calls.rangereads((seg.start - 1) * geometry.sectorspercyl,
-                                          (seg.start + 1) * geometry.sectorspercyl - 1)) {
-            ++i;
-            continue;
-        }
-        if (calls.giveup && calls.giveup()) {
-            list = listbefore;
-            std::copy(segsbefore.begin(), segsbefore.end(), segs);
-            return -1;
-        }
-        const int raw = segindex(seg.start + 1, geometry, segnum);
-        calls.moved(raw, segs[raw].isbad);
-        segs[raw].isbad = 1;
+}
 
-        const std::uint64_t oldstart = seg.start;
-        const double moved = static_cast<double>(oldstart) + length;
-        seg.start = std::min(static_cast<std::uint64_t>(moved), seg.stop);
-        if (i > 0)
-            list[i - 1].stop += seg.start - oldstart;
-        if (seg.start == seg.stop)
-            list.erase(list.begin() + static_cast<std::ptrdiff_t>(i));
-        ++moves;
+const BoundaryCheck::Step &BoundaryCheck::next(Reading answer)
+{
+    if (step.action == Action::moved) {
+        move();
+    } else if (step.action == Action::read) {
+        if (answer == Reading::gone) {
+            std::copy(segsbefore.begin(), segsbefore.end(), segs);
+            list = listbefore;
+            return step = {.action = Action::gone};
+        }
+        if (isdamage(answer)) {
+            const int raw = segindex(list[current].start + 1, geometry, segnum);
+            return step = {.action = Action::moved, .rawindex = raw, .isbad = segs[raw].isbad};
+        }
+        ++current;
     }
-    return moves;
+    while (current < list.size() && list[current].isbad)
+        ++current;
+    if (current == list.size())
+        return step = {.action = Action::done};
+    // At cylinder 0 the first sector wraps round: the range is empty.
+    const std::uint64_t start = list[current].start;
+    return step = {.action = Action::read,
+                   .index = static_cast<int>(current),
+                   .first = (start - 1) * geometry.sectorspercyl,
+                   .last = (start + 1) * geometry.sectorspercyl - 1};
+}
+
+void BoundaryCheck::move()
+{
+    segs[step.rawindex].isbad = 1;
+    SEG &seg = list[current];
+    const std::uint64_t oldstart = seg.start;
+    const double moved = static_cast<double>(oldstart) + segmentlength(geometry, segnum);
+    seg.start = std::min(static_cast<std::uint64_t>(moved), seg.stop);
+    if (current > 0)
+        list[current - 1].stop += seg.start - oldstart;
+    if (seg.start == seg.stop)
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(current));
+    ++movecount;
 }

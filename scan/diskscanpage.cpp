@@ -1,9 +1,5 @@
 #include "scan/diskscanpage.h"
 
-#include "platform/plainfile.h"
-#include "scan/consolidation.h"
-#include "scan/scanfile.h"
-#include "scan/scanplan.h"
 #include "views/geomdlg.h"
 #include "views/indicators.h"
 #include "views/plainbox.h"
@@ -11,37 +7,23 @@
 
 #include <QAbstractButton>
 #include <QCheckBox>
+#include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressDialog>
+#include <QTimer>
 #include <QVBoxLayout>
 
-#include <algorithm>
+#include <utility>
 
 namespace
 {
 
+constexpr QWizard::WizardButton ownbuttons[] = {QWizard::CustomButton1, QWizard::CustomButton2};
 constexpr QWizard::WizardButton lockedbuttons[] = {QWizard::CustomButton1, QWizard::CustomButton2,
                                                    QWizard::BackButton, QWizard::NextButton,
                                                    QWizard::CancelButton};
-
-QString faulttext(GeomFault fault)
-{
-    switch (fault) {
-    case GeomFault::bytespersector:
-        return QString("\"bytes per sector\" must be a power of two from %1 to %2.")
-            .arg(minbytespersector)
-            .arg(maxbytespersector);
-    case GeomFault::sectorspertrack:
-        return QString("\"sectors per track\" must be a number from 1 to %1.")
-            .arg(maxsectorspertrack);
-    case GeomFault::heads:
-        return QString("\"heads number\" must be a number from 1 to %1.").arg(maxheads);
-    case GeomFault::none:
-        break;
-    }
-    return {};
-}
 
 } // namespace
 
@@ -71,123 +53,41 @@ DiskScanPage::~DiskScanPage()
 {
     stoprun();
     delete scanprogress;
-    delete[] segs;
 }
 
 void DiskScanPage::initializePage()
 {
-    for (QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CustomButton2})
+    for (const QWizard::WizardButton which : ownbuttons)
         wizard()->button(which)->show();
     // A finished run leaves these two locked.
-    for (QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CancelButton})
+    for (const QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CancelButton})
         wizard()->button(which)->setEnabled(true);
 
-    // Nothing of an earlier disk may survive, however far this one gets.
-    closed = false;
-    diskgeom = g = geom();
-    setplan({});
-    intsegs.clear();
-    offerprev(0);
-    const DISKINFO &disk = chosendisk();
-    const std::string name = scanfilename(disk.model);
-    std::fill(std::begin(filename), std::end(filename), '\0');
-    name.copy(filename, sizeof filename - 1);
+    DpWizard *frame = dpwizard(this);
+    // The first page can't be left without a choice.
+    Q_ASSERT(frame->chosendisk());
+    phase = Phase::waiting;
+    choose(*frame->chosendisk());
+    showprev();
+    frame->givenext(this, &DiskScanPage::beginscan);
 
-    dpwizard(this)->givenext(this, &DiskScanPage::beginscan);
-
-    void *handle = opendisk(disk.devicepath);
-    if (handle == invaliddisk) {
-        refuse("Can not open the disk.");
+    if (refuse(holddisk()))
         return;
-    }
-    if (get_geometry(handle, &diskgeom) != 0)
+    if (!readgeometry())
         askgeometry();
-    g = diskgeom;
-    if (canplan(diskgeom))
-        setplan(makeplan(diskgeom));
-
-    if (std::FILE *file = platform::openplainfile(filename, "rb")) {
-        std::fclose(file);
-        offerprev(1);
-    } else if (segnum > 0 && hasseginfo(handle, segnum)) {
-        offerprev(2);
-    }
-    closedisk(handle);
+    settle(diskgeom);
+    findprevious();
+    releasedisk();
+    showprev();
 }
 
 void DiskScanPage::cleanupPage()
 {
     scancanceled();
-    for (QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CustomButton2})
+    for (const QWizard::WizardButton which : ownbuttons)
         wizard()->button(which)->hide();
     DpWizard *frame = dpwizard(this);
     frame->givenext<QWizard>(frame, &QWizard::next);
-}
-
-int DiskScanPage::getsegindex(unsigned long long cylinder)
-{
-    return segindex(cylinder, g, segnum);
-}
-
-int DiskScanPage::getsegindexfromcyl(unsigned long long cyl)
-{
-    for (int i = 0; i < segnum; ++i) {
-        if (segs[i].start <= cyl && cyl <= segs[i].stop)
-            return i;
-    }
-    return -1;
-}
-
-void DiskScanPage::writeteststatechanged(int state)
-{
-    testfunc = state == Qt::Checked ? write_test : read_test;
-}
-
-bool DiskScanPage::writedatafile()
-{
-    if (replacescanfile(filename, diskgeom, {segs, segs + segnum})) {
-        savefailed = false;
-        return true;
-    }
-    // Who was told that the result can't be saved isn't told again.
-    if (!savefailed)
-        refuse("Can not open bin data file to write.");
-    return false;
-}
-
-const DISKINFO &DiskScanPage::chosendisk() const
-{
-    const DISKINFO *disk = dpwizard(this)->chosendisk();
-    // The first page lets nobody past it without a choice.
-    Q_ASSERT(disk);
-    return *disk;
-}
-
-void DiskScanPage::disableallbutton()
-{
-    for (QWizard::WizardButton which : lockedbuttons)
-        wizard()->button(which)->setEnabled(false);
-}
-
-void DiskScanPage::enableallbutton()
-{
-    for (QWizard::WizardButton which : lockedbuttons)
-        wizard()->button(which)->setEnabled(true);
-}
-
-void DiskScanPage::offerprev(int source)
-{
-    prevsource = source;
-    wizard()->button(QWizard::CustomButton2)->setEnabled(source != 0);
-}
-
-void DiskScanPage::setplan(const std::vector<SEG> &plan)
-{
-    delete[] segs;
-    segs = plan.empty() ? nullptr : new SEG[plan.size()];
-    std::copy(plan.begin(), plan.end(), segs);
-    segnum = static_cast<int>(plan.size());
-    curseg = 0;
 }
 
 void DiskScanPage::askgeometry()
@@ -195,38 +95,267 @@ void DiskScanPage::askgeometry()
     GeomDlg dialog(static_cast<int>(diskgeom.bytespersector),
                    static_cast<int>(diskgeom.sectorspertrack), static_cast<int>(diskgeom.heads),
                    diskgeom.cylinders, this);
-    // The same dialog comes again after a refusal, so what was typed is still there.
-    while (dialog.exec() == QDialog::Accepted) {
-        const int bytes = dialog.bytesedit->text().toInt();
-        const int sectors = dialog.sectorsedit->text().toInt();
-        const int heads = dialog.headsedit->text().toInt();
-        const GeomFault fault = checkgeomfactors(bytes, sectors, heads);
-        if (fault == GeomFault::none) {
-            diskgeom =
-                withfactors(diskgeom, static_cast<std::uint32_t>(bytes),
-                            static_cast<std::uint32_t>(sectors), static_cast<std::uint32_t>(heads));
-            return;
-        }
-        refuse(faulttext(fault));
+    // After a refusal the same dialog opens again with what was typed.
+    while (dialog.exec() == QDialog::Accepted &&
+           refuse(setfactors(dialog.bytesedit->text().toInt(), dialog.sectorsedit->text().toInt(),
+                             dialog.headsedit->text().toInt()))) {
     }
 }
 
-void DiskScanPage::refuse(const QString &text)
+void DiskScanPage::beginscan()
 {
-    plainbox(this, QMessageBox::Warning, "error", text);
+    if (!canbegin())
+        return;
+    const QString refusal = begin();
+    showprev();
+    if (refuse(refusal))
+        return;
+    startticks();
+    scanprogress->show();
 }
 
-bool DiskScanPage::hasplan()
+void DiskScanPage::startticks()
 {
-    if (segnum > 0)
-        return true;
-    // Without a geometry the disk never opened.
-    refuse(diskgeom == geom() ? "Can not open the disk."
-                              : "The disk has not one whole cylinder. It can not be partitioned.");
-    return false;
+    phase = Phase::running;
+    awake = std::make_unique<platform::StayAwake>("Scanning a disk for bad sectors");
+    delete scanprogress;
+    delete scantimer;
+    scanprogress = new QProgressDialog("Scanning disk...", "abort scan", 0, segnum);
+    // The program ends with the wizard's window, whether or not this dialog is open.
+    scanprogress->setAttribute(Qt::WA_QuitOnClose, false);
+    connect(scanprogress, &QProgressDialog::canceled, this, &DiskScanPage::scancanceled);
+    connect(scanprogress, &QDialog::rejected, this, &DiskScanPage::scancanceled);
+    scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
+    scanprogress->setWindowIcon(wizard()->windowIcon());
+    // A window's width does not follow its title. Half as much again leaves room for the frame's
+    // own font and buttons.
+    scanprogress->setMinimumWidth(
+        scanprogress->fontMetrics().horizontalAdvance(ScanSpeed::maxtext) * 3 / 2);
+    scantimer = new QTimer(this);
+    connect(scantimer, &QTimer::timeout, this, &DiskScanPage::scan);
+    scantimer->start(0);
+    disableallbutton();
 }
 
-void DiskScanPage::leave()
+void DiskScanPage::scan()
 {
+    if (phase != Phase::running)
+        return;
+    scanprogress->setValue(curseg);
+    QElapsedTimer clock;
+    clock.start();
+    const Reading reading = testsegment(diskhandle, curseg, rangetest(testfunc));
+    const Recorded recorded = record(reading, clock);
+    if (recorded == Recorded::gone) {
+        scancanceled();
+        refuse(gonetext());
+        return;
+    }
+    // Set here, so that events show it together with the next value.
+    scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
+    if (recorded == Recorded::unsaved) {
+        scantimer->stop();
+        refuse(QString("Can not write the scan result to file %1. The scan goes on, but its result "
+                       "will not be saved.")
+                   .arg(filename));
+        if (phase != Phase::running)
+            return;
+        scantimer->start(0);
+    }
+    if (curseg >= segnum)
+        finishrun();
+}
+
+void DiskScanPage::stoprun()
+{
+    phase = Phase::waiting;
+    awake.reset();
+    if (scantimer)
+        scantimer->stop();
+    endrun();
+}
+
+void DiskScanPage::finishrun()
+{
+    // Stays until the boundaries are read.
+    auto stillawake = std::move(awake);
+    stoprun();
+    protect();
+    std::vector<SEG> list = merged();
+    const int moves = hasbad(list) ? fixsegs(list, 0) : 0;
+    stillawake.reset();
+    if (phase == Phase::closed)
+        return;
+    if (moves < 0) {
+        waitagain();
+        refuse(gonetext());
+        return;
+    }
+    intsegs = list;
+    scanprogress->setValue(segnum);
+    prevsource = savefailed ? 0 : 1;
+    showprev();
+    if (!savefailed) {
+        plainbox(
+            this, QMessageBox::Information, "Hint",
+            tr("Scan completed. The scan result is saved in file %1. You may backup the file to "
+               "use in the future. The scan result will also be saved in the scanned disk at the "
+               "last step automatically and used when the file is missing.")
+                .arg(filename));
+    }
+    if (phase != Phase::closed)
+        dpwizard(this)->leavepage();
+}
+
+void DiskScanPage::scancanceled()
+{
+    // Closing the dialog calls this again.
+    if (phase != Phase::running)
+        return;
+    stoprun();
+    waitagain();
+}
+
+void DiskScanPage::waitagain()
+{
+    scanprogress->close();
+    enableallbutton();
+    findafterrun();
+    showprev();
+}
+
+void DiskScanPage::wizardfinished()
+{
+    scancanceled();
+    phase = Phase::closed;
+    if (scanprogress)
+        scanprogress->close();
+}
+
+int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
+{
+    using Action = BoundaryCheck::Action;
+    QProgressDialog dialog("Checking previous scan result. Please wait...", "Abort", 0,
+                           static_cast<int>(list.size()), this);
+    dialog.setCancelButton(nullptr);
+    dialog.show();
+
+    BoundaryCheck check(list, segs, segnum, g);
+    BoundaryCheck::Step step = check.next();
+    while (step.action == Action::read || step.action == Action::moved) {
+        Reading reading = Reading::good;
+        if (step.action == Action::moved) {
+            refuse(QString("segs[%1],%2").arg(step.rawindex).arg(step.isbad));
+        } else {
+            dialog.setValue(step.index);
+            // Lets the dialog paint; clicks and closing wait.
+            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+            reading = phase == Phase::closed ? Reading::gone : readsectors(step.first, step.last);
+        }
+        step = check.next(reading);
+    }
+    if (step.action == Action::gone)
+        return -1;
+    if (check.moves() > 0) {
+        writedatafile();
+        if (report == 1 && phase != Phase::closed)
+            QMessageBox::information(this, "info", "Find new bad sectors.", QMessageBox::Ok);
+    }
+    return check.moves();
+}
+
+bool DiskScanPage::writedatafile()
+{
+    // A user who knows that the result can't be saved isn't told again.
+    const bool known = savefailed;
+    const bool saved = savefile();
+    if (!saved && !known)
+        refuse("Can not open bin data file to write.");
+    return saved;
+}
+
+void DiskScanPage::skipscan()
+{
+    if (!canbegin())
+        return;
+    skip();
     dpwizard(this)->leavepage();
+}
+
+void DiskScanPage::useprev()
+{
+    if (!canbegin() || prevsource == 0)
+        return;
+    const auto [previous, refusal] = readprevious();
+    takeprevious(previous);
+    showprev();
+    if (refuse(refusal))
+        return;
+    if (previous.state == ScanFileState::complete) {
+        reuse();
+    } else if (!refuse(begin(&previous))) {
+        startticks();
+        scanprogress->setValue(curseg);
+        scanprogress->setMinimumDuration(0);
+        scanprogress->show();
+    }
+}
+
+void DiskScanPage::reuse()
+{
+    savefailed = false;
+    if (refuse(holddisk()))
+        return;
+    std::vector<SEG> list = merged();
+    const int moves = hasbad(list) ? fixsegs(list, 1) : 0;
+    if (moves < 0 || phase == Phase::closed) {
+        releasedisk();
+        if (phase != Phase::closed)
+            refuse(gonetext());
+        return;
+    }
+    intsegs = list;
+    const Reading found = roughcheck(diskhandle, list, static_cast<int>(diskgeom.bytespersector));
+    releasedisk();
+    const QString refusal = judge(found);
+    showprev();
+    if (!refuse(refusal))
+        dpwizard(this)->leavepage();
+}
+
+void DiskScanPage::writeteststatechanged(int state)
+{
+    testfunc = state == Qt::Checked ? write_test : read_test;
+}
+
+void DiskScanPage::disableallbutton()
+{
+    for (const QWizard::WizardButton which : lockedbuttons)
+        wizard()->button(which)->setEnabled(false);
+}
+
+void DiskScanPage::enableallbutton()
+{
+    for (const QWizard::WizardButton which : lockedbuttons)
+        wizard()->button(which)->setEnabled(true);
+}
+
+void DiskScanPage::showprev()
+{
+    wizard()->button(QWizard::CustomButton2)->setEnabled(prevsource != 0);
+}
+
+bool DiskScanPage::canbegin()
+{
+    if (phase == Phase::running || refuse(noplan()))
+        return false;
+    phase = Phase::waiting;
+    return true;
+}
+
+bool DiskScanPage::refuse(const QString &refusal)
+{
+    if (!refusal.isEmpty())
+        plainbox(this, QMessageBox::Warning, "error", refusal);
+    return !refusal.isEmpty();
 }

@@ -16,7 +16,7 @@ char uppercase(char c)
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-// Names that Windows gives to devices, in any folder and with any extension.
+// Names that Windows reserves for devices, in any folder and with any extension.
 bool isdevicename(std::string_view name)
 {
     std::string stem(name.substr(0, name.find('.')));
@@ -31,7 +31,7 @@ bool isdevicename(std::string_view name)
            stem[3] >= '0' && stem[3] <= '9';
 }
 
-// Non-ASCII goes too: what its bytes mean differs from system to system.
+// Non-ASCII is replaced too: its encoding differs from system to system.
 bool fitsname(char c)
 {
     return c >= 0x20 && c < 0x7F && std::string_view("<>:\"/\\|?*").find(c) == std::string::npos;
@@ -44,7 +44,7 @@ std::string scanfilename(const char *model)
     std::string name = model;
     std::replace_if(
         name.begin(), name.end(), [](char c) { return !fitsname(c); }, '_');
-    // Windows drops dots and blanks at the end; this meets "." and ".." as well.
+    // Windows drops dots and blanks at the end. This covers "." and ".." as well.
     if (name.empty())
         name = "_";
     else if (name.back() == '.' || name.back() == ' ')
@@ -90,7 +90,7 @@ ScanFile parsescanfile(std::span<const std::uint8_t> image)
 
 ScanFile readscanfile(const std::string &name)
 {
-    // What stands behind the longest complete result is ignored in any case.
+    // Bytes behind the longest complete result are ignored.
     std::array<std::uint8_t, geomsize + maxsegments * segsize> image;
     std::FILE *stream = platform::openplainfile(name.c_str(), "rb");
     if (!stream)

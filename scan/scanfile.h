@@ -3,16 +3,19 @@
 #include "core/geom.h"
 #include "core/seg.h"
 
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
-/// The scan result file: a `geom` of 56 bytes, then one record of 24 bytes for each finished
-/// segment, in segment order. No magic number, no version, no checksum.
+/// The scan result file: a `geom` of 56 bytes, then one record of 24 bytes for each tested segment,
+/// in segment order. No magic number, no version, no checksum.
 
 /// The name of the scan file for a disk's model: a plain name in the current directory on every
-/// system. What a file name can't hold on Windows or Linux is replaced by '_'.
+/// system. Characters that a file name can't hold on Windows or Linux are replaced by '_'.
 std::string scanfilename(const char *model);
 
 /// How reading a scan file ended.
@@ -20,25 +23,62 @@ enum class ScanFileState {
     unreadable, ///< it can't be opened or read
     damaged,    ///< shorter than its header, or its content contradicts itself
     partial,    ///< fewer records than the plan of its geometry has segments
-    complete    ///< all records are there
+    complete    ///< all records are present
 };
 
-/// The content of a scan file, taken over only when it is sound.
+/// The content of a scan file. Only a partial or complete one fills more than the state.
 struct ScanFile {
     ScanFileState state = ScanFileState::unreadable;
-    geom geometry;                ///< of the header
-    std::vector<SEG> segs;        ///< the whole plan, marks from the records at hand
-    int records = 0;              ///< whole records at hand, at most the plan's segments
+    geom geometry{};              ///< of the header
+    std::vector<SEG> segs{};      ///< the whole plan, with the marks of the records
+    int records = 0;              ///< whole records, at most the plan's segments
     std::uint64_t wholebytes = 0; ///< length of the header and those records, in bytes
-    bool ragged = false;          ///< part of a record stands behind `wholebytes`
+    bool ragged = false;          ///< part of a record follows them
 };
 
-/// Reads a scan file's image. Records must follow each other from cylinder 0 without a gap, inside
-/// the disk, and lead on to what the plan has left. Bytes behind the last record of a complete plan
-/// are ignored.
+/// Reads a scan file's image. Records must be adjacent from cylinder 0 on, lie inside the disk, and
+/// be followed by the rest of the plan. Bytes behind the last record of a complete plan are
+/// ignored.
 ScanFile parsescanfile(std::span<const std::uint8_t> image);
 /// Reads the file of this name.
 ScanFile readscanfile(const std::string &name);
+
+/// Writes the scan file of a run. Every record is handed to the system at once, which is enough for
+/// a crash of the program. The medium gets them once a second, so a power cut costs that much of
+/// the scan; a sync for each record would take a small disk longer than its test.
+class ScanFileWriter
+{
+public:
+    /// Empties or creates the file of this name and writes its header to the medium. False on
+    /// failure; if the file was emptied, it is open.
+    bool create(const std::string &filename, const geom &geometry);
+    /// Opens a file that holds `wholerecords` whole records, to append to it; false on failure.
+    bool open(const std::string &filename, int wholerecords)
+    {
+        return open(filename, "ab", wholerecords);
+    }
+    /// Cuts what follows the whole records; false on failure.
+    bool cut();
+    /// Appends a record; the `last` one is synced. On failure the file is cut back to the records
+    /// that were kept, and closed.
+    bool append(const SEG &seg, bool last);
+    /// Syncs and closes the file, if it is open.
+    void close() { file.reset(); }
+    /// The open file; null if it is closed.
+    [[nodiscard]] std::FILE *stream() const { return file.get(); }
+
+private:
+    struct Closing {
+        void operator()(std::FILE *stream) const;
+    };
+    bool open(const std::string &filename, const char *mode, int wholerecords);
+
+    std::string name;
+    std::unique_ptr<std::FILE, Closing> file;
+    int records = 0; ///< handed to the system
+    int synced = 0;  ///< of these, on the medium
+    std::chrono::steady_clock::time_point synctime;
+};
 
 /// Replaces the file whole or not at all by the header and `segs`: true on success.
 bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs);

@@ -13,6 +13,10 @@
 class ScanSpeed
 {
 public:
+    /// The longest text of a usual run.
+    static constexpr const char *maxtext =
+        "100 % done, 100 bad segments, 1000.0 MB/s, about 23 h 59 min left";
+
     ScanSpeed() = default;
     /// A run over a plan of `totalbytes` bytes of which earlier runs have done `donebytes`. Those
     /// count as done, and for nothing else.

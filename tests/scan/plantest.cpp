@@ -96,18 +96,22 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
         List segs = marked(row.marks, length), list;
         integratesegs(segs.data(), segnum, list);
         std::string moves;
-        BoundaryCalls calls;
-        calls.progress = [](int) {};
-        calls.rangereads = [&](std::uint64_t first, std::uint64_t last) {
-            EXPECT_TRUE(first > last || (first % 4 == 0 && last - first == 7));
-            return first > last ||
-                   (!row.failing.contains(first / 4) && !row.failing.contains(last / 4));
-        };
-        calls.moved = [&moves](int raw, int isbad) {
-            moves += std::to_string(raw) + "," + std::to_string(isbad) + " ";
-        };
-        const int moved = fixboundaries(list, segs.data(), segnum, geometryof(10), calls);
-        EXPECT_EQ(moved, std::count(moves.begin(), moves.end(), ' '));
+        BoundaryCheck check(list, segs.data(), segnum, geometryof(10));
+        BoundaryCheck::Step step = check.next();
+        for (Reading reading{}; step.action != BoundaryCheck::Action::done;
+             step = check.next(reading)) {
+            const bool moved = step.action == BoundaryCheck::Action::moved;
+            if (moved)
+                moves += std::to_string(step.rawindex) + "," + std::to_string(step.isbad) + " ";
+            EXPECT_TRUE(moved || step.first > step.last ||
+                        (step.first % 4 == 0 && step.last - step.first == 7));
+            const bool fails =
+                !moved && step.first < step.last &&
+                (row.failing.contains(step.first / 4) || row.failing.contains(step.last / 4));
+            // A refused reading counts as a failed one.
+            reading = !fails ? Reading::good : check.moves() ? Reading::refused : Reading::bad;
+        }
+        EXPECT_EQ(check.moves(), std::count(moves.begin(), moves.end(), ' '));
         EXPECT_EQ(list, row.list);
         EXPECT_EQ(segs, marked(row.marksafter, length));
         EXPECT_EQ(moves, row.moves);

@@ -1,0 +1,280 @@
+#include "scan/scan.h"
+
+#include "platform/plainfile.h"
+
+#include <QElapsedTimer>
+
+#include <algorithm>
+
+namespace
+{
+
+constexpr const char *cannotopen = "Can not open the disk.";
+constexpr const char *cannotwrite = "Can not open bin data file to write.";
+constexpr const char *nocylinder =
+    "The disk has not one whole cylinder. It can not be partitioned.";
+constexpr const char *damagedfile =
+    "The file %1 with the previous scan result is damaged. Please scan the disk anew.";
+constexpr const char *changeddisk = "Rough disk scan finds different bad sectors than the previous "
+                                    "result. You need to re-scan the disk.";
+
+} // namespace
+
+// ---- the disk and its plan ---------------------------------------------------------------------
+
+void Scan::choose(const DISKINFO &disk)
+{
+    chosen = disk;
+    diskgeom = g = geom();
+    setplan({});
+    intsegs.clear();
+    prevsource = 0;
+    std::fill(std::begin(filename), std::end(filename), '\0');
+    scanfilename(disk.model).copy(filename, sizeof filename - 1);
+}
+
+QString Scan::holddisk()
+{
+    held = DiskHandle(chosen.devicepath);
+    diskhandle = held.get();
+    return held ? QString() : cannotopen;
+}
+
+QString Scan::setfactors(int bytespersector, int sectorspertrack, int heads)
+{
+    const GeomFault fault = checkgeomfactors(bytespersector, sectorspertrack, heads);
+    if (fault == GeomFault::bytespersector)
+        return QString("\"bytes per sector\" must be a power of two from %1 to %2.")
+            .arg(QString::number(minbytespersector), QString::number(maxbytespersector));
+    if (fault == GeomFault::sectorspertrack)
+        return QString("\"sectors per track\" must be a number from 1 to %1.")
+            .arg(maxsectorspertrack);
+    if (fault == GeomFault::heads)
+        return QString("\"heads number\" must be a number from 1 to %1.").arg(maxheads);
+    diskgeom =
+        withfactors(diskgeom, static_cast<std::uint32_t>(bytespersector),
+                    static_cast<std::uint32_t>(sectorspertrack), static_cast<std::uint32_t>(heads));
+    return {};
+}
+
+void Scan::settle(const geom &geometry)
+{
+    diskgeom = g = geometry;
+    if (canplan(geometry))
+        setplan(makeplan(geometry));
+}
+
+void Scan::setplan(std::vector<SEG> newplan)
+{
+    plan = std::move(newplan);
+    segs = plan.empty() ? nullptr : plan.data();
+    segnum = static_cast<int>(plan.size());
+    curseg = 0;
+}
+
+bool Scan::filepresent() const
+{
+    std::FILE *file = platform::openplainfile(filename, "rb");
+    if (file)
+        std::fclose(file);
+    return file != nullptr;
+}
+
+void Scan::findprevious()
+{
+    if (filepresent())
+        prevsource = 1;
+    else if (segnum > 0 && hasseginfo(diskhandle, segnum))
+        prevsource = 2;
+}
+
+QString Scan::noplan() const
+{
+    if (segnum > 0)
+        return {};
+    // Without a geometry the disk was never opened.
+    return diskgeom == geom() ? cannotopen : nocylinder;
+}
+
+QString Scan::gonetext() const
+{
+    QString text = "The disk does not answer any more.";
+    if (prevsource != 0)
+        text += " Click \"Use prev. >\" to go on from here once it is back.";
+    return text;
+}
+
+int Scan::getsegindexfromcyl(unsigned long long cyl) const
+{
+    const auto holds = [cyl](const SEG &seg) { return seg.start <= cyl && cyl <= seg.stop; };
+    const auto seg = std::find_if(plan.begin(), plan.end(), holds);
+    return seg != plan.end() ? static_cast<int>(seg - plan.begin()) : -1;
+}
+
+// ---- a run -------------------------------------------------------------------------------------
+
+QString Scan::begin(const ScanFile *partial)
+{
+    const int first = partial ? partial->records : 0;
+    QString refusal;
+    if (partial ? !writer.open(filename, first) : !writer.create(filename, diskgeom)) {
+        refusal = cannotwrite;
+        if (writer.stream())
+            prevsource = 0;
+    } else {
+        refusal = holddisk();
+        // The next record must stand at its own place.
+        if (refusal.isEmpty() && partial && partial->ragged && !writer.cut())
+            refusal = cannotwrite;
+    }
+    if (!refusal.isEmpty()) {
+        endrun();
+        return refusal;
+    }
+    datafile = writer.stream();
+    curseg = first;
+    savefailed = false;
+    speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
+                      segs[first].start * diskgeom.bytespercyl);
+    return {};
+}
+
+Reading Scan::testsegment(void *handle, int index, RangeTest test) const
+{
+    const SEG &seg = segs[index];
+    return test(handle, seg.firstsector(diskgeom.sectorspercyl),
+                seg.lastsector(diskgeom.sectorspercyl), static_cast<int>(diskgeom.bytespersector));
+}
+
+Scan::Recorded Scan::record(Reading reading, const QElapsedTimer &clock)
+{
+    if (reading == Reading::gone)
+        return Recorded::gone;
+    SEG &seg = segs[curseg];
+    if (isdamage(reading))
+        seg.isbad = 1;
+    // Record n is segment n, so no record can follow one that is missing.
+    const bool kept = savefailed || writer.append(seg, curseg + 1 == segnum);
+    if (!kept) {
+        savefailed = true;
+        datafile = nullptr;
+    }
+    ++curseg;
+    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl,
+              static_cast<double>(clock.nsecsElapsed()) / 1e9, isdamage(reading));
+    return kept ? Recorded::kept : Recorded::unsaved;
+}
+
+void Scan::endrun()
+{
+    writer.close();
+    datafile = nullptr;
+    releasedisk();
+}
+
+void Scan::findafterrun()
+{
+    if (savefailed)
+        prevsource = 0;
+    else if (filepresent())
+        prevsource = 1;
+    else if (prevsource != 2)
+        prevsource = 0;
+}
+
+std::vector<SEG> Scan::merged() const
+{
+    std::vector<SEG> list;
+    integratesegs(segs, segnum, list);
+    return list;
+}
+
+void Scan::skip()
+{
+    for (SEG &seg : plan)
+        seg.isbad = 0;
+    intsegs = merged();
+}
+
+Reading Scan::readsectors(std::uint64_t first, std::uint64_t last) const
+{
+    const DiskHandle disk(chosen.devicepath);
+    Reading reading = disk ? Reading::good : Reading::gone;
+    for (std::uint64_t sector = first; sector <= last && reading == Reading::good; ++sector)
+        reading = readsector(disk.get(), sector, static_cast<int>(g.bytespersector));
+    return reading;
+}
+
+bool Scan::savefile()
+{
+    const bool saved = replacescanfile(filename, diskgeom, plan);
+    if (saved)
+        savefailed = false;
+    return saved;
+}
+
+// ---- an earlier result -------------------------------------------------------------------------
+
+std::pair<ScanFile, QString> Scan::readprevious() const
+{
+    if (prevsource == 1) {
+        ScanFile file = readscanfile(filename);
+        if (file.state == ScanFileState::unreadable)
+            return {file, cannotwrite};
+        if (file.state == ScanFileState::damaged)
+            return {file, QString(damagedfile).arg(filename)};
+        return {file, {}};
+    }
+    const DiskHandle disk(chosen.devicepath);
+    if (!disk)
+        return {{}, cannotopen};
+    // The record was there when the page was entered. One that is gone must not pass for a disk
+    // without damage.
+    ScanFile record{.state = ScanFileState::complete, .geometry = diskgeom, .segs = plan};
+    if (hasseginfo(disk.get(), segnum) &&
+        readseginfofromdisk(disk.get(), 1, record.segs.data(), segnum) == 0)
+        return {record, {}};
+    if (!diskpresent(disk.get()))
+        return {{}, gonetext()};
+    return {{.state = ScanFileState::damaged}, changeddisk};
+}
+
+void Scan::takeprevious(const ScanFile &previous)
+{
+    if (previous.state == ScanFileState::damaged) {
+        prevsource = 0;
+    } else if (previous.state != ScanFileState::unreadable) {
+        diskgeom = g = previous.geometry;
+        setplan(previous.segs);
+    }
+}
+
+QString Scan::judge(Reading roughcheck)
+{
+    if (roughcheck == Reading::gone)
+        return gonetext();
+    if (!isdamage(roughcheck))
+        return {};
+    prevsource = 0;
+    return changeddisk;
+}
+
+// ---- a re-test ---------------------------------------------------------------------------------
+
+std::pair<int, int> Scan::segmentsunder(std::uint64_t start, std::uint64_t stop) const
+{
+    int first = 0, last = segnum - 1;
+    while (first < segnum && segs[first].stop < start)
+        ++first;
+    while (last >= 0 && segs[last].start > stop)
+        --last;
+    return {first, last};
+}
+
+void Scan::markretested(const std::vector<int> &failed, int first, int last)
+{
+    for (const int index : failed)
+        segs[index].isbad = 1;
+    addprotect(segs + first, last - first + 1);
+    intsegs = merged();
+}
