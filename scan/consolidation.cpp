@@ -46,7 +46,16 @@ BoundaryCheck::BoundaryCheck(std::vector<SEG> &mergedlist, SEG *rawsegs, int raw
 const BoundaryCheck::Step &BoundaryCheck::next(Reading answer)
 {
     if (step.action == Action::moved) {
-        move();
+        segs[step.rawindex].isbad = 1;
+        SEG &seg = list[current];
+        const std::uint64_t oldstart = seg.start;
+        const double moved = static_cast<double>(oldstart) + segmentlength(geometry, segnum);
+        seg.start = std::min(static_cast<std::uint64_t>(moved), seg.stop);
+        if (current > 0)
+            list[current - 1].stop += seg.start - oldstart;
+        if (seg.start == seg.stop)
+            list.erase(list.begin() + static_cast<std::ptrdiff_t>(current));
+        ++movecount;
     } else if (step.action == Action::read) {
         if (answer == Reading::gone) {
             std::copy(segsbefore.begin(), segsbefore.end(), segs);
@@ -69,18 +78,4 @@ const BoundaryCheck::Step &BoundaryCheck::next(Reading answer)
                    .index = static_cast<int>(current),
                    .first = (start - 1) * geometry.sectorspercyl,
                    .last = (start + 1) * geometry.sectorspercyl - 1};
-}
-
-void BoundaryCheck::move()
-{
-    segs[step.rawindex].isbad = 1;
-    SEG &seg = list[current];
-    const std::uint64_t oldstart = seg.start;
-    const double moved = static_cast<double>(oldstart) + segmentlength(geometry, segnum);
-    seg.start = std::min(static_cast<std::uint64_t>(moved), seg.stop);
-    if (current > 0)
-        list[current - 1].stop += seg.start - oldstart;
-    if (seg.start == seg.stop)
-        list.erase(list.begin() + static_cast<std::ptrdiff_t>(current));
-    ++movecount;
 }

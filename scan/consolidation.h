@@ -63,8 +63,6 @@ public:
     [[nodiscard]] int moves() const { return movecount; }
 
 private:
-    void move();
-
     std::vector<SEG> &list;
     SEG *segs;
     int segnum;

@@ -5,7 +5,6 @@
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
-#include <QAbstractButton>
 #include <QCheckBox>
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -14,8 +13,6 @@
 #include <QProgressDialog>
 #include <QTimer>
 #include <QVBoxLayout>
-
-#include <utility>
 
 namespace
 {
@@ -64,8 +61,7 @@ void DiskScanPage::initializePage()
         wizard()->button(which)->setEnabled(true);
 
     DpWizard *frame = dpwizard(this);
-    // The first page can't be left without a choice.
-    Q_ASSERT(frame->chosendisk());
+    Q_ASSERT(frame->chosendisk()); // the first page can't be left without one
     phase = Phase::waiting;
     choose(*frame->chosendisk());
     showprev();
@@ -127,8 +123,7 @@ void DiskScanPage::startticks()
     connect(scanprogress, &QDialog::rejected, this, &DiskScanPage::scancanceled);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     scanprogress->setWindowIcon(wizard()->windowIcon());
-    // A window's width does not follow its title. Half as much again leaves room for the frame's
-    // own font and buttons.
+    // As wide as its title, and half as much again for the frame's own font and buttons.
     scanprogress->setMinimumWidth(
         scanprogress->fontMetrics().horizontalAdvance(ScanSpeed::maxtext) * 3 / 2);
     scantimer = new QTimer(this);
@@ -151,7 +146,6 @@ void DiskScanPage::scan()
         refuse(gonetext());
         return;
     }
-    // Set here, so that events show it together with the next value.
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     if (recorded == Recorded::unsaved) {
         scantimer->stop();
@@ -169,7 +163,6 @@ void DiskScanPage::scan()
 void DiskScanPage::stoprun()
 {
     phase = Phase::waiting;
-    awake.reset();
     if (scantimer)
         scantimer->stop();
     endrun();
@@ -177,21 +170,17 @@ void DiskScanPage::stoprun()
 
 void DiskScanPage::finishrun()
 {
-    // Stays until the boundaries are read.
-    auto stillawake = std::move(awake);
     stoprun();
     protect();
-    std::vector<SEG> list = merged();
-    const int moves = hasbad(list) ? fixsegs(list, 0) : 0;
-    stillawake.reset();
+    const bool complete = consolidate(0);
+    awake.reset();
     if (phase == Phase::closed)
         return;
-    if (moves < 0) {
+    if (!complete) {
         waitagain();
         refuse(gonetext());
         return;
     }
-    intsegs = list;
     scanprogress->setValue(segnum);
     prevsource = savefailed ? 0 : 1;
     showprev();
@@ -213,6 +202,7 @@ void DiskScanPage::scancanceled()
     if (phase != Phase::running)
         return;
     stoprun();
+    awake.reset();
     waitagain();
 }
 
@@ -230,6 +220,15 @@ void DiskScanPage::wizardfinished()
     phase = Phase::closed;
     if (scanprogress)
         scanprogress->close();
+}
+
+bool DiskScanPage::consolidate(int report)
+{
+    std::vector<SEG> list = merged();
+    if ((hasbad(list) && fixsegs(list, report) < 0) || phase == Phase::closed)
+        return false;
+    intsegs = list;
+    return true;
 }
 
 int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
@@ -267,8 +266,7 @@ int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
 bool DiskScanPage::writedatafile()
 {
     // A user who knows that the result can't be saved isn't told again.
-    const bool known = savefailed;
-    const bool saved = savefile();
+    const bool known = savefailed, saved = savefile();
     if (!saved && !known)
         refuse("Can not open bin data file to write.");
     return saved;
@@ -306,16 +304,13 @@ void DiskScanPage::reuse()
     savefailed = false;
     if (refuse(holddisk()))
         return;
-    std::vector<SEG> list = merged();
-    const int moves = hasbad(list) ? fixsegs(list, 1) : 0;
-    if (moves < 0 || phase == Phase::closed) {
+    if (!consolidate(1)) {
         releasedisk();
         if (phase != Phase::closed)
             refuse(gonetext());
         return;
     }
-    intsegs = list;
-    const Reading found = roughcheck(diskhandle, list, static_cast<int>(diskgeom.bytespersector));
+    const auto found = roughcheck(diskhandle, intsegs, static_cast<int>(diskgeom.bytespersector));
     releasedisk();
     const QString refusal = judge(found);
     showprev();
@@ -328,16 +323,10 @@ void DiskScanPage::writeteststatechanged(int state)
     testfunc = state == Qt::Checked ? write_test : read_test;
 }
 
-void DiskScanPage::disableallbutton()
+void DiskScanPage::enablebuttons(bool enabled)
 {
     for (const QWizard::WizardButton which : lockedbuttons)
-        wizard()->button(which)->setEnabled(false);
-}
-
-void DiskScanPage::enableallbutton()
-{
-    for (const QWizard::WizardButton which : lockedbuttons)
-        wizard()->button(which)->setEnabled(true);
+        wizard()->button(which)->setEnabled(enabled);
 }
 
 void DiskScanPage::showprev()

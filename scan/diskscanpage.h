@@ -57,8 +57,9 @@ public slots:
     void wizardfinished();
 
 private:
-    void disableallbutton();
-    void enableallbutton();
+    void disableallbutton() { enablebuttons(false); }
+    void enableallbutton() { enablebuttons(true); }
+    void enablebuttons(bool enabled);
     /// Enables Use prev. if there is an earlier result.
     void showprev();
     /// Lets the user correct the guessed geometry.
@@ -73,6 +74,9 @@ private:
     void stoprun();
     /// Consolidates the marks of a complete run and leaves the page.
     void finishrun();
+    /// Merges the marks, checks the boundaries as `fixsegs` does, and takes the list for the
+    /// planner. False if the disk is gone or the window was closed.
+    bool consolidate(int report);
     /// Goes back to waiting after a run that was ended early.
     void waitagain();
     /// Checks a complete earlier result and leaves the page with it.

@@ -11,10 +11,6 @@ namespace
 
 constexpr const char *cannotopen = "Can not open the disk.";
 constexpr const char *cannotwrite = "Can not open bin data file to write.";
-constexpr const char *nocylinder =
-    "The disk has not one whole cylinder. It can not be partitioned.";
-constexpr const char *damagedfile =
-    "The file %1 with the previous scan result is damaged. Please scan the disk anew.";
 constexpr const char *changeddisk = "Rough disk scan finds different bad sectors than the previous "
                                     "result. You need to re-scan the disk.";
 
@@ -51,9 +47,7 @@ QString Scan::setfactors(int bytespersector, int sectorspertrack, int heads)
             .arg(maxsectorspertrack);
     if (fault == GeomFault::heads)
         return QString("\"heads number\" must be a number from 1 to %1.").arg(maxheads);
-    diskgeom =
-        withfactors(diskgeom, static_cast<std::uint32_t>(bytespersector),
-                    static_cast<std::uint32_t>(sectorspertrack), static_cast<std::uint32_t>(heads));
+    diskgeom = withfactors(diskgeom, bytespersector, sectorspertrack, heads);
     return {};
 }
 
@@ -93,7 +87,8 @@ QString Scan::noplan() const
     if (segnum > 0)
         return {};
     // Without a geometry the disk was never opened.
-    return diskgeom == geom() ? cannotopen : nocylinder;
+    return diskgeom == geom() ? cannotopen
+                              : "The disk has not one whole cylinder. It can not be partitioned.";
 }
 
 QString Scan::gonetext() const
@@ -106,9 +101,8 @@ QString Scan::gonetext() const
 
 int Scan::getsegindexfromcyl(unsigned long long cyl) const
 {
-    const auto holds = [cyl](const SEG &seg) { return seg.start <= cyl && cyl <= seg.stop; };
-    const auto seg = std::find_if(plan.begin(), plan.end(), holds);
-    return seg != plan.end() ? static_cast<int>(seg - plan.begin()) : -1;
+    const auto [first, last] = segmentsunder(cyl, cyl);
+    return first == last ? first : -1;
 }
 
 // ---- a run -------------------------------------------------------------------------------------
@@ -117,16 +111,17 @@ QString Scan::begin(const ScanFile *partial)
 {
     const int first = partial ? partial->records : 0;
     QString refusal;
-    if (partial ? !writer.open(filename, first) : !writer.create(filename, diskgeom)) {
+    if (!writer.open(filename, partial ? "ab" : "wb", first))
+        return cannotwrite;
+    if (!partial && !writer.writeheader(diskgeom)) {
+        prevsource = 0;
         refusal = cannotwrite;
-        if (writer.stream())
-            prevsource = 0;
     } else {
         refusal = holddisk();
-        // The next record must stand at its own place.
-        if (refusal.isEmpty() && partial && partial->ragged && !writer.cut())
-            refusal = cannotwrite;
     }
+    // The next record must stand at its own place.
+    if (refusal.isEmpty() && partial && partial->ragged && !writer.cut(first))
+        refusal = cannotwrite;
     if (!refusal.isEmpty()) {
         endrun();
         return refusal;
@@ -174,12 +169,10 @@ void Scan::endrun()
 
 void Scan::findafterrun()
 {
-    if (savefailed)
+    if (savefailed || prevsource == 1)
         prevsource = 0;
-    else if (filepresent())
+    if (!savefailed && filepresent())
         prevsource = 1;
-    else if (prevsource != 2)
-        prevsource = 0;
 }
 
 std::vector<SEG> Scan::merged() const
@@ -222,7 +215,9 @@ std::pair<ScanFile, QString> Scan::readprevious() const
         if (file.state == ScanFileState::unreadable)
             return {file, cannotwrite};
         if (file.state == ScanFileState::damaged)
-            return {file, QString(damagedfile).arg(filename)};
+            return {file, QString("The file %1 with the previous scan result is damaged. Please "
+                                  "scan the disk anew.")
+                              .arg(filename)};
         return {file, {}};
     }
     const DiskHandle disk(chosen.devicepath);

@@ -49,16 +49,13 @@ ScanFile readscanfile(const std::string &name);
 class ScanFileWriter
 {
 public:
-    /// Empties or creates the file of this name and writes its header to the medium. False on
-    /// failure; if the file was emptied, it is open.
-    bool create(const std::string &filename, const geom &geometry);
-    /// Opens a file that holds `wholerecords` whole records, to append to it; false on failure.
-    bool open(const std::string &filename, int wholerecords)
-    {
-        return open(filename, "ab", wholerecords);
-    }
-    /// Cuts what follows the whole records; false on failure.
-    bool cut();
+    /// Opens the file of this name, which holds `wholerecords` whole records: "wb" empties or
+    /// creates it, "ab" appends. False on failure.
+    bool open(const std::string &filename, const char *mode, int wholerecords);
+    /// Writes the header to the medium; false on failure.
+    bool writeheader(const geom &geometry);
+    /// Cuts what follows the first `wholerecords` records; false on failure.
+    bool cut(int wholerecords);
     /// Appends a record; the `last` one is synced. On failure the file is cut back to the records
     /// that were kept, and closed.
     bool append(const SEG &seg, bool last);
@@ -71,7 +68,6 @@ private:
     struct Closing {
         void operator()(std::FILE *stream) const;
     };
-    bool open(const std::string &filename, const char *mode, int wholerecords);
 
     std::string name;
     std::unique_ptr<std::FILE, Closing> file;

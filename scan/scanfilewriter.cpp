@@ -16,12 +16,6 @@ bool writewhole(std::FILE *file, const std::array<std::uint8_t, size> &image)
     return std::fwrite(image.data(), 1, size, file) == size && std::fflush(file) == 0;
 }
 
-bool cutfile(const std::string &name, int records)
-{
-    return platform::cutplainfile(name.c_str(),
-                                  geomsize + segsize * static_cast<std::uint64_t>(records));
-}
-
 } // namespace
 
 void ScanFileWriter::Closing::operator()(std::FILE *stream) const
@@ -39,15 +33,15 @@ bool ScanFileWriter::open(const std::string &filename, const char *mode, int who
     return file != nullptr;
 }
 
-bool ScanFileWriter::create(const std::string &filename, const geom &geometry)
+bool ScanFileWriter::writeheader(const geom &geometry)
 {
-    return open(filename, "wb", 0) && writewhole(file.get(), encodegeom(geometry)) &&
-           platform::syncplainfile(file.get());
+    return writewhole(file.get(), encodegeom(geometry)) && platform::syncplainfile(file.get());
 }
 
-bool ScanFileWriter::cut()
+bool ScanFileWriter::cut(int wholerecords)
 {
-    return cutfile(name, records);
+    const std::uint64_t bytes = geomsize + segsize * static_cast<std::uint64_t>(wholerecords);
+    return platform::cutplainfile(name.c_str(), bytes);
 }
 
 bool ScanFileWriter::append(const SEG &seg, bool last)
@@ -66,7 +60,7 @@ bool ScanFileWriter::append(const SEG &seg, bool last)
         }
     }
     std::fclose(file.release());
-    cutfile(name, kept);
+    cut(kept);
     return false;
 }
 

@@ -5,15 +5,15 @@
 namespace
 {
 
-// From here on a double can't hold a cylinder and its neighbour's bound apart any more.
+// From here on a double can't tell neighbouring cylinders apart.
 constexpr std::uint64_t cylinderlimit = 1ULL << 52;
 
 } // namespace
 
 bool canplan(const geom &geometry)
 {
-    // Devices report tracks and heads of their own making; only the sector's length is ours to
-    // judge, since every transfer is cut by it.
+    // Devices may report any number of tracks and heads. The sector length is checked because
+    // transfers are sized by it.
     return geomissound(geometry) && geometry.cylinders > 0 && geometry.cylinders < cylinderlimit &&
            checkgeomfactors(geometry.bytespersector, 1, 1) == GeomFault::none;
 }

@@ -6,21 +6,21 @@
 #include <cstdint>
 #include <vector>
 
-/// Most segments that a disk is cut into.
+/// The largest number of segments of a disk.
 inline constexpr int maxsegments = 500;
 
-/// Whether a disk of this geometry can be planned and read: it agrees with itself, has at least one
-/// whole cylinder, sectors of a length that devices have, and no more cylinders than the plan's
-/// doubles tell apart.
+/// Whether a disk of this geometry can be planned and read: it is consistent, has at least one
+/// whole cylinder, a sector length that devices have, and no more cylinders than a double can tell
+/// apart.
 bool canplan(const geom &geometry);
 
 /// Number of segments of a disk: one for each cylinder, at most `maxsegments`.
 int plansegments(const geom &geometry);
 
 /// Cuts the whole cylinders of `geometry` into `plansegments` stretches, all of them good. The
-/// quotient cylinders / segments is an IEEE double and bounds are truncated, so every build cuts
-/// the same disk alike. Where the doubles leave the last cylinder out (1001 cylinders end at 999),
-/// it stays out.
+/// quotient cylinders / segments is an IEEE double and bounds are truncated, so every build gives
+/// the same plan. Rounding may leave the last cylinder out (1001 cylinders end at 999); it then
+/// lies in no segment.
 std::vector<SEG> makeplan(const geom &geometry);
 
 /// Length of a segment in cylinders, as the plan's double; 0 without segments.

@@ -3,13 +3,32 @@
 #include <cmath>
 #include <cstdio>
 
-// Before that much of a run, caches and a drive that spins up speak rather than the disk.
-static constexpr double firstseconds = 5;
-// A rate of so many seconds ago still counts for a third. A disk gets slower from its first
-// cylinder to its last, so its whole past says too much of what is to come.
-static constexpr double memoryseconds = 300;
+namespace
+{
 
-static constexpr double bytespermb = 1e6;
+// No estimate before: caches and spin-up distort the first seconds.
+constexpr double firstseconds = 5;
+// Time constant of the decay by which older segments lose weight. A disk gets slower from its first
+// cylinder to its last, so the mean of the whole run would be too fast.
+constexpr double memoryseconds = 300;
+
+constexpr double bytespermb = 1e6;
+
+// The two largest units, rounded to the smaller one.
+std::string timetext(double seconds)
+{
+    if (seconds < 60)
+        return "less than 1 min";
+    const auto minutes = static_cast<unsigned long long>(std::llround(seconds / 60));
+    if (minutes < 60)
+        return std::to_string(minutes) + " min";
+    if (minutes < 24 * 60)
+        return std::to_string(minutes / 60) + " h " + std::to_string(minutes % 60) + " min";
+    const unsigned long long hours = (minutes + 30) / 60;
+    return std::to_string(hours / 24) + " d " + std::to_string(hours % 24) + " h";
+}
+
+} // namespace
 
 ScanSpeed::ScanSpeed(std::uint64_t totalbytes, std::uint64_t donebytes)
     : total(totalbytes), done(donebytes)
@@ -45,29 +64,15 @@ std::optional<double> ScanSpeed::secondsleft() const
     if (!rate || spent < firstseconds)
         return {};
     const auto left = static_cast<double>(total > done ? total - done : 0);
-    // damage is taken to go on at its share so far, at what it cost so far
+    // The rest is assumed to be damaged in the same proportion and at the same cost as so far.
     const double badleft = left * static_cast<double>(badbytes) / static_cast<double>(tested);
     const double badtime = badbytes ? badleft * badseconds / static_cast<double>(badbytes) : 0;
     return (left - badleft) / *rate + badtime;
 }
 
-// The two largest units, rounded to the smaller one.
-static std::string timetext(double seconds)
-{
-    if (seconds < 60)
-        return "less than 1 min";
-    const auto minutes = static_cast<unsigned long long>(std::llround(seconds / 60));
-    if (minutes < 60)
-        return std::to_string(minutes) + " min";
-    if (minutes < 24 * 60)
-        return std::to_string(minutes / 60) + " h " + std::to_string(minutes % 60) + " min";
-    const unsigned long long hours = (minutes + 30) / 60;
-    return std::to_string(hours / 24) + " d " + std::to_string(hours % 24) + " h";
-}
-
 std::string ScanSpeed::text() const
 {
-    // rounded down, so that 100 % is all of it
+    // Rounded down, so that 100 % means all of it.
     const auto percent = total ? static_cast<int>(static_cast<long double>(done) * 100 / total) : 0;
     std::string words = std::to_string(percent) + " % done, " + std::to_string(bad) +
                         (bad == 1 ? " bad segment" : " bad segments");

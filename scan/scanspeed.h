@@ -4,12 +4,11 @@
 #include <optional>
 #include <string>
 
-/// What a running scan tells about itself. It has no clock; whoever runs the scan hands in how long
+/// Progress, speed and remaining time of a running scan. It has no clock; its owner passes how long
 /// each segment took.
 ///
-/// Healthy and damaged segments are kept apart: the first ones' time is a matter of the disk's
-/// rate, the others' of the drive's own retries, and one of those may cost as much as a hundred of
-/// these.
+/// Healthy and damaged segments are counted apart: healthy ones take the time that the disk's rate
+/// gives, damaged ones that of the drive's retries, which may be a hundred times as long.
 class ScanSpeed
 {
 public:
@@ -18,17 +17,17 @@ public:
         "100 % done, 100 bad segments, 1000.0 MB/s, about 23 h 59 min left";
 
     ScanSpeed() = default;
-    /// A run over a plan of `totalbytes` bytes of which earlier runs have done `donebytes`. Those
-    /// count as done, and for nothing else.
+    /// A run over a plan of `totalbytes` bytes, `donebytes` of which earlier runs have tested.
+    /// Those count for the progress alone.
     ScanSpeed(std::uint64_t totalbytes, std::uint64_t donebytes);
 
     /// A segment of `bytes` bytes was tested in `seconds`, and found damaged or not.
     void add(std::uint64_t bytes, double seconds, bool bad);
 
-    /// Bytes a second in healthy segments of late; nothing before there was one.
+    /// Bytes a second in recent healthy segments; nothing before the first one.
     [[nodiscard]] std::optional<double> speed() const;
-    /// Seconds that the rest may take, damage included as it came up so far; nothing in the first
-    /// seconds, and before there was a healthy segment.
+    /// Estimated seconds for the rest; nothing in the first seconds, and before there was a healthy
+    /// segment.
     [[nodiscard]] std::optional<double> secondsleft() const;
     /// "41 % done, 3 bad segments, 92.4 MB/s, about 2 h 10 min left", as far as it is known.
     [[nodiscard]] std::string text() const;
@@ -41,6 +40,6 @@ private:
     int bad = 0;              ///< damaged segments of this run
     std::uint64_t badbytes = 0;
     double badseconds = 0;
-    double goodbytes = 0;   ///< of healthy segments, older ones fading out
+    double goodbytes = 0;   ///< of healthy segments, weighted by `memoryseconds`
     double goodseconds = 0; ///< the same
 };
