@@ -36,9 +36,8 @@ bool hasbad(const std::vector<SEG> &list)
     return std::any_of(list.begin(), list.end(), [](const SEG &seg) { return seg.isbad != 0; });
 }
 
-BoundaryCheck::BoundaryCheck(std::vector<SEG> &mergedlist, SEG *rawsegs, int rawcount,
-                             const geom &diskgeometry)
-    : list(mergedlist), segs(rawsegs), segnum(rawcount), geometry(diskgeometry), listbefore(list),
+BoundaryCheck::BoundaryCheck(std::vector<SEG> &list, SEG *segs, int segnum, const geom &geometry)
+    : list(list), segs(segs), segnum(segnum), geometry(geometry), listbefore(list),
       segsbefore(segs, segs + segnum)
 {
 }

@@ -7,22 +7,27 @@
 
 #include <random>
 
-// The next line of a process, empty at its end.
-static QByteArray nextline(QProcess &process)
+namespace
+{
+
+// The next line that a process prints; empty at its end.
+QByteArray nextline(QProcess &process)
 {
     while (!process.canReadLine() && process.waitForReadyRead(60000)) {
     }
     return process.readLine().trimmed();
 }
 
-// However often a scan is killed, each life goes on where the file ends, and the finished file is
-// that of a scan nobody disturbed. QUARN_KILLS says how often, QUARN_SEED with which moments.
+} // namespace
+
+// However often a scan is killed, the next process resumes where the file ends, and the finished
+// file equals that of an uninterrupted scan. QUARN_KILLS sets how often, QUARN_SEED the moments.
 TEST(KillTest, NothingScannedIsLost)
 {
     const int kills = qEnvironmentVariable("QUARN_KILLS", "5").toInt();
     std::mt19937 random(qEnvironmentVariable("QUARN_SEED", "1").toUInt());
-    QByteArray undisturbed;     // what the first life leaves, which nobody kills
-    unsigned long scantime = 0; // of that life, in microseconds
+    QByteArray undisturbed;     // file of the first scan, which is not killed
+    unsigned long scantime = 0; // of that scan, in microseconds
     int killed = 0, finished = 0, inside = 0;
     QFile::remove("disk0");
     while (killed < kills || finished < 2) {
@@ -34,7 +39,7 @@ TEST(KillTest, NothingScannedIsLost)
         QElapsedTimer clock;
         clock.start();
         const bool kill = finished > 0 && killed < kills;
-        // Every third dies around the opening of the file, the others anywhere in the scan.
+        // Every third is killed around the opening of the file, the others anywhere in the scan.
         const bool early = kill && killed % 3 == 2;
         ASSERT_TRUE(early || nextline(victim) == "start " + QByteArray::number(before.records));
         if (kill) {
@@ -53,13 +58,14 @@ TEST(KillTest, NothingScannedIsLost)
             undisturbed = content;
         }
         ASSERT_GE(after.records, before.records);
-        ASSERT_TRUE(undisturbed.startsWith(content.first(qsizetype(after.wholebytes))));
+        ASSERT_TRUE(
+            undisturbed.startsWith(content.first(static_cast<qsizetype>(after.wholebytes))));
         if (after.state == ScanFileState::complete) {
             ASSERT_EQ(content.size(), 56 + 24 * 500);
             ASSERT_TRUE(QFile::remove("disk0"));
             ++finished;
         } else {
-            // Killed before the header was written, there was nothing to lose.
+            // Killed before the header was written: there was nothing to lose.
             ASSERT_TRUE(after.state == ScanFileState::partial || content.size() < 56);
             inside += after.records > 0;
         }

@@ -17,7 +17,7 @@ geom geometryof(std::uint64_t cylinders)
     return withfactors({.totalbytes = cylinders * 4 * 512}, 512, 4, 1);
 }
 
-// A plan of longer segments than a real one's, so that a few marks show a boundary move.
+// A plan with segments of `length` cylinders, bad where `marks` has a B.
 List marked(const std::string &marks, std::uint64_t length = 1)
 {
     List segs;
@@ -32,8 +32,8 @@ List marked(const std::string &marks, std::uint64_t length = 1)
 
 TEST(ScanPlan, CutsEveryDiskAlike)
 {
-    // Cylinders, segments, the last one's end, and the sum of all ends. Of 1001 cylinders the
-    // doubles leave the last one out.
+    // Cylinders, segments, the last one's end, and the sum of all ends. With 1001 cylinders
+    // rounding leaves the last one out.
     std::istringstream disks("1 1 0 0  499 499 498 124251  500 500 499 124750  501 500 500 124751 "
                              "1000 500 999 250000  1001 500 999 250000  "
                              "121601 500 121600 30460301");
@@ -62,7 +62,7 @@ TEST(Consolidation, ProtectsAndMerges)
     std::istringstream rows("B B  ..B.. .BBB.  ..BB.. .BBB..  ..BBB.. .BBBBB.  "
                             "..BBBB.. .BBBBB..  B.B.. BBBB.  ....B ...BB");
     for (std::string before, after; rows >> before >> after;) {
-        // What stands around the part in hand is not its own.
+        // Records outside the range stay as they are.
         List segs = marked("." + before + ".");
         addprotect(segs.data() + 1, static_cast<int>(before.size()));
         EXPECT_EQ(segs, marked("." + after + ".")) << before;
@@ -76,16 +76,16 @@ TEST(Consolidation, ProtectsAndMerges)
 TEST(Consolidation, MovesBoundariesToHealthyGround)
 {
     const struct {
-        std::string marks; // on ten cylinders
+        std::string marks; // over ten cylinders
         std::set<std::uint64_t> failing;
         List list;
         const char *marksafter, *moves;
     } cases[] = {
         {"..B..", {5}, {{0, 3, 0}, {4, 7, 1}, {8, 9, 0}}, "..BB.", "3,0 "},
         {"..B..", {0, 1, 4, 8, 9}, {{0, 3, 0}, {4, 5, 1}, {6, 9, 0}}, "..B..", ""},
-        // A stretch that is used up leaves its last cylinder in no record.
+        // An erased stretch leaves its last cylinder in no record.
         {"..B.B", {6}, {{0, 3, 0}, {4, 6, 1}, {8, 9, 1}}, "..BBB", "3,0 "},
-        // The index behind the last segment is kept inside.
+        // The index behind the last segment is clamped.
         {"........B.", {8}, {{0, 7, 0}, {8, 8, 1}}, "........BB", "9,0 "},
         {"B....", {1, 3}, {{0, 5, 1}, {6, 9, 0}}, "BBB..", "1,0 2,0 "},
     };
@@ -97,19 +97,16 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
         integratesegs(segs.data(), segnum, list);
         std::string moves;
         BoundaryCheck check(list, segs.data(), segnum, geometryof(10));
-        BoundaryCheck::Step step = check.next();
-        for (Reading reading{}; step.action != BoundaryCheck::Action::done;
-             step = check.next(reading)) {
-            const bool moved = step.action == BoundaryCheck::Action::moved;
-            if (moved)
+        for (auto step = check.next(); step.action != BoundaryCheck::Action::done;) {
+            Reading reading = Reading::good;
+            if (step.action == BoundaryCheck::Action::moved) {
                 moves += std::to_string(step.rawindex) + "," + std::to_string(step.isbad) + " ";
-            EXPECT_TRUE(moved || step.first > step.last ||
-                        (step.first % 4 == 0 && step.last - step.first == 7));
-            const bool fails =
-                !moved && step.first < step.last &&
-                (row.failing.contains(step.first / 4) || row.failing.contains(step.last / 4));
-            // A refused reading counts as a failed one.
-            reading = !fails ? Reading::good : check.moves() ? Reading::refused : Reading::bad;
+            } else if (step.first < step.last) {
+                EXPECT_TRUE(step.first % 4 == 0 && step.last - step.first == 7);
+                if (row.failing.contains(step.first / 4) || row.failing.contains(step.last / 4))
+                    reading = check.moves() ? Reading::refused : Reading::bad;
+            }
+            step = check.next(reading);
         }
         EXPECT_EQ(check.moves(), std::count(moves.begin(), moves.end(), ' '));
         EXPECT_EQ(list, row.list);
@@ -139,14 +136,14 @@ TEST(ScanFileFormat, TellsSoundFromDamaged)
     ASSERT_TRUE(replacescanfile("sound", geometry, segs));
     const QByteArray content = filecontent("sound");
     const std::vector<std::uint8_t> sound(content.begin(), content.end());
-    // Padding means nothing, and neither does what follows a complete plan.
+    // Padding is ignored, and so is what follows a complete plan.
     std::vector<std::uint8_t> image = sound;
     image[12] = image[15] = image[56 + 20] = image[56 + 23] = 0xFF;
     image.resize(300, 0xEE);
     const ScanFile file = parsescanfile(image);
     EXPECT_TRUE(file.state == ScanFileState::complete && file.wholebytes == sound.size());
     EXPECT_TRUE(file.geometry == geometry && file.segs == segs);
-    // One byte of the image, in the header and then in the records 0, 2, 3, 5 and 6.
+    // Offset and new value of one byte: in the header, then in records 0, 2, 3, 5 and 6.
     const std::pair<std::size_t, std::uint8_t> bytes[] = {
         {0, 0},   {4, 0},   {9, 0},   {16, 0},  {16, 8},  {24, 5},  {33, 7},
         {41, 0},  {23, 99}, {56, 1},  {64, 1},  {112, 1}, {128, 2}, {128, 4},
@@ -155,12 +152,12 @@ TEST(ScanFileFormat, TellsSoundFromDamaged)
         image = sound;
         image[offset] = value;
         EXPECT_EQ(parsescanfile(image).state, ScanFileState::damaged) << offset;
-        // Cut behind its record, it is the rest of the plan that does not follow.
+        // Cut behind that record, the rest of the plan does not continue it.
         if (offset >= 56)
             image.resize(offset - (offset - 56) % 24 + 24);
         EXPECT_EQ(parsescanfile(image).state, ScanFileState::damaged) << offset;
     }
-    // They agree with themselves: sectors that no device has, cylinders the plan can't tell apart.
+    // Consistent, but with a sector length that no device has, or too many cylinders for a double.
     for (const geom &header : {geom{1, 4, 3, 7, 4, 12, 14336, 4778},
                                geom{1, 1, 512, 1ULL << 54, 1, 512, 1ULL << 63, 1ULL << 54}})
         EXPECT_TRUE(replacescanfile("sound", header, {}) &&
@@ -179,29 +176,29 @@ TEST(ScanSpeed, TellsWhatTheRunItselfHasSeen)
         std::vector<Stretch> stretches;
         const char *text;
     } cases[] = {
-        // a rate at once, an estimate only after some seconds
+        // A rate at once, an estimate after some seconds.
         {1000, 0, {{2, 10, 2}}, "2 % done, 0 bad segments, 5.0 MB/s"},
         {1000, 0, {{3, 10, 2}}, "3 % done, 0 bad segments, 5.0 MB/s, about 3 min left"},
-        // without a healthy segment nothing is known, however long it took
+        // Neither without a healthy segment, however long it took.
         {1000, 0, {{1, 10, 60, true}}, "1 % done, 1 bad segment"},
-        // damage leaves the rate alone; of the 800 MB left 600 take 60 s, and 20 segments 30 s each
+        // Damage does not lower the rate: 600 of the 800 MB left take 60 s, 20 segments 30 s each.
         {1000,
          0,
          {{15, 10, 1}, {5, 10, 30, true}},
          "20 % done, 5 bad segments, 10.0 MB/s, about 11 min left"},
-        // what an earlier run did is done, but it is no part of the rate
+        // An earlier run counts for the progress, not for the rate.
         {1000, 900, {{6, 10, 1}}, "96 % done, 0 bad segments, 10.0 MB/s, less than 1 min left"},
-        // a disk that got slower is as slow as it is now
+        // A disk that got slower has its present rate.
         {4e6,
          0,
          {{100, 4000, 20}, {200, 4000, 40}},
          "30 % done, 0 bad segments, 100.0 MB/s, about 7 h 47 min left"},
         {2e7, 0, {{1, 40000, 4000}}, "0 % done, 0 bad segments, 10.0 MB/s, about 23 d 2 h left"},
-        // 100 % is all of it
+        // 100 % means all of it.
         {3e6, 2999999, {{1, 0.5, 60, true}}, "99 % done, 1 bad segment"},
         {1000, 990, {{1, 10, 1, true}}, "100 % done, 1 bad segment"},
     };
-    const auto bytes = [](double megabytes) { return std::uint64_t(megabytes * 1e6); };
+    const auto bytes = [](double megabytes) { return static_cast<std::uint64_t>(megabytes * 1e6); };
     for (const auto &row : cases) {
         ScanSpeed speed(bytes(row.total), bytes(row.done));
         for (const Stretch &one : row.stretches) {

@@ -11,7 +11,7 @@ using Kind = platform::Operation::Kind;
 using List = std::vector<SEG>;
 constexpr auto back = WizardBench::back, next = WizardBench::next, prev = WizardBench::prev;
 
-// What stands for a message that begins so in an outcome.
+// Short names of messages in an outcome, and how the messages begin.
 const std::pair<const char *, const char *> messages[] = {
     {"SAVED", "Scan completed. The scan result is saved in file disk0. You may backup the file"},
     {"CHANGED", "Rough disk scan finds different bad sectors than the previous result. You need"},
@@ -28,7 +28,7 @@ class ScanRun : public ::testing::Test
 protected:
     void SetUp() override { QFile::remove("disk0"); }
 
-    /// Puts a sound scan file of these marks there, one cylinder each.
+    /// Writes a sound scan file with these marks, one cylinder each.
     bool putmarks(const std::string &marks)
     {
         List segs;
@@ -36,10 +36,10 @@ protected:
             segs.push_back({segs.size(), segs.size(), mark == 'B'});
         return replacescanfile("disk0", page()->diskgeom, segs);
     }
-    /// Clicks Back, Next, Use prev. by 'b', 'n', 'p'; waits for the end of a run by 'w', or until
-    /// segment 3, where it is aborted, by 'a'. Tells the messages since the last call, where the
-    /// wizard stands, "prev" if Use prev. is offered, the marks of the scan file, and those in
-    /// memory if they differ.
+    /// Each step is a letter: 'b', 'n', 'p' click Back, Next, Use prev.; 'w' waits for the end of a
+    /// run; 'a' aborts it at segment 3. Returns the messages since the last call, the wizard's
+    /// state, "prev" if Use prev. is enabled, the marks of the scan file, and those in memory if
+    /// they differ.
     std::string after(const std::string &steps)
     {
         std::string text;
@@ -92,12 +92,12 @@ TEST_F(ScanRun, ReadsEverySectorOnceAndEndsADamagedSegmentAtItsFirstFailure)
     disk->recording->clear();
     EXPECT_EQ(after("nw"), "SAVED planner .....B.............. ....BBB.............");
     EXPECT_EQ(page()->intsegs, (List{{0, 3, 0}, {4, 6, 1}, {7, 19, 0}}));
-    // Sector and count of each transfer, and in the end what failed.
+    // Sector and count of each transfer, and of those that failed.
     std::vector<std::pair<std::uint64_t, std::uint64_t>> expected, reads, failed;
     for (std::uint64_t sector = 0; sector < 1000; sector += expected.back().second)
         expected.push_back({sector, sector % 50 < 40 ? 20 : 10});
     expected.erase(expected.begin() + 5 * 3 + 2); // behind the failure
-    // The boundary behind the damage and its margin: one cylinder on either side, by sectors.
+    // The boundary behind the margin: one cylinder on either side, sector by sector.
     for (std::uint64_t sector = 300; sector < 400; ++sector)
         expected.push_back({sector, 1});
     for (const platform::Operation &operation : disk->recording->operations) {
@@ -125,19 +125,19 @@ TEST_F(ScanRun, CancelsResumesAndStartsAnew)
     EXPECT_TRUE(title().contains(" % done, 1 bad segment, "));
     const int done = page()->curseg;
     EXPECT_EQ(aborted, "waiting prev " + marks.substr(0, done) + " " + marks);
-    // Resumed at the first missing segment: three reads for each, and the boundary. The marks of
-    // before are not what the resumed run has found.
+    // Resumed at the first missing segment: three reads for each, and the boundary. The title does
+    // not count the bad segments of the first run.
     disk->recording->clear();
     bench.click(prev);
     EXPECT_TRUE(title().endsWith(" % done, 0 bad segments") && !title().startsWith("0 "));
     EXPECT_EQ(after("w"), "SAVED planner " + marks + " BBB.........");
     EXPECT_EQ(disk->recording->count(Kind::read), (12U - done) * 3 + 100);
-    // Next begins a fresh run, which empties the file but keeps the marks that memory holds.
+    // Next begins a fresh run, which empties the file but keeps the marks in memory.
     disk->faults->unreadable.clear();
     page()->writetestbox->setChecked(true);
     EXPECT_EQ(after("bnw"), "SAVED planner BBB......... BBBB........");
     EXPECT_EQ(disk->recording->count(Kind::write), 12U * 3);
-    // Skipping drops them; entered from the first page, all is as at the first time.
+    // Skipping clears them, and so does entering from the first page.
     after("b");
     page()->skipscan();
     EXPECT_EQ(page()->intsegs, (List{{0, 11, 0}}));
@@ -170,13 +170,13 @@ TEST_F(ScanRun, EveryLengthOfAFileResumesReusesOrIsRefusedWithWords)
         EXPECT_TRUE(page()->diskgeom == found && g == found);
         ASSERT_TRUE(length < 56 || bench.click(back));
     }
-    // A resume that is refused leaves the file alone, also one that ends in part of a record.
+    // A refused resume does not change the file, also if it ends in part of a record.
     disk->opens = false;
     EXPECT_TRUE(QFile::resize("disk0", 100));
     EXPECT_EQ(after("p"), "NODISK waiting prev .? .......");
     EXPECT_TRUE(QFile("disk0").size() == 100 && QFile::remove("disk0"));
     EXPECT_EQ(after("p"), "NOFILE waiting prev none .......");
-    // The geometry that a file holds replaces the disk's own.
+    // The geometry of a file replaces the disk's own.
     disk->opens = true;
     const geom stored = withfactors(found, 512, 25, 1);
     EXPECT_TRUE(replacescanfile("disk0", stored, {}));
@@ -197,11 +197,11 @@ TEST_F(ScanRun, ADiskThatWentAwayIsNotFullOfBadSectors)
     EXPECT_EQ(vanished, "GONE waiting prev " + marks.substr(0, done) + " " + marks);
     disk->faults->vanishafter.reset();
     EXPECT_EQ(after("pw"), "SAVED planner " + marks + " .BBB......");
-    // Gone at the boundary check that ends a run: the complete file stays good for reuse.
+    // Gone during the boundary check that ends a run: the complete file can be reused.
     after("bbn");
     disk->faults->vanishafter = 10 * 3 + 5;
     EXPECT_EQ(after("nw"), "GONE waiting prev " + marks + " .BBB......");
-    // At the boundary check of a reused result, at its probe, and never.
+    // During the boundary check of a reused result, during its rough check, and never.
     disk->faults->unreadable.clear();
     for (const std::uint64_t operations : {1, 65, 100, 101, 450}) {
         disk->faults->vanishafter.reset();
@@ -212,7 +212,7 @@ TEST_F(ScanRun, ADiskThatWentAwayIsNotFullOfBadSectors)
             operations < 450 ? "GONE waiting prev ...B......" : "planner ...B......";
         EXPECT_EQ(after("p"), expected) << operations;
     }
-    // A known bad stretch may fail at the probe or not; one that was good may not.
+    // The rough check may fail in a known bad stretch, not in a good one.
     disk->faults->unreadable.add(3 * 50, 3 * 50);
     EXPECT_EQ(after("bp"), "segs[5],0 NEW planner ...B.B....");
     disk->faults->unreadable.add(0);
@@ -229,7 +229,7 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
     EXPECT_FALSE(page()->writedatafile());
     EXPECT_EQ(after(""), "NOFILE waiting none .........");
     EXPECT_TRUE(QFile("precious").size() == 56 + 3 * 24 && QFile::remove("disk0"));
-    // As where the medium is full: no file grows beyond so many bytes.
+    // Like a full medium: no file can grow beyond that many bytes.
     std::signal(SIGXFSZ, SIG_IGN);
     const auto limited = [this](rlim_t bytes, const char *steps) {
         rlimit before;
@@ -243,7 +243,7 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
     EXPECT_EQ(limited(30, "nw"), "NOFILE waiting damaged .........");
     EXPECT_EQ(limited(56 + 24 + 5, "na"), "FULL waiting . .........");
     EXPECT_EQ(limited(56 + 24 + 5, "nw"), "FULL planner . .........");
-    // A finished run leaves Skip scan locked, and a file that is not whole is not offered.
+    // A finished run leaves Skip scan locked, and an incomplete file is not offered.
     EXPECT_EQ(after("b"), "locked . .........");
 }
 
@@ -259,25 +259,25 @@ TEST_F(ScanRun, TheRecordOnTheDiskStandsInForAMissingFile)
         record[damaged] ^= 1;
         return after("bn").substr(0, 17);
     };
-    // Wrong magic words or a wrong count; what stands behind the marks is not looked at.
+    // Wrong magic words or a wrong count. What follows the marks is ignored.
     for (const std::size_t damaged : {0, 3, 4, 7, 8, 11})
         EXPECT_EQ(enter(damaged), "waiting none ....") << damaged;
     EXPECT_EQ(enter(511), "waiting prev none");
-    // A record that is gone by the time of the click is no disk without damage.
+    // A record that can't be read any more does not pass for a disk without damage.
     disk->faults->unreadable.add(1);
     EXPECT_EQ(after("p"), "CHANGED waiting none ....................");
     EXPECT_EQ(enter(511), "waiting none ....");
     disk->faults->unreadable.clear();
     EXPECT_EQ(after("bnp"), "planner none .........B..........");
     EXPECT_EQ(page()->intsegs, (List{{0, 8, 0}, {9, 9, 1}, {10, 19, 0}}));
-    // The file comes into being only when a boundary moves, and then it goes first.
+    // The file is created only when a boundary moves, and is then preferred.
     disk->faults->unreadable.add(9 * 50);
     EXPECT_EQ(after("bp"), "segs[11],0 NEW planner .........B.B........");
     after("bbn");
     EXPECT_EQ(page()->prevsource, 1);
 }
 
-// However the window goes, the program leaves with the file whole and nothing running.
+// However the window is closed, the run ends, the file is whole and the program ends.
 TEST_F(ScanRun, ClosingTheWindowEndsTheRunAndTheProgram)
 {
     bench.adddisk(400);
@@ -302,11 +302,12 @@ TEST_F(ScanRun, ClosingTheWindowEndsTheRunAndTheProgram)
     }
 }
 
-// The window goes while a box stands over the end of a run: the file stays as the run left it.
+// The window is closed behind a message box at the end of a run: the file stays as the run left
+// it.
 TEST_F(ScanRun, ClosingTheWindowBehindABoxEndsTheWork)
 {
     const auto disk = bench.adddisk(9);
-    // Two segments, so that the margin grows to the left alone and one boundary has to move.
+    // Two segments: the margin then grows only to the left, and one boundary has to move.
     disk->faults->unreadable.add(2 * 50, 3 * 50);
     const struct {
         const char *box, *steps, *outcome;
@@ -332,7 +333,7 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
     bench.adddisk(1)->geometry.reset(); // a guess has larger cylinders than this disk has bytes
     bench.openscanpage();
     EXPECT_EQ(after("nwbb"), "SAVED locked ..");
-    // Nothing of an earlier disk is left where the next one does not open or holds no cylinder.
+    // Nothing of an earlier disk is left if the next one does not open or has no whole cylinder.
     disk->opens = false;
     for (int row = 0; row < 2; ++row) {
         bench.selectpage()->selectdisk(row);
@@ -344,7 +345,7 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
         EXPECT_FALSE(page()->segnum || page()->prevsource || !page()->intsegs.empty());
         EXPECT_STREQ(page()->filename, row ? "disk1" : "disk0");
     }
-    // A disk that opens no more when the run begins: the file is closed and holds its header.
+    // The disk can't be opened when the run begins: the file is closed and holds its header.
     disk->opens = true;
     bench.selectpage()->selectdisk(0);
     after("n");
