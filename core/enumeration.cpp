@@ -58,7 +58,7 @@ void getallhdinfo(std::vector<DISKINFO> &list)
             systemmodels.contains(info.model) ||
             std::find(systempaths.begin(), systempaths.end(), name) != systempaths.end();
         std::string user;
-        if (platform::backend().inuse(name, user).ok())
+        if (platform::backend().inuse(name, user, info.claimable).ok())
             user.copy(info.inuse, sizeof info.inuse - 1);
         if (info.model[0] == '\0') {
             const std::size_t slash = name.find_last_of("/\\");

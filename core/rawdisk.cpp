@@ -118,6 +118,16 @@ bool updatepartitiontable(void *handle)
     return !platform::device(handle).updateproperties().ok();
 }
 
+int claimdisk(void *handle)
+{
+    return platform::device(handle).claim().ok() ? 0 : 1;
+}
+
+std::string refusal(void *handle)
+{
+    return platform::device(handle).refusal();
+}
+
 bool diskpresent(void *handle)
 {
     if (handle == invaliddisk ||

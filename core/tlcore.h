@@ -39,6 +39,11 @@ bool readimage(void *handle, std::uint64_t sector, std::span<std::uint8_t> image
 bool writeimage(void *handle, std::uint64_t sector, std::span<const std::uint8_t> image);
 /// Tells the system that the layout changed; true if that failed.
 bool updatepartitiontable(void *handle);
+/// Claims the disk behind a handle until that closes, as its first write would: 0, or 1 if
+/// something else uses it. `refusal` says what.
+int claimdisk(void *handle);
+/// Why the last claim or write on a handle was refused, a sentence for the user; empty: not known.
+std::string refusal(void *handle);
 /// Whether the disk behind a handle is still there: its last failure is not "no such device", and
 /// it reports a size that is not 0.
 bool diskpresent(void *handle);
@@ -55,6 +60,7 @@ struct DISKINFO {
     unsigned long long sizemb = 0; ///< size in units of 1,000,000 bytes, rounded down; 0 unknown
     bool runningos = false;        ///< `model` is that of the system's disk, or it is that disk
     char inuse[200] = {};          ///< who else uses it, for the user; empty: nobody
+    bool claimable = false;        ///< that use ends with the first write, or `claimdisk`
 };
 
 /// The largest disk that is listed, in bytes: 2^32 - 1 sectors of 512.

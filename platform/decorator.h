@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 #include <utility>
 
 namespace platform
@@ -16,6 +17,8 @@ class Decorator : public Device
 {
 public:
     explicit Decorator(std::unique_ptr<Device> decorated) : inner(std::move(decorated)) {}
+
+    [[nodiscard]] std::string refusal() const final { return inner->refusal(); }
 
 protected:
     /// Makes one request, or a flush, by `call`, which forwards it to the inner device. `name` is
@@ -54,6 +57,10 @@ protected:
     {
         return request("filesizelow", [&] { return inner->filesizelow(bytes); });
     }
+    Status dolength(std::uint64_t &bytes) final
+    {
+        return request("length", [&] { return inner->length(bytes); });
+    }
     Status dosectorsize(std::uint32_t &bytes) final
     {
         return request("sectorsize", [&] { return inner->sectorsize(bytes); });
@@ -73,6 +80,10 @@ protected:
     Status doupdateproperties() final
     {
         return request("updateproperties", [this] { return inner->updateproperties(); });
+    }
+    Status doclaim() final
+    {
+        return request("claim", [this] { return inner->claim(); });
     }
 
     std::unique_ptr<Device> inner;

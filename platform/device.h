@@ -75,6 +75,9 @@ public:
     /// Last way to the size: the low 32 bits of the file's size, in bytes.
     Status filesizelow(std::uint32_t &bytes) { return traced("filesizelow", dofilesizelow(bytes)); }
 
+    /// The length in bytes by the best way that the system has, unlike the four above, whose order
+    /// and answers are given.
+    Status length(std::uint64_t &bytes) { return traced("length", dolength(bytes)); }
     /// The length in bytes of a logical sector, also of a disk that has no geometry.
     Status sectorsize(std::uint32_t &bytes) { return traced("sectorsize", dosectorsize(bytes)); }
 
@@ -89,6 +92,13 @@ public:
     Status removable(bool &answer) { return traced("removable", doremovable(answer)); }
     /// Has the system read the partition table again.
     Status updateproperties() { return traced("updateproperties", doupdateproperties()); }
+    /// Claims the disk until the handle closes, so that no other user of it refuses or changes what
+    /// is written. The first write does it by itself; a caller may do it earlier, any number of
+    /// times. `busy` if something else uses the disk; `refusal` then says what.
+    Status claim() { return traced("claim", doclaim()); }
+    /// Why the last claim or write was refused, and what to do about it: a sentence for the user.
+    /// Empty if nothing was refused, or the reason is not known.
+    [[nodiscard]] virtual std::string refusal() const { return {}; }
 
     /// The last failed transfer or flush on this handle; a success if none has failed.
     [[nodiscard]] Status lasterror() const { return last; }
@@ -102,11 +112,13 @@ protected:
     virtual Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
     /// Default: a device without caches, nothing to do.
     virtual Status doflush() { return Status::success(); }
-    /// Default of all requests below: unsupported.
+    /// Default of the requests below, if they say nothing else: unsupported.
     virtual Status dopartitionlength(std::uint64_t &) { return {Fault::unsupported, 0}; }
     virtual Status dodrivegeometry(DriveGeometry &) { return {Fault::unsupported, 0}; }
     virtual Status dofilesize(std::uint64_t &) { return {Fault::unsupported, 0}; }
     virtual Status dofilesizelow(std::uint32_t &) { return {Fault::unsupported, 0}; }
+    /// Default: the first way to the size.
+    virtual Status dolength(std::uint64_t &bytes) { return dopartitionlength(bytes); }
     virtual Status dosectorsize(std::uint32_t &) { return {Fault::unsupported, 0}; }
     virtual Status doidentitymap(std::uint8_t &) { return {Fault::unsupported, 0}; }
     virtual Status doidentify(const IdentifyCommand &, IdentifyData &)
@@ -115,6 +127,8 @@ protected:
     }
     virtual Status doremovable(bool &) { return {Fault::unsupported, 0}; }
     virtual Status doupdateproperties() { return {Fault::unsupported, 0}; }
+    /// Default: a disk that nobody else can use.
+    virtual Status doclaim() { return Status::success(); }
 
 private:
     Status traced(const char *operation, Status status, std::uint64_t offset = 0,

@@ -20,19 +20,20 @@ protected:
     {
         return {{Fault::position}, 0};
     }
-    Status doflush() override { return refusal; }
-    Status dopartitionlength(std::uint64_t &) override { return refusal; }
-    Status dodrivegeometry(DriveGeometry &) override { return refusal; }
-    Status dofilesize(std::uint64_t &) override { return refusal; }
-    Status dofilesizelow(std::uint32_t &) override { return refusal; }
-    Status dosectorsize(std::uint32_t &) override { return refusal; }
-    Status doidentitymap(std::uint8_t &) override { return refusal; }
-    Status doidentify(const IdentifyCommand &, IdentifyData &) override { return refusal; }
-    Status doremovable(bool &) override { return refusal; }
-    Status doupdateproperties() override { return refusal; }
+    Status doflush() override { return failure; }
+    Status dopartitionlength(std::uint64_t &) override { return failure; }
+    Status dodrivegeometry(DriveGeometry &) override { return failure; }
+    Status dofilesize(std::uint64_t &) override { return failure; }
+    Status dofilesizelow(std::uint32_t &) override { return failure; }
+    Status dosectorsize(std::uint32_t &) override { return failure; }
+    Status doidentitymap(std::uint8_t &) override { return failure; }
+    Status doidentify(const IdentifyCommand &, IdentifyData &) override { return failure; }
+    Status doremovable(bool &) override { return failure; }
+    Status doupdateproperties() override { return failure; }
+    Status doclaim() override { return failure; }
 
 private:
-    static constexpr Status refusal{Fault::badargument, 0};
+    static constexpr Status failure{Fault::badargument, 0};
 };
 
 bool isopen(void *handle)

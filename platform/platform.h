@@ -35,8 +35,15 @@ public:
     virtual std::unique_ptr<Device> open(const std::string &path, Access access,
                                          Status &status) = 0;
     /// Sets `reason` to the present user of the disk, in words ("mounted at /media/x"); empty if
-    /// there is none. Default: unsupported.
-    virtual Status inuse(const std::string &, std::string &) { return {Fault::unsupported, 0}; }
+    /// there is none. `claimable`: `Device::claim` ends that use, so the disk need not be refused.
+    /// Default: unsupported.
+    virtual Status inuse(const std::string &path, std::string &reason, bool &claimable)
+    {
+        static_cast<void>(path);
+        static_cast<void>(reason);
+        claimable = false;
+        return {Fault::unsupported, 0};
+    }
 };
 
 /// The backend of the system that the program was built for.

@@ -76,7 +76,7 @@ bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
 {
     if (!buffer) {
         // requested once; a device of unknown size is read exactly as requested
-        if (!inner->partitionlength(devicebytes).ok())
+        if (!inner->length(devicebytes).ok())
             devicebytes = 0;
         buffer.reset(
             static_cast<char *>(::operator new((1 + maxahead) * length, alignment, std::nothrow)));

@@ -40,7 +40,7 @@ QString diskrowtext(const DISKINFO &disk)
     QString text = onerow(QString::fromLocal8Bit(disk.model)) + "," + size + "G";
     if (disk.runningos)
         text += "(running OS installed here, don't partition it)";
-    else if (disk.inuse[0] != '\0')
+    else if (disk.inuse[0] != '\0' && !disk.claimable)
         text += "(in use: " + onerow(QString::fromLocal8Bit(disk.inuse)) + ")";
     return text;
 }
@@ -67,7 +67,8 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
         // The model comes from a device; an ampersand in it is no shortcut.
         auto *row = new QRadioButton(diskrowtext(alldisks[i]).replace("&", "&&"));
         keepindicatorvisible(row);
-        row->setEnabled(!alldisks[i].runningos && alldisks[i].inuse[0] == '\0');
+        row->setEnabled(!alldisks[i].runningos &&
+                        (alldisks[i].inuse[0] == '\0' || alldisks[i].claimable));
         diskgroup->addButton(row, static_cast<int>(i));
         // No wider than its text, since the rest of a row does not take a click.
         disklayout->addWidget(row, 0, Qt::AlignLeft);

@@ -243,8 +243,9 @@ std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access acces
     return std::make_unique<ReadAhead>(std::move(device));
 }
 
-Status LinuxBackend::inuse(const std::string &path, std::string &reason)
+Status LinuxBackend::inuse(const std::string &path, std::string &reason, bool &claimable)
 {
+    claimable = false;
     const std::string node = path.substr(0, path.find('#'));
     const std::size_t front = nodes.size() + 1;
     std::string name = node.size() > front ? node.substr(front) : std::string();

@@ -46,7 +46,7 @@ public:
     Status systemvolumes(std::vector<std::string> &paths) override;
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
-    Status inuse(const std::string &path, std::string &reason) override;
+    Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
 
 private:
     /// The device-interface path of the disk with this name in sysfs.

@@ -88,8 +88,8 @@ struct LinuxDevice::Claim {
     }
 };
 
-std::shared_ptr<LinuxDevice::Claim> LinuxDevice::claim(const std::string &node, dev_t number,
-                                                       Status &status)
+std::shared_ptr<LinuxDevice::Claim> LinuxDevice::claimnode(const std::string &node, dev_t number,
+                                                           Status &status)
 {
     static std::map<dev_t, std::weak_ptr<Claim>> claims;
     if (auto shared = claims[number].lock())
@@ -116,7 +116,7 @@ bool LinuxDevice::claimedbyother(const std::string &node)
     struct stat info;
     Status status;
     return ::stat(node.c_str(), &info) == 0 && S_ISBLK(info.st_mode) &&
-           !claim(node, info.st_rdev, status) && status.fault == Fault::busy;
+           !claimnode(node, info.st_rdev, status) && status.fault == Fault::busy;
 }
 
 void LinuxDevice::Free::operator()(char *memory) const
@@ -139,7 +139,7 @@ std::unique_ptr<Device> LinuxDevice::open(const std::string &node, Access access
     std::unique_ptr<LinuxDevice> device(new LinuxDevice);
     bool writable = access == Access::readwrite;
     if (writable && S_ISBLK(info.st_mode)) {
-        device->claimed = claim(node, info.st_rdev, status);
+        device->claimed = claimnode(node, info.st_rdev, status);
         if (!device->claimed && status.fault != Fault::busy)
             return nullptr;
         writable = device->claimed != nullptr;
@@ -272,13 +272,8 @@ Transfer LinuxDevice::doread(std::uint64_t offset, void *target, std::size_t byt
 
 Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::size_t bytes)
 {
-    if (access == Access::read)
-        return {{Fault::denied, EBADF}, 0};
-    if (isblock) {
-        const Status status = lock();
-        if (!status.ok())
-            return {status, 0};
-    }
+    if (const Status status = doclaim(); !status.ok())
+        return {status, 0};
     Transfer transfer{prepare(offset, bytes, false), 0};
     while (transfer.status.ok() && transfer.bytes < bytes) {
         const std::uint64_t position = offset + transfer.bytes;
@@ -306,9 +301,15 @@ Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::siz
     return transfer;
 }
 
-Status LinuxDevice::lock()
+Status LinuxDevice::doclaim()
 {
-    return claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+    if (access == Access::read)
+        return {Fault::denied, EBADF};
+    if (!isblock)
+        return Status::success();
+    const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
+    reason = status.fault == Fault::busy ? "Another program uses the disk, or it is mounted." : "";
+    return status;
 }
 
 Status LinuxDevice::doflush()
@@ -451,7 +452,7 @@ Status LinuxDevice::doremovable(bool &answer)
 Status LinuxDevice::doupdateproperties()
 {
     if (isblock && access == Access::readwrite) {
-        const Status status = lock();
+        const Status status = doclaim();
         if (!status.ok())
             return status;
     }

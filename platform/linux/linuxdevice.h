@@ -32,6 +32,8 @@ public:
     /// Whether another process or the kernel has claimed a block device.
     static bool claimedbyother(const std::string &node);
 
+    [[nodiscard]] std::string refusal() const override { return reason; }
+
 protected:
     Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;
     Transfer dowrite(std::uint64_t offset, const void *source, std::size_t bytes) override;
@@ -45,6 +47,8 @@ protected:
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;
     Status doupdateproperties() override;
+    /// Locks a claimed block device before it is modified; busy if it is not claimed.
+    Status doclaim() override;
 
 private:
     /// This process's claim on a device, shared by all handles.
@@ -54,14 +58,12 @@ private:
 
     /// The claim on the device of this node and number, made now or before; null if something else
     /// has claimed it (busy) or it can't be opened.
-    static std::shared_ptr<Claim> claim(const std::string &node, dev_t number, Status &status);
+    static std::shared_ptr<Claim> claimnode(const std::string &node, dev_t number, Status &status);
 
     /// Examines the open `descriptor`; fails if it can't be used as a disk.
     Status examine();
     /// Checks a transfer's range. Allocates the buffer unless the memory is `aligned`.
     Status prepare(std::uint64_t offset, std::size_t bytes, bool aligned);
-    /// Locks a claimed block device before it is modified; busy if it is not claimed.
-    Status lock();
     /// One system call, a read or write of `memory`; negative on failure.
     std::ptrdiff_t move(std::uint64_t offset, char *memory, std::size_t bytes, bool writing);
     /// The failure of an error number on this device; `gone` if the device has no size any more.
@@ -69,6 +71,7 @@ private:
     /// The size in bytes; `gone` if the medium was removed.
     Status disksize(std::uint64_t &bytes) const;
 
+    std::string reason;                   ///< of a refused claim
     std::shared_ptr<Claim> claimed;       ///< on a block device opened for writing
     Descriptor descriptor;                ///< closed before the claim is released
     std::optional<IdentifyData> identity; ///< read once

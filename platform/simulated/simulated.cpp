@@ -18,6 +18,8 @@ public:
     {
     }
 
+    [[nodiscard]] std::string refusal() const override { return disk->refusal; }
+
 protected:
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
@@ -33,6 +35,8 @@ protected:
     {
         if (access == Access::read)
             return {{Fault::denied, 0}, 0};
+        if (const Status claimed = claim(); !claimed.ok())
+            return {claimed, 0};
         if (!aligned(offset, bytes))
             return {{Fault::badargument, 0}, 0};
         const std::size_t there = within(offset, bytes);
@@ -62,6 +66,7 @@ protected:
     {
         return {disk->updatefails ? Fault::busy : Fault::none, 0};
     }
+    Status doclaim() override { return {disk->refusal.empty() ? Fault::none : Fault::busy, 0}; }
 
 private:
     template <typename Value> static Status answer(const std::optional<Value> &known, Value &out)
@@ -173,12 +178,13 @@ std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access a
     return disk->wrap ? disk->wrap(std::move(device)) : std::move(device);
 }
 
-Status SimulatedBackend::inuse(const std::string &path, std::string &reason)
+Status SimulatedBackend::inuse(const std::string &path, std::string &reason, bool &claimable)
 {
     const auto disk = find(path);
     if (disk == nullptr || !disk->inuse)
         return {Fault::unsupported, 0};
     reason = *disk->inuse;
+    claimable = disk->claimable;
     return Status::success();
 }
 

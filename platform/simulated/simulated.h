@@ -45,6 +45,8 @@ struct SimulatedDisk {
     bool opens = true;                ///< false: an open is denied
     bool updatefails = false;         ///< true: the system refuses the new layout (busy)
     std::optional<std::string> inuse; ///< who else uses it; empty: nobody
+    bool claimable = false;           ///< a claim ends that use
+    std::string refusal;              ///< not empty: claim and writes are refused with it (busy)
     bool listed = true;               ///< false: it opens, but is not listed (a volume)
 
     std::shared_ptr<SectorStore> store = memorystore();
@@ -73,7 +75,7 @@ public:
     Status systemvolumes(std::vector<std::string> &paths) override;
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
-    Status inuse(const std::string &path, std::string &reason) override;
+    Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
 
     /// The disk of this path, null if there is none.
     [[nodiscard]] std::shared_ptr<SimulatedDisk> find(const std::string &path) const;

@@ -159,7 +159,9 @@ struct LayeredTree : Tree {
     {
         LinuxBackend backend(folder.path, "/dev", folder / "proc");
         std::string reason;
-        EXPECT_TRUE(backend.inuse("/dev/" + disk + "#disk&x#y#block", reason).ok()) << disk;
+        bool claimable = false;
+        EXPECT_TRUE(backend.inuse("/dev/" + disk + "#disk&x#y#block", reason, claimable).ok())
+            << disk;
         return reason;
     }
 };
@@ -216,8 +218,9 @@ TEST(Linux, KnowsTheSystemAndOtherUsersThroughEveryLayer)
     for (const auto &[disk, user] : used)
         EXPECT_EQ(tree.user(disk), user);
     std::string reason;
+    bool claimable = false;
     for (const char *unknown : {"/dev/none#a", ""})
-        EXPECT_FALSE(LinuxBackend(tree.folder.path).inuse(unknown, reason).ok());
+        EXPECT_FALSE(LinuxBackend(tree.folder.path).inuse(unknown, reason, claimable).ok());
 }
 
 TEST(Linux, JudgesIdentities)
@@ -423,7 +426,8 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
     };
     const auto user = [&disk] {
         std::string text;
-        EXPECT_TRUE(nativebackend().inuse(disk.node + "#disk", text).ok());
+        bool claimable = false;
+        EXPECT_TRUE(nativebackend().inuse(disk.node + "#disk", text, claimable).ok());
         return text;
     };
     const TempFolder folder;
@@ -459,6 +463,8 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
     EXPECT_EQ(readasector(handle, 5, bytes.data()), 0);
     EXPECT_EQ(writeasector(handle, 5, bytes.data()), 1);
     EXPECT_EQ(device(handle).lasterror().fault, Fault::busy);
+    EXPECT_EQ(claimdisk(handle), 1);
+    EXPECT_FALSE(refusal(handle).empty());
     std::vector<PART> parts{{63, 16064, 16002, 'p', 0, 0, 0x0C}};
     firstgoodsector = 0;
     secondgoodsector = 1;

@@ -1,4 +1,5 @@
 #include "platform/simulated/simulated.h"
+#include "platform/readahead.h"
 
 #include "tests/support/tempfolder.h"
 
@@ -18,6 +19,12 @@ TEST(Simulated, RefusesPartsOfSectorsAndWritesOfReaders)
     EXPECT_EQ(disk->write(0, bytes, 512).status.fault, Fault::badargument);
     EXPECT_EQ(disk->write(512, bytes, 4096).status.fault, Fault::badargument);
     EXPECT_EQ(reader->write(0, bytes, 4096).status.fault, Fault::denied);
+    // a disk that can't be claimed takes no write, and says why through every decorator
+    ASSERT_TRUE(disk->claim().ok() && disk->refusal().empty());
+    simulated.disks[0]->refusal = "held";
+    const ReadAhead outer(simulated.open("sim", Access::readwrite, status));
+    EXPECT_EQ(disk->write(0, bytes, 4096).status.fault, Fault::busy);
+    EXPECT_EQ(outer.refusal(), "held");
 }
 
 // A caller that misses a failed open does no harm.

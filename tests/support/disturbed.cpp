@@ -104,10 +104,10 @@ std::unique_ptr<Device> DisturbedBackend::open(const std::string &path, Access a
     return std::make_unique<DisturbedDevice>(std::move(device), *this);
 }
 
-Status DisturbedBackend::inuse(const std::string &path, std::string &reason)
+Status DisturbedBackend::inuse(const std::string &path, std::string &reason, bool &claimable)
 {
     const Status status = enter();
-    return status.ok() ? inner.inuse(path, reason) : status;
+    return status.ok() ? inner.inuse(path, reason, claimable) : status;
 }
 
 } // namespace platform

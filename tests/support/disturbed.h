@@ -31,7 +31,7 @@ public:
     Status systemvolumes(std::vector<std::string> &paths) override;
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
-    Status inuse(const std::string &path, std::string &reason) override;
+    Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
 
     /// Counts a call; returns its failure or success. Sets `cut` for a transfer to be cut.
     Status enter(bool transfer = false, bool *cut = nullptr);
