@@ -37,6 +37,10 @@ protected:
     {
         return inner->write(offset, buffer, bytes);
     }
+    Status dogatherwrites(Gathering step) override
+    {
+        return request("gatherwrites", [this, step] { return inner->gatherwrites(step); });
+    }
     Status doflush() final
     {
         return request("flush", [this] { return inner->flush(); });

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <utility>
+#include <vector>
 
 /// The device object behind every disk handle, and the answers that it gives.
 ///
@@ -38,6 +39,14 @@ struct IdentifyCommand {
 /// The 256 words of an ATA identity as the wire has them: little-endian words.
 using IdentifyData = std::array<std::uint8_t, 512>;
 
+/// The steps of gathering writes. In between a write may be held back to be made together with
+/// those that run on from it; if it fails, a later write fails, or another operation, or `finish`.
+enum class Gathering {
+    begin,  ///< from now on writes may be held back
+    finish, ///< makes what was held back; fails if any of it does
+    drop    ///< discards what was held back
+};
+
 /// One open disk.
 class Device
 {
@@ -52,11 +61,18 @@ public:
     {
         return kept("read", doread(offset, buffer, bytes), offset, bytes);
     }
+    /// Reads the same, but delivers nothing: for a test that needs no content.
+    Transfer verify(std::uint64_t offset, std::size_t bytes)
+    {
+        return kept("read", doverify(offset, bytes), offset, bytes);
+    }
     /// Writes `bytes` bytes, whole sectors, to `offset` bytes behind the start of the disk.
     Transfer write(std::uint64_t offset, const void *buffer, std::size_t bytes)
     {
         return kept("write", dowrite(offset, buffer, bytes), offset, bytes);
     }
+    /// Begins or ends the gathering of writes. A device that gathers none makes each write at once.
+    Status gatherwrites(Gathering step) { return kept("write", dogatherwrites(step)); }
     /// Flushes all caches, so that everything written so far is on the medium.
     Status flush() { return kept("flush", doflush()); }
 
@@ -110,6 +126,15 @@ public:
 protected:
     virtual Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
     virtual Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
+    /// Default: a read into a buffer of the device.
+    virtual Transfer doverify(std::uint64_t offset, std::size_t bytes)
+    {
+        if (scratch.size() < bytes)
+            scratch.resize(bytes);
+        return doread(offset, scratch.data(), bytes);
+    }
+    /// Default: nothing is held back.
+    virtual Status dogatherwrites(Gathering) { return Status::success(); }
     /// Default: a device without caches, nothing to do.
     virtual Status doflush() { return Status::success(); }
     /// Default of the requests below, if they say nothing else: unsupported.
@@ -152,7 +177,8 @@ private:
     }
 
     Status last = Status::success();
-    std::string tracepath; ///< empty: not traced
+    std::vector<char> scratch; ///< for `doverify`
+    std::string tracepath;     ///< empty: not traced
 };
 
 } // namespace platform

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <system_error>
 
 namespace platform
@@ -11,20 +10,12 @@ namespace platform
 namespace
 {
 
-/// Enough for direct transfers on every device.
-constexpr std::align_val_t alignment{4096};
-
 bool complete(const Transfer &transfer, std::size_t bytes)
 {
     return transfer.status.ok() && transfer.bytes == bytes;
 }
 
 } // namespace
-
-void ReadAhead::Free::operator()(char *memory) const
-{
-    ::operator delete(memory, alignment);
-}
 
 ReadAhead::ReadAhead(std::unique_ptr<Device> inner, std::size_t length)
     : Decorator(std::move(inner)), length(length)
@@ -78,8 +69,7 @@ bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
         // requested once; a device of unknown size is read exactly as requested
         if (!inner->length(devicebytes).ok())
             devicebytes = 0;
-        buffer.reset(
-            static_cast<char *>(::operator new((1 + maxahead) * length, alignment, std::nothrow)));
+        buffer = largebuffer((1 + maxahead) * length);
     }
     const bool delivered = blockbytes > 0;
     const std::size_t wanted = buffer ? lengthfrom(offset) : 0;
@@ -155,6 +145,12 @@ void ReadAhead::fetchahead()
     }
 }
 
+Transfer ReadAhead::doverify(std::uint64_t offset, std::size_t bytes)
+{
+    return doread(offset, nullptr, bytes);
+}
+
+// Without a target nothing is copied.
 Transfer ReadAhead::doread(std::uint64_t offset, void *target, std::size_t bytes)
 {
     const bool continues = sequential && offset == expected;
@@ -165,15 +161,18 @@ Transfer ReadAhead::doread(std::uint64_t offset, void *target, std::size_t bytes
     if (offset >= blockstart && offset < blockstart + blockbytes) {
         have = static_cast<std::size_t>(
             std::min<std::uint64_t>(bytes, blockstart + blockbytes - offset));
-        std::memcpy(out, blockbuffer(0) + (offset - blockstart), have);
+        if (out != nullptr)
+            std::memcpy(out, blockbuffer(0) + (offset - blockstart), have);
     }
     Transfer transfer{Status::success(), bytes};
     if (have < bytes) {
         // the rest is in the next block, or the whole read is made exactly as requested
-        if (continues && fetch(offset + have, bytes - have))
+        const bool fetched = continues && fetch(offset + have, bytes - have);
+        if (!fetched)
+            transfer =
+                out != nullptr ? inner->read(offset, out, bytes) : inner->verify(offset, bytes);
+        else if (out != nullptr)
             std::memcpy(out + have, blockbuffer(0), bytes - have);
-        else
-            transfer = inner->read(offset, target, bytes);
     }
     expected = offset + transfer.bytes;
     sequential = complete(transfer, bytes);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/decorator.h"
+#include "platform/largebuffer.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -37,14 +38,11 @@ public:
 protected:
     Status request(const char *name, const std::function<Status()> &call) override;
     Transfer doread(std::uint64_t offset, void *target, std::size_t bytes) override;
+    Transfer doverify(std::uint64_t offset, std::size_t bytes) override;
     Transfer dowrite(std::uint64_t offset, const void *source, std::size_t bytes) override;
 
 private:
     static constexpr std::size_t maxahead = 2; ///< blocks behind the present one
-
-    struct Free {
-        void operator()(char *memory) const;
-    };
 
     /// Makes the block from `offset` to its end the present one, if it is longer than `bytes`.
     bool fetch(std::uint64_t offset, std::size_t bytes);
@@ -62,14 +60,14 @@ private:
     [[nodiscard]] char *blockbuffer(std::size_t behind) const;
 
     std::size_t length;
-    std::uint64_t devicebytes = 0;      ///< 0: unknown, nothing is fetched
-    std::unique_ptr<char, Free> buffer; ///< a ring: the present block and those behind it
-    std::uint64_t expected = 0;         ///< offset of the next sequential read
-    bool sequential = false;            ///< the last transfer was a read that succeeded
-    std::uint64_t blockstart = 0;       ///< first byte of the present block
-    std::uint64_t blockbytes = 0;       ///< its length in bytes; 0: there is none
-    std::uint64_t failedstart = 0;      ///< first byte of the last block that failed
-    std::uint64_t failedend = 0;        ///< its end, exclusive; reads inside it are made exactly
+    std::uint64_t devicebytes = 0; ///< 0: unknown, nothing is fetched
+    LargeBuffer buffer;            ///< a ring: the present block and those behind it
+    std::uint64_t expected = 0;    ///< offset of the next sequential read
+    bool sequential = false;       ///< the last transfer was a read that succeeded
+    std::uint64_t blockstart = 0;  ///< first byte of the present block
+    std::uint64_t blockbytes = 0;  ///< its length in bytes; 0: there is none
+    std::uint64_t failedstart = 0; ///< first byte of the last block that failed
+    std::uint64_t failedend = 0;   ///< its end, exclusive; reads inside it are made exactly
 
     // Shared with the thread, under the lock. Of the members above, the thread reads `length`,
     // `devicebytes`, `buffer` and the failed range; the caller changes these while it is idle.

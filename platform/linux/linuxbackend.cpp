@@ -1,7 +1,7 @@
 #include "platform/linux/linuxbackend.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/linuxdevice.h"
-#include "platform/readahead.h"
+#include "platform/writegather.h"
 
 #include <algorithm>
 #include <array>
@@ -240,7 +240,7 @@ std::unique_ptr<Device> LinuxBackend::open(const std::string &path, Access acces
     auto device = LinuxDevice::open(path.substr(0, path.find('#')), access, status);
     if (!device)
         return nullptr;
-    return std::make_unique<ReadAhead>(std::move(device));
+    return inlargeblocks(std::move(device));
 }
 
 Status LinuxBackend::inuse(const std::string &path, std::string &reason, bool &claimable)

@@ -274,10 +274,17 @@ Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::siz
 {
     if (const Status status = doclaim(); !status.ok())
         return {status, 0};
-    Transfer transfer{prepare(offset, bytes, false), 0};
-    while (transfer.status.ok() && transfer.bytes < bytes) {
+    Transfer transfer{Status::success(), 0};
+    while (transfer.bytes < bytes) {
         const std::uint64_t position = offset + transfer.bytes;
-        std::size_t length = std::min(bytes - transfer.bytes, buffersize);
+        const char *const from = static_cast<const char *>(source) + transfer.bytes;
+        const bool aligned = isaligned(from);
+        std::size_t length = bytes - transfer.bytes;
+        transfer.status = prepare(position, length, aligned);
+        if (!transfer.status.ok())
+            break;
+        if (!aligned)
+            length = std::min(length, buffersize);
         if (!isblock) {
             // A file used as a disk must not grow.
             std::uint64_t size = 0;
@@ -289,14 +296,18 @@ Transfer LinuxDevice::dowrite(std::uint64_t offset, const void *source, std::siz
             if (!transfer.status.ok())
                 break;
         }
-        std::memcpy(buffer.get(), static_cast<const char *>(source) + transfer.bytes, length);
-        const std::ptrdiff_t written = move(position, buffer.get(), length, true);
+        if (!aligned)
+            std::memcpy(buffer.get(), from, length);
+        // `move` changes no memory when it writes
+        char *const memory = aligned ? const_cast<char *>(from) : buffer.get();
+        const std::ptrdiff_t written = move(position, memory, length, true);
         if (written < 0)
             transfer.status = failure(errno);
         else if (written == 0)
             transfer.status = {Fault::other, ENOSPC};
-        else
-            transfer.bytes += static_cast<std::size_t>(written);
+        if (!transfer.status.ok())
+            break;
+        transfer.bytes += static_cast<std::size_t>(written);
     }
     return transfer;
 }

@@ -1,8 +1,8 @@
 #include "platform/windows/windowsbackend.h"
 
-#include "platform/readahead.h"
 #include "platform/windows/errors.h"
 #include "platform/windows/windowsdevice.h"
+#include "platform/writegather.h"
 
 #include <array>
 #include <cstddef>
@@ -76,7 +76,7 @@ std::unique_ptr<Device> WindowsBackend::open(const std::string &path, Access acc
     auto device = WindowsDevice::open(path, access, status);
     if (!device)
         return nullptr;
-    return std::make_unique<ReadAhead>(std::move(device));
+    return inlargeblocks(std::move(device));
 }
 
 Backend &nativebackend()
