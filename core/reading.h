@@ -28,7 +28,13 @@ using RangeTest = Reading (*)(void *handle, std::uint64_t first, std::uint64_t l
 
 /// Reads the range in batches; a transfer that delivers nothing ends it at once.
 Reading readrange(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector);
-/// Writes the range, reads it back and compares. Destroys what was there.
+/// Writes the range, flushes, reads it back and compares. Destroys what was there.
+///
+/// The whole range is written before any of it is read. A batch that is read back at once comes out
+/// of the drive's cache, which tells nothing about the medium, or takes two turns of the disk. A
+/// range that is longer than the cache is read from the medium. A write may be held back to be made
+/// with those that run on from it (`platform::Gathering`), so its failure may show at a later
+/// batch; it still fails the range.
 Reading writerange(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector);
 /// Reads one sector. Only the call's success decides, not its byte count.
 Reading readsector(void *handle, std::uint64_t sector, int bytespersector);

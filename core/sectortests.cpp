@@ -43,68 +43,97 @@ Status failure(const platform::Transfer &transfer, const char *message)
     return transfer.status.ok() ? wrongdata : transfer.status;
 }
 
-Status testreading(void *handle, unsigned long long first, unsigned long long last,
-                   int bytespersector)
+/// Moves sectors `first` to `last` in batches; `move` transfers so many bytes at an offset. After a
+/// short transfer single sectors follow: until one moves whole, or (`stayssingle`) to the end.
+template <typename Move>
+Status testbatches(std::uint64_t first, std::uint64_t last, std::size_t sectorbytes,
+                   bool stayssingle, const char *message, Move move)
 {
-    platform::Device &disk = platform::device(handle);
-    const auto sectorbytes = static_cast<std::size_t>(bytespersector);
-    const auto buffer = sectorbuffer(batchsectors * sectorbytes, noreadbuffer);
-    unsigned long long position = first;
-    unsigned long long batch = batchsectors;
+    std::uint64_t position = first;
+    std::uint64_t batch = batchsectors;
     while (position <= last) {
         batch = std::min(batch, last - position + 1);
-        const platform::Transfer read =
-            disk.read(position * sectorbytes, buffer.get(), batch * sectorbytes);
-        const unsigned long long moved = sectorsmoved(read, sectorbytes);
+        const platform::Transfer transfer = move(position * sectorbytes, batch * sectorbytes);
+        const std::uint64_t moved = sectorsmoved(transfer, sectorbytes);
         if (moved == 0)
-            return failure(read, "SetFilePointerEx error");
+            return failure(transfer, message);
         position += moved;
-        batch = moved == batch ? batchsectors : 1;
+        const bool full = moved == (stayssingle ? batchsectors : batch);
+        batch = full ? batchsectors : 1;
     }
     return Status::success();
 }
 
-Status testwriting(void *handle, unsigned long long first, unsigned long long last,
-                   int bytespersector)
+Status testreading(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector)
+{
+    platform::Device &disk = platform::device(handle);
+    return testbatches(
+        first, last, static_cast<std::size_t>(bytespersector), false, "SetFilePointerEx error",
+        [&disk](std::uint64_t offset, std::size_t bytes) { return disk.verify(offset, bytes); });
+}
+
+/// Has a disk gather writes while it lives. Without `finish` what was held back is discarded.
+class GatheredWrites
+{
+public:
+    explicit GatheredWrites(platform::Device &device) : disk(device)
+    {
+        static_cast<void>(disk.gatherwrites(platform::Gathering::begin));
+    }
+    GatheredWrites(const GatheredWrites &) = delete;
+    GatheredWrites &operator=(const GatheredWrites &) = delete;
+    ~GatheredWrites() { static_cast<void>(disk.gatherwrites(platform::Gathering::drop)); }
+    Status finish() { return disk.gatherwrites(platform::Gathering::finish); }
+
+private:
+    platform::Device &disk;
+};
+
+/// Makes the drive write its cache to the medium, so that data which it then fails to write is
+/// found. A drive without a flush command is tested without.
+Status flushed(platform::Device &disk)
+{
+    const Status status = disk.flush();
+    return status.fault == Fault::medium || status.fault == Fault::gone ? status
+                                                                        : Status::success();
+}
+
+Status testwriting(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector)
 {
     platform::Device &disk = platform::device(handle);
     const auto sectorbytes = static_cast<std::size_t>(bytespersector);
-    const auto out = sectorbuffer(batchsectors * sectorbytes, nowritebuffer);
-    const auto in = sectorbuffer(batchsectors * sectorbytes, noreadbuffer);
-    fillpattern(out.get(), batchsectors * sectorbytes);
-    unsigned long long position = first;
-    unsigned long long batch = batchsectors;
-    while (position <= last) {
-        batch = std::min(batch, last - position + 1);
-        const std::size_t bytes = batch * sectorbytes;
-        const platform::Transfer write = disk.write(position * sectorbytes, out.get(), bytes);
-        const unsigned long long written = sectorsmoved(write, sectorbytes);
-        if (written == 0)
-            return failure(write, "SetFilePointerEx to write error");
-        // Transfers bypass the system's caches, but not the drive's own. A flush before each
-        // read-back costs at least one turn of the disk for 20 sectors: measured on a loop device,
-        // a batch took ten times as long, and a flush for every 200 batches still doubled the time.
-        // So there is one flush a range, before its last read-back. A range thus never passes while
-        // part of it is only in the drive's cache, and data that the drive then fails to write
-        // fails the range that it belongs to. A drive without a flush command is tested without.
-        if (position + batch > last) {
-            const Status flushed = disk.flush();
-            if (flushed.fault == Fault::medium || flushed.fault == Fault::gone)
-                return flushed;
-        }
-        const platform::Transfer back = disk.read(position * sectorbytes, in.get(), bytes);
-        const unsigned long long read = sectorsmoved(back, sectorbytes);
-        if (read == 0)
-            return failure(back, "SetFilePointerEx to read error");
-        // The whole batch is compared also after a short read: the rest of the buffer is that of
-        // the batch before, which held the same pattern.
-        if (std::memcmp(out.get(), in.get(), bytes) != 0)
-            return wrongdata;
-        const unsigned long long moved = std::min(written, read);
-        position += moved;
-        batch = moved == batchsectors ? batchsectors : 1;
+    // made once a thread, and larger only for a disk with longer sectors
+    thread_local std::unique_ptr<char[]> out;
+    thread_local std::unique_ptr<char[]> in;
+    thread_local std::size_t length = 0;
+    if (length < batchsectors * sectorbytes) {
+        length = batchsectors * sectorbytes;
+        out = sectorbuffer(length, nowritebuffer);
+        in = sectorbuffer(length, noreadbuffer);
+        fillpattern(out.get(), length);
     }
-    return Status::success();
+    GatheredWrites gathered(disk);
+    Status status = testbatches(first, last, sectorbytes, true, "SetFilePointerEx to write error",
+                                [&](std::uint64_t offset, std::size_t bytes) {
+                                    return disk.write(offset, out.get(), bytes);
+                                });
+    if (status.ok())
+        status = gathered.finish();
+    if (status.ok())
+        status = flushed(disk);
+    if (!status.ok())
+        return status;
+    std::memset(in.get(), 0, length);
+    return testbatches(first, last, sectorbytes, true, "SetFilePointerEx to read error",
+                       [&](std::uint64_t offset, std::size_t bytes) {
+                           platform::Transfer read = disk.read(offset, in.get(), bytes);
+                           // The whole batch is compared also after a short read: the rest of the
+                           // buffer is that of the batch before, which held the same pattern.
+                           if (sectorsmoved(read, sectorbytes) > 0 &&
+                               std::memcmp(out.get(), in.get(), bytes) != 0)
+                               read.status = wrongdata;
+                           return read;
+                       });
 }
 
 Status testsector(void *handle, unsigned long long sector, int bytespersector)
@@ -197,7 +226,9 @@ int writeandreadtestonesector(void *handle, unsigned long long sector, int bytes
     const std::uint64_t offset = sector * sectorbytes;
     const auto out = sectorbuffer(sectorbytes, nosectorbuffer);
     fillpattern(out.get(), sectorbytes);
-    const Status written = disk.write(offset, out.get(), sectorbytes).status;
+    Status written = disk.write(offset, out.get(), sectorbytes).status;
+    if (written.ok())
+        written = flushed(disk);
     if (!written.ok())
         return written.fault == Fault::position ? 1 : 2;
     const auto in = sectorbuffer(sectorbytes, nosectorbuffer);

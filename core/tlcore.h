@@ -102,7 +102,8 @@ RangeTest rangetest(TestFunction test);
 int read_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
 int write_test(void *handle, unsigned long long first, unsigned long long last, int bytespersector);
 int readtestonesector(void *handle, unsigned long long sector, int bytespersector);
-/// Writes one sector and reads it back: 0 equal, 1 seek, 2 write, 3 read failed, 4 different.
+/// Writes one sector, flushes and reads it back: 0 equal, 1 seek, 2 write or flush, 3 read failed,
+/// 4 different.
 int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector);
 /// The first two sectors below `limit` that pass both single-sector tests; overwrites those that
 /// pass the read test. An output keeps its value if no sector was found for it. Always 0.

@@ -1,4 +1,4 @@
-#include "platform/readahead.h"
+#include "platform/writegather.h"
 #include "tests/support/wizardbench.h"
 #include "views/geomdlg.h"
 
@@ -14,11 +14,11 @@
 namespace
 {
 
-/// Simulated disks with the read-ahead of native ones.
-class ReadAheadBackend : public platform::Backend
+/// Simulated disks with the large blocks of native ones.
+class LargeBlockBackend : public platform::Backend
 {
 public:
-    explicit ReadAheadBackend(platform::SimulatedBackend &disks) : simulated(disks) {}
+    explicit LargeBlockBackend(platform::SimulatedBackend &disks) : simulated(disks) {}
     platform::Status systemvolumes(std::vector<std::string> &paths) override
     {
         return simulated.systemvolumes(paths);
@@ -31,9 +31,7 @@ public:
                                            platform::Status &status) override
     {
         auto device = simulated.open(path, access, status);
-        if (!device)
-            return nullptr;
-        return std::make_unique<platform::ReadAhead>(std::move(device));
+        return device ? platform::inlargeblocks(std::move(device)) : nullptr;
     }
 
 private:
@@ -73,11 +71,11 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     WizardBench bench;
-    ReadAheadBackend ahead(bench.backend);
+    LargeBlockBackend blocks(bench.backend);
     if (simulated) {
         const auto cylinders = std::strtoull(argv[2], nullptr, 10) * 1'000'000 / (16 * 63 * 512);
         damage(*bench.adddisk(cylinders, 16, 63), std::atoi(argv[3]), std::atoi(argv[4]));
-        platform::setbackend(&ahead);
+        platform::setbackend(&blocks);
     } else {
         platform::setbackend(nullptr);
     }

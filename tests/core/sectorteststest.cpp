@@ -1,4 +1,10 @@
+#include "platform/simulated/turningdisk.h"
+#include "platform/writegather.h"
 #include "tests/core/coretest.h"
+
+#include <array>
+#include <cstdio>
+#include <cstring>
 
 namespace
 {
@@ -60,29 +66,33 @@ TEST_P(SectorTests, ReadsGoInBatchesAndEndAtTheFirstFailure)
 
 TEST_P(SectorTests, WriteTestFindsFailuresAndWrongData)
 {
-    // the drive's own cache is flushed once, before the last read-back
+    // all of it is written and flushed before any of it is read
     EXPECT_EQ(course(write_test(handle, 100, 144, bytes)),
-              "0 w100+20 r100+20 w120+20 r120+20 w140+5 flush r140+5");
+              "0 w100+20 w120+20 w140+5 flush r100+20 r120+20 r140+5");
     std::vector<char> sector(sectorlength);
     EXPECT_EQ(course(readasector(handle, 121, sector.data())), "0 r121+1");
     EXPECT_EQ(sector[3], static_cast<char>((bytes + 3) % 256)); // the ramp runs on
 
     faults.lying.add(230);
-    EXPECT_EQ(course(write_test(handle, 200, 299, bytes)), "1 w200+20 r200+20 w220+20 r220+20");
+    EXPECT_EQ(course(write_test(handle, 200, 259, bytes)),
+              "1 w200+20 w220+20 w240+20 flush r200+20 r220+20");
     faults.unwritable.add(330);
-    EXPECT_EQ(course(write_test(handle, 300, 399, bytes)), "1 w300+20 r300+20 w320+20");
+    EXPECT_EQ(course(write_test(handle, 300, 399, bytes)), "1 w300+20 w320+20");
     faults.unreadable.add(430);
-    EXPECT_EQ(course(write_test(handle, 400, 499, bytes)), "1 w400+20 r400+20 w420+20 r420+20");
+    EXPECT_EQ(course(write_test(handle, 400, 459, bytes)),
+              "1 w400+20 w420+20 w440+20 flush r400+20 r420+20");
 
     // after a short read the rest of the buffer is compared too: it holds the batch before, if
     // there was one; a batch that dropped to one sector stays at one
     faults.shortreads[700] = 18 * sectorlength;
     EXPECT_EQ(course(write_test(handle, 700, 719, bytes)), "1 w700+20 flush r700+20");
-    faults.shortreads[520] = 18 * sectorlength;
+    faults.shortreads[520] = 17 * sectorlength;
     EXPECT_EQ(course(write_test(handle, 500, 539, bytes)),
-              "0 w500+20 r500+20 w520+20 flush r520+20 w538+1 r538+1 w539+1 flush r539+1");
+              "0 w500+20 w520+20 flush r500+20 r520+20 r537+1 r538+1 r539+1");
     faults.shortwrites[600] = 18 * sectorlength;
-    EXPECT_EQ(course(write_test(handle, 600, 619, bytes)), "1 w600+20 flush r600+20");
+    EXPECT_EQ(course(write_test(handle, 600, 620, bytes)),
+              "0 w600+20 w618+1 w619+1 w620+1 flush r600+20 r620+1");
+    EXPECT_EQ(course(writeandreadtestonesector(handle, 620, bytes)), "0 w620+1 flush r620+1");
 }
 
 TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
@@ -137,6 +147,85 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     EXPECT_EQ(readsector(handle, 100, bytes), Reading::gone);
     faults.vanishafter = 0;
     EXPECT_EQ(writerange(handle, 0, 99, bytes), Reading::gone);
+}
+
+// Stores for each sector whether it holds the test pattern; all others read as zeros.
+struct PatternStore : platform::SectorStore {
+    bool load(std::uint64_t offset, void *buffer, std::size_t length) override
+    {
+        for (std::size_t at = 0; at < length; at += 512) {
+            char *const sector = static_cast<char *>(buffer) + at;
+            std::memset(sector, 0, 512);
+            if (written[(offset + at) / 512])
+                std::memcpy(sector, pattern.data(), 512);
+        }
+        return true;
+    }
+    bool save(std::uint64_t offset, const void *buffer, std::size_t length) override
+    {
+        for (std::size_t at = 0; at < length; at += 512)
+            written[(offset + at) / 512] =
+                std::memcmp(static_cast<const char *>(buffer) + at, pattern.data(), 512) == 0;
+        return true;
+    }
+    PatternStore()
+    {
+        for (std::size_t i = 0; i < 512; ++i)
+            pattern[i] = static_cast<char>(i);
+    }
+    std::array<char, 512> pattern{};
+    std::vector<bool> written = std::vector<bool>(1'000'000);
+};
+
+// Two segments of 200 MB on a turning disk.
+TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
+{
+    constexpr std::uint64_t segment = 390'000; // sectors of 512 bytes
+    platform::SimulatedBackend backend;
+    const auto disk = platform::simulateddisk("disk", 1'000'000 * 512);
+    disk->store = std::make_shared<PatternStore>();
+    disk->sectorsize = 512;
+    const auto turning = std::make_shared<platform::Turning>();
+    disk->wrap = [turning](std::unique_ptr<platform::Device> opened) {
+        return platform::inlargeblocks(
+            std::make_unique<platform::TurningDisk>(std::move(opened), turning));
+    };
+    backend.disks = {disk};
+    platform::Status status;
+    const auto device = backend.open("disk", platform::Access::readwrite, status);
+    const double mediarate = turning->sectorspertrack / turning->revolution;
+    for (const std::uint64_t first : {std::uint64_t{0}, segment}) {
+        const double start = turning->now;
+        EXPECT_EQ(write_test(device.get(), first, first + segment - 1, 512), 0);
+        const double rate = segment / (turning->now - start) / mediarate;
+        std::printf("write test: %.3f of the media rate\n", rate);
+        EXPECT_GT(rate, 0.45);
+        EXPECT_LT(rate, 0.5);
+    }
+    double start = turning->now;
+    EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
+    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.97);
+
+    // a sector that the cache takes and the medium loses
+    turning->losing.add(850'000);
+    EXPECT_EQ(write_test(device.get(), 600'000, 600'000 + segment - 1, 512), 1);
+    EXPECT_EQ(write_test(device.get(), 850'000, 850'000, 512), 1);
+    EXPECT_EQ(writeandreadtestonesector(device.get(), 850'000, 512), 4);
+    // it is not found if the cache answers
+    std::vector<char> batch(20 * 512, 'x');
+    std::vector<char> back(batch.size());
+    EXPECT_TRUE(device->write(850'000 * 512, batch.data(), batch.size()).status.ok());
+    EXPECT_TRUE(device->read(850'000 * 512, back.data(), back.size()).status.ok());
+    EXPECT_EQ(back, batch);
+    // without a cache, reading back each batch costs two turns
+    turning->cachebytes = 0;
+    EXPECT_TRUE(device->flush().ok());
+    start = turning->now;
+    for (std::uint64_t at = 0; at < 2000; at += 20) {
+        EXPECT_TRUE(device->write(at * 512, batch.data(), batch.size()).status.ok());
+        EXPECT_TRUE(device->read(at * 512, back.data(), back.size()).status.ok());
+    }
+    EXPECT_NEAR((turning->now - start) / turning->revolution, 200, 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(SectorLengths, SectorTests, ::testing::Values(512, 4096));
