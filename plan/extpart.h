@@ -19,12 +19,12 @@ struct EXTPART {
     std::uint64_t stop = 0;  ///< last cylinder, inclusive
     std::uint64_t size = 0;  ///< cylinders; of the extended row the sum of its children's
     char kind = 'u'; ///< 'u' good, 'b' bad, 'p' primary, 'l' logical, 'e' extended, 'r' root
-    std::uint8_t bootflag = 0; ///< 0 inactive, 0x80 active
-    std::uint8_t systype = 7;  ///< partition type byte
-    QColor bordercolor;        ///< pen in the diagram
-    QColor fillcolor;          ///< brush in the diagram; follows `kind`
-    QRectF rect;               ///< the item's rectangle, centred on its position
-    PartItem *item = nullptr;  ///< the block's item in the diagram, or null
+    std::uint8_t bootflag = 0;      ///< 0 inactive, 0x80 active
+    std::uint8_t systype = 7;       ///< partition type byte
+    QColor bordercolor = Qt::black; ///< pen in the diagram
+    QColor fillcolor;               ///< brush in the diagram; follows `kind`
+    QRectF rect;                    ///< the item's rectangle, centred on its position
+    PartItem *item = nullptr;       ///< the block's item in the diagram, or null
 
     bool operator==(const EXTPART &) const = default;
 };

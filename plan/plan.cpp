@@ -1,6 +1,7 @@
 #include "plan/plan.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace
@@ -55,29 +56,24 @@ PlanState Plan::save() const
 {
     PlanState state;
     state.segs = segs;
-    const auto bare = [](EXTPART part) {
-        part.item = nullptr;
-        part.rect = {};
-        return part;
+    const auto saved = [](const EXTPART *part) {
+        const auto named =
+            std::find_if(partkinds.begin(), partkinds.end(), [part](const PARTKIND &one) {
+                return std::strcmp(one.name, part->name) == 0;
+            });
+        return PLANBLOCK{part->start,    part->stop,
+                         part->kind,     named == partkinds.end() ? 'u' : named->kind,
+                         part->bootflag, part->systype};
     };
+    state.blocks.reserve(static_cast<std::size_t>(extparts.size()));
     for (const EXTPART *part : extparts)
-        state.blocks.push_back(bare(*part));
-    // rows are few or in disk order, so each search begins where the last one ended
-    qsizetype hint = 0;
-    const auto indexof = [this, &hint](const EXTPART *part) {
-        if (part == extended.get())
-            return -1;
-        if (hint >= extparts.size() || extparts[hint]->start > part->start)
-            hint = 0;
-        hint = extparts.indexOf(part, hint);
-        return static_cast<int>(hint);
-    };
+        state.blocks.push_back(saved(part));
     for (const EXTPART *part : toprows)
-        state.toprows.push_back(indexof(part));
+        state.toprows.push_back(part == extended.get() ? extendedrow : part->start);
     for (const EXTPART *part : logicalrows)
-        state.logicalrows.push_back(indexof(part));
+        state.logicalrows.push_back(part->start);
     if (extended)
-        state.extended = bare(*extended);
+        state.extended.push_back(saved(extended.get()));
     return state;
 }
 
@@ -86,19 +82,35 @@ void Plan::restore(const PlanState &state)
     const Change change(*this);
     clearmodelview();
     segs = state.segs;
-    for (const EXTPART &part : state.blocks)
-        extparts.append(new EXTPART(part));
-    for (const int index : state.logicalrows) {
-        logicalrows.append(extparts[index]);
-        extendsize += extparts[index]->size;
-        laststart = std::max(laststart, extparts[index]->start);
+    extparts.reserve(static_cast<qsizetype>(state.blocks.size()));
+    for (const PLANBLOCK &block : state.blocks) {
+        EXTPART *part = newpart(block.start, block.stop, block.kind);
+        qstrncpy(part->name, partkind(block.namedas).name, sizeof part->name);
+        part->bootflag = block.bootflag;
+        part->systype = block.systype;
+        extparts.append(part);
+    }
+    const auto blockat = [this](std::uint64_t start) {
+        return *std::lower_bound(
+            extparts.cbegin(), extparts.cend(), start,
+            [](const EXTPART *part, std::uint64_t wanted) { return part->start < wanted; });
+    };
+    for (const std::uint64_t start : state.logicalrows) {
+        logicalrows.append(blockat(start));
+        extendsize += logicalrows.last()->size;
+        laststart = std::max(laststart, start);
     }
     logicalnum = static_cast<int>(logicalrows.size());
-    for (const int index : state.toprows) {
-        if (index < 0)
-            extended = std::make_unique<EXTPART>(state.extended);
-        toprows.append(index < 0 ? extended.get() : extparts[index]);
+    for (const PLANBLOCK &row : state.extended) {
+        extended = newextend();
+        extended->start = row.start;
+        extended->stop = row.stop;
+        extended->size = extendsize;
+        extended->bootflag = row.bootflag;
+        extended->systype = row.systype;
     }
+    for (const std::uint64_t start : state.toprows)
+        toprows.append(start == extendedrow ? extended.get() : blockat(start));
     primarynum = static_cast<int>(toprows.size()) - (extended ? 1 : 0);
     tell(&PlanWatcher::planfilled);
 }

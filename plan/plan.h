@@ -2,6 +2,7 @@
 
 #include "core/seg.h"
 #include "plan/extpart.h"
+#include "plan/planstate.h"
 
 #include <QList>
 #include <QString>
@@ -56,17 +57,6 @@ public:
     virtual void extendchanged() {}
     /// The plan is being destroyed.
     virtual void plangone() {}
-};
-
-/// A plan's whole state: equal states are equal plans. Blocks are without items and rectangles.
-struct PlanState {
-    std::vector<SEG> segs;
-    std::vector<EXTPART> blocks;
-    std::vector<int> toprows;     ///< indices of blocks; -1 is the extended row
-    std::vector<int> logicalrows; ///< indices of blocks
-    EXTPART extended;             ///< meaningful if `toprows` names it
-
-    bool operator==(const PlanState &) const = default;
 };
 
 /// The plan: the disk as a list of blocks, the rows of the tables to be written, and the
@@ -181,7 +171,7 @@ public:
     int primarynum = 0;        ///< blocks of kind 'p' with a row
     int logicalnum = 0;        ///< blocks of kind 'l' with a row
 
-private:
+protected:
     /// Brackets an operation for the watchers.
     class Change
     {
@@ -195,6 +185,7 @@ private:
         Plan &plan;
     };
 
+private:
     template <class... Arguments, class... Given>
     void tell(void (PlanWatcher::*event)(Arguments...), Given... given)
     {

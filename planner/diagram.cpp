@@ -31,7 +31,6 @@ void DiskPartition::initpartdiagram()
 {
     setscale();
     for (EXTPART *part : extparts) {
-        part->bordercolor = Qt::black;
         if (part->kind == 'u' || part->kind == 'b')
             setkind(*part, part->kind);
         blockadded(part);
@@ -43,12 +42,6 @@ void DiskPartition::resizepartdiagram()
     setscale();
     for (EXTPART *part : extparts)
         boundschanged(part);
-}
-
-void DiskPartition::changeends()
-{
-    followselection = true;
-    notetimer->start(0);
 }
 
 void DiskPartition::planclears()

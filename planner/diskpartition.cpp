@@ -6,6 +6,7 @@
 #include "views/partdelegate.h"
 #include "views/parttreemodel.h"
 #include "views/plainbox.h"
+#include "views/treeview.h"
 #include "wizard/dpwizard.h"
 
 #include <QAction>
@@ -17,7 +18,7 @@
 #include <QPixmap>
 #include <QPushButton>
 #include <QTimer>
-#include <QTreeView>
+#include <QUndoStack>
 #include <QVBoxLayout>
 #include <QWizard>
 
@@ -84,8 +85,8 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     pagelayout->addWidget(strategybox);
     pagelayout->addLayout(legendlayout);
     pagelayout->addWidget(diagramview, 1);
-    pagelayout->addWidget(listlabel);
     maketree();
+    pagelayout->addLayout(makehistory());
     pagelayout->addLayout(treelayout, 1);
     plannote = new QLabel;
     plannote->setTextFormat(Qt::PlainText);
@@ -148,7 +149,7 @@ void DiskPartition::maketree()
     treemodel->editor = [this](const QModelIndex &index, const QVariant &value, int role) {
         return setData(index, value, role);
     };
-    treeview = new QTreeView(this);
+    treeview = new TreeView(this);
     treeview->setModel(treemodel);
     treeview->setItemDelegate(new PartDelegate(activecolumn, typecolumn));
     treeview->setDragDropMode(QAbstractItemView::InternalMove);
@@ -156,8 +157,6 @@ void DiskPartition::maketree()
     treeview->setAccessibleName("Partition list");
     treeview->setMinimumHeight(mintreeheight);
     treeview->setUniformRowHeights(true);
-    // single cells, so that the arrow keys reach every one of them
-    treeview->setSelectionBehavior(QAbstractItemView::SelectItems);
     treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
     treeview->header()->setSectionResizeMode(namecolumn, QHeaderView::Interactive);
     treeview->header()->resizeSection(namecolumn,
@@ -215,6 +214,8 @@ void DiskPartition::initializePage()
     segs = wiz->scanpage()->intsegs;
     restartplan();
     strategybox->setCurrentIndex(0);
+    undostack->clear();
+    historyline->clear();
     wiz->givenext(this, &DiskPartition::writetodisk);
 }
 
@@ -231,6 +232,10 @@ bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
     if (watched == plannote) {
         if (event->type() == QEvent::Resize)
             showplannote();
+    } else if (watched == strategybox && event->type() == QEvent::Wheel) {
+        // a notch of the wheel would throw the plan away; the open list scrolls by itself
+        event->ignore();
+        return true;
     } else if (event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent *>(event)->key();
         // an editor in the list has had the key by now
@@ -245,13 +250,6 @@ void DiskPartition::showplannote()
     const QString note = planremarks(getallparts(), segs);
     plannote->setToolTip(note);
     plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
-}
-
-bool DiskPartition::report(const Outcome &outcome)
-{
-    if (!outcome.refusal.isEmpty())
-        refuse(outcome.refusal);
-    return outcome.changed;
 }
 
 void DiskPartition::refuse(const QString &text)

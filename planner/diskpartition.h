@@ -6,6 +6,10 @@
 #include <QItemSelection>
 #include <QWizardPage>
 
+#include <functional>
+#include <memory>
+#include <optional>
+
 class GraphicsScene;
 class GraphicsView;
 class PartTreeModel;
@@ -15,7 +19,9 @@ class QHBoxLayout;
 class QLabel;
 class QPushButton;
 class QTimer;
+class QToolButton;
 class QTreeView;
+class QUndoStack;
 class QVBoxLayout;
 
 /// The third page: asks for what an operation on the plan needs, shows the plan, keeps the
@@ -71,7 +77,11 @@ public:
     QPushButton *deletebutton;
     QVBoxLayout *buttonslayout;
     QHBoxLayout *treelayout;
-    QLabel *plannote; ///< a line about the plan under its list; the tool tip has it whole
+    QUndoStack *undostack;
+    QAction *undoaction;
+    QAction *redoaction;
+    QLabel *historyline; ///< what was undone or done again last
+    QLabel *plannote;    ///< a line about the plan under its list; the tool tip has it whole
 
 public slots:
     void addpp();
@@ -93,10 +103,14 @@ public slots:
     void ondelPartTreeNode();
     void onupPartTreeNode();
     void ondownPartTreeNode();
+    void undo();
+    void redo();
 
 private:
+    friend class PlanStep;
+
     // Selections are not carried over while rows and items vanish.
-    void changebegins() override { followselection = false; }
+    void changebegins() override;
     void changeends() override;
     void planclears() override;
     void planfilled() override { initpartdiagram(); }
@@ -107,6 +121,8 @@ private:
 
     void makediagram();
     void maketree();
+    /// The undo stack, and the row over the list with its buttons.
+    QHBoxLayout *makehistory();
     /// Takes the scale from the view's present size.
     void setscale();
     /// The first selected block, or null if there is none or it is bad: what the operations on one
@@ -114,8 +130,21 @@ private:
     [[nodiscard]] EXTPART *chosenpart() const;
     /// Carries out a strategy on bare blocks, with its answers from the user.
     Outcome assign(int strategy);
-    /// Shows a refusal, if it is one: whether the plan changed.
-    bool report(const Outcome &outcome);
+    /// Carries out an operation as one step of the history and shows a refusal: whether the plan
+    /// changed. `place` is a cylinder of the block that is worked on, if there is one.
+    bool perform(const QString &name, const std::optional<std::uint64_t> &place,
+                 const std::function<Outcome()> &operation);
+    /// The same from the diagram: the block at `place` is then selected, and its row.
+    void performat(const QString &name, std::uint64_t place,
+                   const std::function<Outcome()> &operation);
+    /// Moves the list's current row by one.
+    void moverow(const char *name, bool (PartTreeModel::*move)(const QModelIndex &));
+    /// Selects the block that holds `cylinder` in the diagram, and its row, or none, in the list.
+    void showblock(std::uint64_t cylinder);
+    /// Brings a saved plan back as `strategy` left it, and shows the block at `place`.
+    void showstate(const PlanState &state, int strategy, const std::optional<std::uint64_t> &place);
+    /// Goes a step back or forth and says so.
+    void walkhistory(void (QUndoStack::*walk)(), const QString &said);
     /// `QMessageBox::warning` with the title "error" and Ok.
     void refuse(const QString &text);
     void showplannote();
@@ -123,5 +152,11 @@ private:
     /// Whether a selection in the tree or the diagram is carried over to the other one. Off while
     /// it is being carried over, so that nothing comes back.
     bool followselection = true;
+    std::optional<PlanState> before; ///< the plan before the operation under way; none in a walk
+                                     ///< through the history
+    bool inhistory = false;
+    int laststrategy = 0; ///< what the strategy box showed after the last change
+    QString stepname;     ///< of the operation under way
+    std::optional<std::uint64_t> stepplace;
     QTimer *notetimer; ///< has the note follow the plan once the operation under way is done
 };

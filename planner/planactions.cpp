@@ -3,34 +3,54 @@
 #include "core/geom.h"
 #include "views/parttreemodel.h"
 
+#include <QAction>
 #include <QComboBox>
 #include <QInputDialog>
 #include <QTreeView>
+
+namespace
+{
+
+EXTPART *recordof(const QModelIndex &index)
+{
+    return static_cast<PartTreeNode *>(index.internalPointer())->part;
+}
+
+// A cylinder of the row's block that an edit of the cell leaves in it; none for the extended row.
+std::optional<std::uint64_t> placeof(const QModelIndex &index)
+{
+    if (!index.isValid() || recordof(index)->kind == 'e')
+        return {};
+    return index.column() == startcolumn ? recordof(index)->stop : recordof(index)->start;
+}
+
+} // namespace
 
 // The operations of menu, list and strategy box: each asks for what it needs, and the plan does it.
 
 void DiskPartition::addpp()
 {
     if (EXTPART *part = chosenpart())
-        report(Plan::addpp(part));
+        performat(actions[0]->text(), part->start, [&] { return Plan::addpp(part); });
 }
 
 void DiskPartition::addld()
 {
     if (EXTPART *part = chosenpart())
-        report(Plan::addld(part));
+        performat(actions[1]->text(), part->start, [&] { return Plan::addld(part); });
 }
 
 void DiskPartition::delpart()
 {
     if (EXTPART *part = chosenpart())
-        report(Plan::delpart(part));
+        performat(actions[2]->text(), part->start, [&] { return Plan::delpart(part); });
 }
 
 void DiskPartition::splitpart(int n)
 {
     if (EXTPART *part = chosenpart())
-        report(Plan::splitpart(part, n));
+        performat(QString("split to %1 parts").arg(n), part->start,
+                  [&] { return Plan::splitpart(part, n); });
 }
 
 void DiskPartition::splitnpart()
@@ -66,18 +86,24 @@ void DiskPartition::splitsysdatapart()
         this, "Data Partition Number",
         "Please specify how many data partitions you want to create:", 3, 1, 50, 1, &ok);
     if (ok)
-        report(splitsysdata(part, sysgb, datanum));
+        performat(actions[7]->text(), part->start,
+                  [&] { return splitsysdata(part, sysgb, datanum); });
 }
 
 void DiskPartition::combineparts()
 {
-    report(Plan::combineparts(selectedparts()));
+    const QList<EXTPART *> parts = selectedparts();
+    if (!parts.isEmpty())
+        performat(actions[8]->text(), parts.first()->start,
+                  [&] { return Plan::combineparts(parts); });
 }
 
 void DiskPartition::onstrategychanged(int index)
 {
-    restartplan();
-    report(assign(index));
+    perform(strategyinfo.at(static_cast<std::size_t>(index)).listtext, {}, [&] {
+        restartplan();
+        return assign(index);
+    });
 }
 
 Outcome DiskPartition::assign(int strategy)
@@ -122,7 +148,10 @@ Outcome DiskPartition::assign(int strategy)
 
 bool DiskPartition::setData(const QModelIndex &index, const QVariant &value, int /*role*/)
 {
-    const bool changed = report(treemodel->edit(index, value));
+    const QString column =
+        treemodel->headerData(index.column(), Qt::Horizontal, Qt::DisplayRole).toString();
+    const bool changed = perform(column + " of " + treemodel->rowname(index), placeof(index),
+                                 [&] { return treemodel->edit(index, value); });
     // size and the extended row change with the edited cell
     treeview->viewport()->update();
     return changed;
@@ -133,17 +162,26 @@ void DiskPartition::ondelPartTreeNode()
     const QModelIndex index = treeview->currentIndex();
     if (!index.isValid())
         return;
-    report(delrow(static_cast<PartTreeNode *>(index.internalPointer())->part));
+    perform("delete " + treemodel->rowname(index), placeof(index),
+            [&] { return delrow(recordof(index)); });
     // the tree's cursor is on another row now, or there is none left
     treeselectionchanged(treeview->selectionModel()->selection(), {});
 }
 
+void DiskPartition::moverow(const char *name, bool (PartTreeModel::*move)(const QModelIndex &))
+{
+    const QModelIndex index = treeview->currentIndex();
+    perform(QString("move %1 %2").arg(treemodel->rowname(index), name), placeof(index), [&] {
+        return Outcome{(treemodel->*move)(index), {}};
+    });
+}
+
 void DiskPartition::onupPartTreeNode()
 {
-    treemodel->upRow(treeview->currentIndex());
+    moverow("up", &PartTreeModel::upRow);
 }
 
 void DiskPartition::ondownPartTreeNode()
 {
-    treemodel->downRow(treeview->currentIndex());
+    moverow("down", &PartTreeModel::downRow);
 }

@@ -191,6 +191,19 @@ QModelIndex PartTreeModel::extendindex() const
     return extendnode ? indexof(extendnode) : QModelIndex();
 }
 
+QString PartTreeModel::rowname(const QModelIndex &index) const
+{
+    if (!index.isValid())
+        return {};
+    const EXTPART *part = nodeof(index)->part;
+    if (part == extendpart)
+        return part->name;
+    int number = 1;
+    for (int row = 0; row < index.row(); ++row)
+        number += nodeof(index.parent())->child(row)->part->kind == part->kind ? 1 : 0;
+    return QString("%1 %2").arg(part->name).arg(number);
+}
+
 unsigned long long PartTreeModel::getprevpartstop(const QModelIndex &index, bool &found) const
 {
     const EXTPART *part = index.isValid() ? page->neighbourbefore(nodeof(index)->part) : nullptr;

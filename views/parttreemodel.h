@@ -44,6 +44,8 @@ public:
     [[nodiscard]] QModelIndex findpart(const EXTPART *part) const;
     /// Index of the extended entry's row in column 0; invalid if there is none.
     [[nodiscard]] QModelIndex extendindex() const;
+    /// A row's name with its place among its like, as "Logical Disk 2"; empty for an invalid index.
+    [[nodiscard]] QString rowname(const QModelIndex &index) const;
     void updateextend() { page->updateextend(); }
     /// See `Plan::getallparts`.
     [[nodiscard]] std::vector<EXTPART> getallparts() const { return page->getallparts(); }

@@ -1,3 +1,4 @@
+#include "tests/support/dialogs.h"
 #include "tests/support/planchecker.h"
 
 #include <QAccessible>
@@ -36,6 +37,66 @@ TEST(PlannerPage, SelectionGoesBothWays)
     selectblocks(page, {0, 10});
     page.addld();
     EXPECT_EQ(selected(), "l0-9 u10-19");
+    // and its row becomes the list's, or none: the list's buttons act on what the user looks at
+    EXPECT_EQ(page.treeview->currentIndex(), page.treemodel->findpart(page.extparts[0]));
+    EXPECT_EQ(page.treeview->selectionModel()->selectedIndexes().size(), 6);
+    page.delpart();
+    const std::string before = planstate(page);
+    for (QPushButton *button : {page.deletebutton, page.upbutton, page.downbutton})
+        button->click();
+    EXPECT_EQ(planstate(page), before);
+    // what is split stays selected by its first part
+    page.splitpart();
+    EXPECT_EQ(selected(), "u0-4");
+}
+
+TEST(PlannerPage, HistoryForgives)
+{
+    DiskPartition page;
+    page.show();
+    DialogAnswers dialogs;
+    makeplan(page, "u0-9 b10-10 u11-30");
+    page.undostack->clear();
+    page.strategybox->setCurrentIndex(1);
+    selectblocks(page, {11});
+    page.addld();
+    page.treemodel->setData(page.treemodel->findpart(page.extparts[2]).siblingAtColumn(2), "2.5",
+                            Qt::EditRole);
+    EXPECT_EQ(page.undoaction->text(), "Undo Stop(GB) of Logical Disk 1");
+    // a strategy with its dialogs is one step, cancelled or not, and the box goes along
+    dialogs.answers = {0.5, QVariant()};
+    page.strategybox->setCurrentIndex(5);
+    EXPECT_EQ(blocktext(page.extparts), "u0-9 b10-10 u11-30");
+    struct {
+        Qt::Key key;
+        Qt::KeyboardModifiers modifiers;
+        const char *line, *rows;
+        int strategy;
+    } const steps[] = {
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: create", "p0-9 e11-25[l11-25]", 1},
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: Stop(GB)", "p0-9 e11-30[l11-30]", 1},
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: assign to a Logical", "p0-9 p11-30", 1},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: assign", "p0-9 e11-30[l11-30]", 1},
+        {Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier, "Done again: Stop",
+         "p0-9 e11-25[l11-25]", 1},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", 5},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", 5},
+    };
+    page.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&page));
+    page.diagramview->setFocus();
+    for (const auto &step : steps) {
+        QTest::keyClick(page.diagramview, step.key, step.modifiers);
+        EXPECT_TRUE(page.historyline->text().startsWith(step.line)) << step.line;
+        EXPECT_EQ(rowtext(*page.treemodel), step.rows) << step.line;
+        EXPECT_EQ(page.strategybox->currentIndex(), step.strategy) << step.line;
+    }
+    // the wheel over the closed box leaves the plan alone
+    const auto center = QPointF(page.strategybox->rect().center());
+    QWheelEvent wheel(center, page.strategybox->mapToGlobal(center), {}, {0, -120}, Qt::NoButton,
+                      Qt::NoModifier, Qt::NoScrollPhase, false);
+    QApplication::sendEvent(page.strategybox, &wheel);
+    EXPECT_EQ(page.strategybox->currentIndex(), 5);
 }
 
 TEST(PlannerPage, KeyboardAndNames)

@@ -1,0 +1,18 @@
+#include "views/treeview.h"
+
+QModelIndex TreeView::moveCursor(CursorAction action, Qt::KeyboardModifiers modifiers)
+{
+    // By rows, the base class would only scroll on Left and Right.
+    setSelectionBehavior(SelectItems);
+    const QModelIndex index = QTreeView::moveCursor(action, modifiers);
+    setSelectionBehavior(SelectRows);
+    return index;
+}
+
+void TreeView::focusInEvent(QFocusEvent *event)
+{
+    QTreeView::focusInEvent(event);
+    // The base class makes a first row current without showing it as such.
+    if (currentIndex().isValid() && !selectionModel()->isSelected(currentIndex()))
+        setCurrentIndex(currentIndex());
+}
