@@ -1,7 +1,6 @@
 #include "planner/diskpartition.h"
 
 #include "plan/commit.h"
-#include "scan/consolidation.h"
 #include "scan/diskscanpage.h"
 #include "wizard/dpwizard.h"
 
@@ -11,7 +10,7 @@
 
 namespace
 {
-// Progress that nothing takes away: the page behind it must not be touched while the disk is open.
+// Stays open until the work is done: the page must not be used while the disk is open.
 class RetestProgress : public QProgressDialog
 {
 public:
@@ -30,35 +29,7 @@ protected:
     void closeEvent(QCloseEvent *event) override { event->ignore(); }
 };
 
-enum class RetestOutcome { nothing, found, gone };
 } // namespace
-
-// Tests the good raw segments from `first` to `last`, inclusive, and marks those that fail. If the
-// disk goes away meanwhile, all marks stay as they were.
-static RetestOutcome retest(DiskScanPage &scan, void *handle, int first, int last,
-                            RetestProgress &progress)
-{
-    const geom &geometry = scan.diskgeom;
-    std::vector<int> marked;
-    for (int i = first; i <= last; ++i) {
-        progress.setValue(i);
-        SEG &seg = scan.segs[i];
-        if (seg.isbad != 0)
-            continue;
-        if (scan.testfunc(handle, seg.firstsector(geometry.sectorspercyl),
-                          seg.lastsector(geometry.sectorspercyl),
-                          static_cast<int>(geometry.bytespersector)) == 0)
-            continue;
-        if (!diskpresent(handle)) {
-            for (const int index : marked)
-                scan.segs[index].isbad = 0;
-            return RetestOutcome::gone;
-        }
-        seg.isbad = 1;
-        marked.push_back(i);
-    }
-    return marked.empty() ? RetestOutcome::nothing : RetestOutcome::found;
-}
 
 void DiskPartition::rescan()
 {
@@ -68,45 +39,39 @@ void DiskPartition::rescan()
         return;
     auto &scan = *wiz->scanpage();
 
-    // A cylinder that no raw segment holds leaves the range to what there is within the block.
-    int first = scan.getsegindexfromcyl(part->start);
-    int last = scan.getsegindexfromcyl(part->stop);
-    if (first < 0) {
-        first = 0;
-        while (first < scan.segnum && scan.segs[first].stop < part->start)
-            ++first;
-    }
-    if (last < 0) {
-        last = scan.segnum - 1;
-        while (last >= 0 && scan.segs[last].start > part->stop)
-            --last;
-    }
+    const auto [first, last] = scan.segmentsunder(part->start, part->stop);
     if (first > last)
         return;
-
-    const DISKINFO *disk = wiz->chosendisk();
-    void *handle = disk ? opendisk(disk->devicepath) : invaliddisk;
-    if (handle == invaliddisk) {
+    const DISKINFO *chosen = wiz->chosendisk();
+    DiskHandle disk = chosen ? DiskHandle(chosen->devicepath) : DiskHandle();
+    if (!disk) {
         refuse("Can not open the disk.");
         return;
     }
-    RetestOutcome outcome = RetestOutcome::nothing;
+    // Nothing is marked before the last test: a disk that goes away leaves all as it was.
+    std::vector<int> failed;
+    Reading reading = Reading::good;
     {
         RetestProgress progress(first, last, this);
-        outcome = retest(scan, handle, first, last, progress);
+        for (int i = first; i <= last && reading != Reading::gone; ++i) {
+            progress.setValue(i);
+            if (scan.segs[i].isbad != 0)
+                continue;
+            reading = scan.testsegment(disk.get(), i, rangetest(scan.testfunc));
+            if (reading != Reading::good)
+                failed.push_back(i);
+        }
     }
-    closedisk(handle);
-    if (outcome == RetestOutcome::gone)
+    disk.reset();
+    if (reading == Reading::gone) {
         refuse("The disk does not answer any more. Nothing was marked and the plan stands; re-scan "
                "the block again once the disk is back.");
-    if (outcome != RetestOutcome::found)
         return;
-
+    }
+    if (failed.empty())
+        return;
     QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
-    addprotect(scan.segs + first, last - first + 1);
-    std::vector<SEG> list;
-    integratesegs(scan.segs, scan.segnum, list);
-    scan.intsegs = list;
+    scan.markretested(failed, first, last);
     segs = scan.intsegs;
     onstrategychanged(0);
 }
