@@ -118,6 +118,9 @@ int getdisk(const char *path, char *model)
     for (std::size_t i = 0; i < 256; ++i)
         words[i] = static_cast<unsigned short>(data[2 * i] | data[2 * i + 1] << 8);
     setmodel(model, getstring(words, firstmodelword, lastmodelword));
+    // an identity without a model
+    if (model[0] == '\0')
+        getusbsnmodel(path, model);
     return 0;
 }
 

@@ -12,7 +12,13 @@ namespace platform::records
 static_assert(IOCTL_DISK_GET_DRIVE_GEOMETRY == 0x70000);
 static_assert(IOCTL_DISK_UPDATE_PROPERTIES == 0x70140);
 static_assert(IOCTL_DISK_GET_PARTITION_INFO == 0x74004);
+static_assert(IOCTL_DISK_GET_DRIVE_LAYOUT_EX == 0x70050);
+static_assert(IOCTL_DISK_GET_LENGTH_INFO == 0x7405C);
+static_assert(IOCTL_STORAGE_GET_DEVICE_NUMBER == 0x2D1080);
 static_assert(IOCTL_STORAGE_QUERY_PROPERTY == 0x2D1400);
+static_assert(IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS == 0x560000);
+static_assert(FSCTL_LOCK_VOLUME == 0x90018);
+static_assert(FSCTL_DISMOUNT_VOLUME == 0x90020);
 static_assert(SMART_GET_VERSION == 0x74080);
 static_assert(SMART_RCV_DRIVE_DATA == 0x7C088);
 
@@ -26,6 +32,19 @@ static_assert(offsetof(DISK_GEOMETRY, BytesPerSector) == 20);
 static_assert(sizeof(PARTITION_INFORMATION) == 32);
 static_assert(offsetof(PARTITION_INFORMATION, StartingOffset) == 0);
 static_assert(offsetof(PARTITION_INFORMATION, PartitionLength) == 8);
+
+static_assert(sizeof(GET_LENGTH_INFORMATION) == 8);
+static_assert(sizeof(STORAGE_DEVICE_NUMBER) == 12);
+
+static_assert(sizeof(DISK_EXTENT) == 24);
+static_assert(offsetof(DISK_EXTENT, DiskNumber) == 0);
+static_assert(offsetof(VOLUME_DISK_EXTENTS, NumberOfDiskExtents) == 0);
+static_assert(offsetof(VOLUME_DISK_EXTENTS, Extents) == 8);
+
+static_assert(sizeof(PARTITION_INFORMATION_EX) == 144);
+static_assert(offsetof(PARTITION_INFORMATION_EX, PartitionStyle) == 0);
+static_assert(offsetof(PARTITION_INFORMATION_EX, Gpt.PartitionType) == 32);
+static_assert(offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry) == 48);
 
 static_assert(sizeof(STORAGE_PROPERTY_QUERY) == 12);
 static_assert(offsetof(STORAGE_PROPERTY_QUERY, PropertyId) == 0);

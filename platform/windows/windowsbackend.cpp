@@ -1,6 +1,7 @@
 #include "platform/windows/windowsbackend.h"
 
 #include "platform/windows/errors.h"
+#include "platform/windows/volumes.h"
 #include "platform/windows/windowsdevice.h"
 #include "platform/writegather.h"
 
@@ -46,7 +47,16 @@ Status WindowsBackend::systemvolumes(std::vector<std::string> &paths)
     if (length == 0 || length >= folder.size())
         return lastfailure();
     paths.push_back(std::string("\\\\.\\") + folder[0] + ":");
-    return Status::success();
+    const SystemDisks system = systemdisks();
+    std::vector<std::string> disks;
+    const Status status = listdisks(disks);
+    for (const std::string &disk : disks) {
+        const FileHandle handle = openforrequests(disk);
+        const auto number = handle ? disknumber(handle.get()) : std::nullopt;
+        if (number && system.disks.contains(*number))
+            paths.push_back(disk);
+    }
+    return status;
 }
 
 Status WindowsBackend::listdisks(std::vector<std::string> &paths)
@@ -77,6 +87,39 @@ std::unique_ptr<Device> WindowsBackend::open(const std::string &path, Access acc
     if (!device)
         return nullptr;
     return inlargeblocks(std::move(device));
+}
+
+Status WindowsBackend::inuse(const std::string &path, std::string &reason, bool &claimable)
+{
+    claimable = false;
+    const FileHandle handle = openforrequests(path);
+    if (!handle)
+        return lastfailure();
+    const auto number = disknumber(handle.get());
+    const SystemDisks system = systemdisks();
+    if (!number || !system.known) {
+        reason = "may be the system's disk, Windows does not say which that is";
+        return Status::success();
+    }
+    if (haspartition(handle.get(), storagepool)) {
+        reason = "part of a storage pool";
+        return Status::success();
+    }
+    claimable = true;
+    const auto add = [&reason](const std::string &words) {
+        reason += (reason.empty() ? "" : ", ") + words;
+    };
+    if (system.pagefiles.contains(*number)) {
+        add("holds a page file");
+        claimable = false;
+    }
+    for (const Volume &volume : volumes()) {
+        if (!volume.disks.contains(*number))
+            continue;
+        for (const std::string &mount : volume.mounts)
+            add((mount.size() == 2 ? "mounted as " : "mounted at ") + mount);
+    }
+    return Status::success();
 }
 
 Backend &nativebackend()

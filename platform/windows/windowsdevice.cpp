@@ -29,7 +29,7 @@ std::unique_ptr<Device> WindowsDevice::open(const std::string &path, Access acce
         status = lastfailure();
         return nullptr;
     }
-    return std::make_unique<WindowsDevice>(std::move(handle));
+    return std::make_unique<WindowsDevice>(std::move(handle), access);
 }
 
 template <class Call, class Memory>
@@ -66,7 +66,15 @@ Transfer WindowsDevice::doread(std::uint64_t offset, void *buffer, std::size_t b
 
 Transfer WindowsDevice::dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes)
 {
-    return transfer(::WriteFile, offset, static_cast<const char *>(buffer), bytes);
+    if (const Status status = doclaim(); !status.ok())
+        return {status, 0};
+    const Transfer written =
+        transfer(::WriteFile, offset, static_cast<const char *>(buffer), bytes);
+    if (written.status.fault == Fault::denied || written.status.fault == Fault::busy)
+        reason =
+            "Windows refuses to write to the disk: it is write-protected, or a volume on it has "
+            "been mounted meanwhile.";
+    return written;
 }
 
 Status WindowsDevice::doflush()
@@ -83,7 +91,7 @@ Status WindowsDevice::transferfailure()
     const Status status = lastfailure();
     std::uint64_t length = 0;
     if ((status.fault == Fault::medium || status.fault == Fault::other) &&
-        dopartitionlength(length).fault == Fault::gone)
+        dolength(length).fault == Fault::gone)
         return {Fault::gone, status.code};
     return status;
 }
@@ -137,6 +145,23 @@ Status WindowsDevice::dofilesizelow(std::uint32_t &bytes)
     return Status::success();
 }
 
+Status WindowsDevice::dolength(std::uint64_t &bytes)
+{
+    GET_LENGTH_INFORMATION answer{};
+    Status status =
+        request(IOCTL_DISK_GET_LENGTH_INFO, nullptr, 0, &answer, sizeof answer, sizeof answer);
+    if (status.ok()) {
+        bytes = static_cast<std::uint64_t>(answer.Length.QuadPart);
+        return status;
+    }
+    DriveGeometry drive;
+    if (status.fault == Fault::gone || !dodrivegeometry(drive).ok())
+        return status;
+    bytes =
+        drive.cylinders * drive.trackspercylinder * drive.sectorspertrack * drive.bytespersector;
+    return Status::success();
+}
+
 Status WindowsDevice::dosectorsize(std::uint32_t &bytes)
 {
     // valid even if the other fields are no usable geometry
@@ -169,9 +194,13 @@ Status WindowsDevice::doidentify(const IdentifyCommand &command, IdentifyData &d
     alignas(SENDCMDOUTPARAMS) std::array<std::uint8_t, records::identifyanswersize> answer{};
     const Status status = request(SMART_RCV_DRIVE_DATA, &wanted, records::identifyrequestsize,
                                   answer.data(), answer.size(), answer.size());
-    if (status.ok())
+    // some drivers answer with less than an identity: an answer all the same, without a model
+    const bool isshort = status.fault == Fault::other && status.code == ERROR_BAD_LENGTH;
+    if (isshort)
+        answer.fill(0);
+    if (status.ok() || isshort)
         std::memcpy(data.data(), answer.data() + records::identityoffset, data.size());
-    return status;
+    return isshort ? Status::success() : status;
 }
 
 Status WindowsDevice::doremovable(bool &answer)
@@ -192,10 +221,27 @@ Status WindowsDevice::doupdateproperties()
 {
     const Status status = request(IOCTL_DISK_UPDATE_PROPERTIES, nullptr, 0, nullptr, 0, 0);
     // A file used as a disk has no partition table that the system knows: nothing to update.
+    return status.fault == Fault::unsupported && isfile() ? Status::success() : status;
+}
+
+bool WindowsDevice::isfile() const
+{
     BY_HANDLE_FILE_INFORMATION info;
-    if (status.fault == Fault::unsupported && ::GetFileInformationByHandle(handle.get(), &info))
+    return ::GetFileInformationByHandle(handle.get(), &info) != 0;
+}
+
+Status WindowsDevice::doclaim()
+{
+    if (access == Access::read)
+        return {Fault::denied, ERROR_ACCESS_DENIED};
+    if (claimed || isfile())
         return Status::success();
-    return status;
+    const auto number = disknumber(handle.get());
+    if (number)
+        claimed = VolumeClaim::make(*number, reason);
+    else
+        reason = "Windows does not say which volumes are on the disk.";
+    return claimed ? Status::success() : Status{Fault::busy, ERROR_DRIVE_LOCKED};
 }
 
 } // namespace platform

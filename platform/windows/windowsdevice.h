@@ -2,6 +2,7 @@
 
 #include "platform/platform.h"
 #include "platform/windows/handle.h"
+#include "platform/windows/volumes.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -21,7 +22,9 @@ class WindowsDevice : public Device
 public:
     /// Opens `path`; null on failure, with the reason in `status`.
     static std::unique_ptr<Device> open(const std::string &path, Access access, Status &status);
-    explicit WindowsDevice(FileHandle opened) : handle(std::move(opened)) {}
+    WindowsDevice(FileHandle opened, Access wanted) : handle(std::move(opened)), access(wanted) {}
+
+    [[nodiscard]] std::string refusal() const override { return reason; }
 
 protected:
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override;
@@ -31,11 +34,16 @@ protected:
     Status dodrivegeometry(DriveGeometry &geometry) override;
     Status dofilesize(std::uint64_t &bytes) override;
     Status dofilesizelow(std::uint32_t &bytes) override;
+    /// The length of the disk whatever its table, then its geometry's. GPT disks refuse the first
+    /// way to the size.
+    Status dolength(std::uint64_t &bytes) override;
     Status dosectorsize(std::uint32_t &bytes) override;
     Status doidentitymap(std::uint8_t &map) override;
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;
     Status doupdateproperties() override;
+    /// Locks and dismounts the disk's volumes.
+    Status doclaim() override;
 
 private:
     /// Sends a control request. An answer of fewer than `minsize` bytes is a failure.
@@ -47,7 +55,13 @@ private:
     /// The failure of the transfer just made: `medium`, or `gone` if the disk has no size any more.
     Status transferfailure();
 
+    /// Whether the handle is that of a file used as a disk.
+    [[nodiscard]] bool isfile() const;
+
+    std::string reason;                   ///< of a refused claim or write
+    std::shared_ptr<VolumeClaim> claimed; ///< released after the disk's handle is closed
     FileHandle handle;
+    Access access;
 };
 
 } // namespace platform

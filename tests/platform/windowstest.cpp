@@ -1,15 +1,63 @@
+#include "core/reading.h"
+#include "core/tlcore.h"
 #include "platform/awake.h"
 #include "platform/plainfile.h"
 #include "platform/platform.h"
 #include "platform/windows/errors.h"
 
 #include "tests/support/tempfolder.h"
+#include "tests/wine/standin.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <vector>
 
 using namespace platform;
+
+namespace
+{
+/// The disks of a described system under the program.
+class DescribedSystem : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        static const bool installed = (standin::install(), true);
+        static_cast<void>(installed);
+        std::ofstream(folder / "disk", std::ios::binary).close();
+        std::filesystem::resize_file(folder / "disk", length);
+    }
+    void TearDown() override { standin::describe(""); }
+
+    /// A line for a disk of 64 MiB; its path has the model "DISK-<number>".
+    std::string disk(int number, const std::string &words)
+    {
+        const std::string name = std::to_string(number);
+        return "disk number=" + name + " path=" + path(number) +
+               " length=" + std::to_string(length) + " file=" + (folder / "disk") + " " + words +
+               "\n";
+    }
+    static std::string path(int number)
+    {
+        const std::string name = std::to_string(number);
+        return "\\\\?\\scsi#disk&disk&" + name + "#" + name + "#{53f56307}";
+    }
+    /// A line for a volume from 1 MiB to the 33rd.
+    static std::string volume(int number, int on, const std::string &words)
+    {
+        return "volume name=\\\\?\\Volume{" + std::to_string(number) +
+               "} disk=" + std::to_string(on) + " offset=1048576 length=33554432 " + words + "\n";
+    }
+
+    static constexpr std::uint64_t length = std::uint64_t{64} << 20;
+    const TempFolder folder;
+};
+
+} // namespace
 
 TEST(Windows, GoneIsNotMedium)
 {
@@ -39,6 +87,58 @@ TEST(Windows, NamesTheSystemsVolumeAndListsDisks)
     EXPECT_TRUE(nativebackend().listdisks(disks).ok());
     for (const std::string &path : disks)
         EXPECT_TRUE(path.starts_with("\\\\?\\")) << path;
+}
+
+TEST_F(DescribedSystem, RefusesTheSystemsDisksAndNamesVolumes)
+{
+    const std::string text = disk(0, "table=gpt") + disk(1, "table=mbr") +
+                             disk(2, "table=gpt identity=short") + disk(3, "table=gpt identity=X") +
+                             disk(4, "table=pool") + disk(5, "table=mbr");
+    const std::string others = volume(1, 1, "mounts=D:\\,C:\\mnt\\x\\") +
+                               volume(2, 2, "device=\\Device\\HarddiskVolume2 boot") +
+                               volume(3, 3, "mounts=E:\\ pagefile");
+    const auto rows = [] {
+        std::string all;
+        std::vector<DISKINFO> found;
+        getallhdinfo(found);
+        for (const DISKINFO &one : found)
+            all += std::string(one.model) + (one.runningos ? "!" : "") +
+                   (one.claimable ? "" : "-") + one.inuse + ";";
+        return all;
+    };
+    // no disk but the last answers SMART as it should, the system's least of all
+    standin::describe(text + volume(0, 0, "mounts=C:\\ system") + others);
+    EXPECT_EQ(rows(), "disk-0!mounted as C:;disk-1mounted as D:, mounted at C:\\mnt\\x;disk-2!;"
+                      "X!-holds a page file, mounted as E:;disk-4-part of a storage pool;disk-5;");
+    standin::describe(disk(5, "table=mbr") + others);
+    EXPECT_EQ(rows(), "disk-5-may be the system's disk, Windows does not say which that is;");
+}
+
+TEST_F(DescribedSystem, ClaimsVolumesBeforeTheFirstWriteAndReadsAhead)
+{
+    standin::describe(disk(1, "table=gpt") + volume(0, 0, "mounts=C:\\ system") +
+                      volume(1, 1, "mounts=D:\\") + volume(2, 2, "mounts=E:\\ open") +
+                      disk(2, "table=gpt"));
+    void *handle = opendisk(path(1).c_str());
+    void *second = opendisk(path(1).c_str());
+    EXPECT_EQ(readrange(handle, 0, length / 512 - 1, 512), Reading::good);
+    EXPECT_EQ(standin::events(), "") << "reading claims nothing";
+    EXPECT_EQ(writerange(handle, 2048, 4095, 512), Reading::good);
+    EXPECT_EQ(writerange(second, 2048, 2067, 512), Reading::good) << "the claim is shared";
+    EXPECT_EQ(standin::events(), "lock D:\\\ndismount D:\\\n");
+    closedisk(second);
+    EXPECT_EQ(writerange(handle, 2048, 2067, 512), Reading::good);
+    closedisk(handle);
+    const std::string last = standin::events();
+    unsigned reads = 0;
+    ASSERT_EQ(std::sscanf(last.c_str() + last.rfind("closed"), "closed 1: %u", &reads), 1) << last;
+    EXPECT_LT(reads, 200U) << "64 MiB by twenty sectors are 6,554 reads, the write test has 104";
+
+    handle = opendisk(path(2).c_str());
+    EXPECT_EQ(writerange(handle, 2048, 4095, 512), Reading::refused);
+    EXPECT_NE(refusal(handle).find("E: is in use by another program"), std::string::npos);
+    EXPECT_EQ(claimdisk(handle), 1);
+    closedisk(handle);
 }
 
 TEST(Windows, OpensNoDeviceByItsName)
