@@ -94,15 +94,10 @@ void releasememory();
 /// `parts` come back as moved.
 int batch_partition(void *handle, std::vector<PART> &parts);
 
-/// A sector of the written tables that can't be read back, or holds something else.
-struct TABLEFAULT {
-    std::uint64_t sector = 0;
-    int part = -1; ///< index of the logical disk that it belongs to; -1: the master boot sector
-};
+class Tables;
 
-/// The sectors of the last `batch_partition` of `parts` that are not on the disk as written: the
-/// master boot sector first, then the chain in order.
-std::vector<TABLEFAULT> verifytables(void *handle, const std::vector<PART> &parts);
+/// Fills `MBRbuffer`, `MBRoffset` and `extended_offset` from tables without faults.
+void publishtables(const Tables &tables);
 
 /// Moves all parts off the track of each sector in `sectors`, and off the disk's first track: a
 /// part that holds such a sector starts at the first track behind it. An extended partition and its

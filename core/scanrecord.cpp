@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <climits>
-#include <cstring>
 
 namespace
 {
@@ -82,15 +81,6 @@ int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int 
     decodescanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector}, segs,
                      count);
     return 0;
-}
-
-bool verifyseginfo(void *handle, unsigned long long sector, const SEG *segs, int count)
-{
-    const std::vector<std::uint8_t> image =
-        encodescanrecord(segs, count, static_cast<int>(g.bytespersector));
-    const auto buffer = sectorbuffer(g.bytespersector, norecordbuffer);
-    return readasector(handle, sector, buffer.get()) == 0 &&
-           std::memcmp(buffer.get(), image.data(), image.size()) == 0;
 }
 
 bool hasseginfo(void *handle, int count)

@@ -243,6 +243,20 @@ void releasememory()
     firstlogicaldisk = nullptr;
 }
 
+void publishtables(const Tables &tables)
+{
+    for (const SectorImage &image : tables.images()) {
+        if (image.kind != ImageKind::mbr)
+            continue;
+        MBRbuffer.assign(image.bytes.begin(), image.bytes.end());
+        MBRoffset = image.sector;
+    }
+    for (const PART &part : tables.parts()) {
+        if (part.kind == 'e')
+            extended_offset = static_cast<unsigned int>(part.start);
+    }
+}
+
 int batch_partition(void *handle, std::vector<PART> &parts)
 {
     if (firstgoodsector == nosector)
@@ -254,23 +268,6 @@ int batch_partition(void *handle, std::vector<PART> &parts)
     parts = tables.parts();
     if (!tables.faults().empty())
         return 1;
-    const std::vector<std::uint8_t> &table = tables.images().front().bytes;
-    MBRbuffer.assign(table.begin(), table.end());
-    MBRoffset = firstgoodsector;
-    for (const PART &part : parts) {
-        if (part.kind == 'e')
-            extended_offset = static_cast<unsigned int>(part.start);
-    }
+    publishtables(tables);
     return tables.write(handle) ? 0 : 1;
-}
-
-std::vector<TABLEFAULT> verifytables(void *handle, const std::vector<PART> &parts)
-{
-    const auto *table = reinterpret_cast<const std::uint8_t *>(MBRbuffer.data());
-    const auto signature = static_cast<std::uint32_t>(getlittle(table + signatureoffset, 4));
-    std::vector<TABLEFAULT> faults;
-    for (const SectorImage &image :
-         Tables::mbr(parts, g, {MBRoffset, secondgoodsector}, signature).readback(handle))
-        faults.push_back({image.sector, image.part});
-    return faults;
 }

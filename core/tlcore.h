@@ -131,7 +131,5 @@ int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int c
 /// Sets the marks of `count` segments from the record in `sector`, which the caller has checked.
 /// 0, or 1 if the sector could not be read; the marks then stay as they were.
 int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count);
-/// Whether `sector` reads back as the record of `count` segments that was written to it.
-bool verifyseginfo(void *handle, unsigned long long sector, const SEG *segs, int count);
 /// Whether sector 1 of the disk holds a scan record of `count` segments; an unreadable one: no.
 bool hasseginfo(void *handle, int count);

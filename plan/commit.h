@@ -6,9 +6,8 @@
 #include <span>
 #include <vector>
 
-/// What the tables can't hold of `parts`, a line each, in words for the user; empty if they can.
-QString planfaulttext(const std::vector<PART> &parts, const geom &geometry, std::uint64_t mbrsector,
-                      std::uint64_t recordsector);
+/// The faults of a list, a line each, in words for the user; empty if there are none.
+QString planfaulttext(const std::vector<PARTFAULT> &faults);
 
 /// Writes the scan record of the raw segments `segs` and the tables of `parts` to the disk, and
 /// sets `g`. Empty on success, else what to tell the user. After a success the written sectors are

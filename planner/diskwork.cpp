@@ -100,7 +100,7 @@ void DiskPartition::writetodisk()
     partresult = buildresult(entries, g);
     // Whatever can be known without the disk is said before the disk is touched: the search for
     // its first sectors already overwrites some.
-    QString problem = planfaulttext(parts, scan.diskgeom, nosector, nosector);
+    QString problem = planfaulttext(checkparts(parts, scan.diskgeom, nosector, nosector));
     if (problem.isEmpty())
         problem = commitplan(disk->devicepath, scan.diskgeom,
                              {scan.segs, static_cast<std::size_t>(scan.segnum)}, parts, partresult);

@@ -1,3 +1,6 @@
+#include "core/bytes.h"
+#include "core/diskhandle.h"
+#include "core/tables.h"
 #include "plan/planreport.h"
 #include "tests/support/disturbed.h"
 #include "tests/support/planchecker.h"
@@ -115,17 +118,15 @@ private:
         // Success was told: what is missing on the disk must be in the report.
         const QString report = bench.lastpage()->reportedit->toPlainText();
         lost += static_cast<int>(report.count("is not on the disk"));
-        const std::uint64_t record = secondgoodsector;
-        keepofftracks(parts, std::array<std::uint64_t, 2>{firstgoodsector, record}, 4);
+        const auto count = static_cast<std::size_t>(bench.scanpage()->segnum);
+        const auto *table = reinterpret_cast<const std::uint8_t *>(MBRbuffer.data());
+        const Tables tables =
+            Tables::mbr(parts, g, {firstgoodsector, secondgoodsector},
+                        static_cast<std::uint32_t>(getlittle(table + 0x1B8, 4)), {segs, count});
         platform::setbackend(&bench.backend);
         const std::vector<Operation> operations = disk->recording->operations;
-        void *handle = opendisk(disk->path.c_str());
-        std::vector<TABLEFAULT> missing = verifytables(handle, parts);
-        if (!verifyseginfo(handle, record, segs, bench.scanpage()->segnum))
-            missing.push_back({record});
-        for (const TABLEFAULT &fault : missing)
-            EXPECT_TRUE(report.contains(QString("sector %1 is not on the disk").arg(fault.sector)));
-        closedisk(handle);
+        for (const SectorImage &image : tables.readback(DiskHandle(disk->path.c_str()).get()))
+            EXPECT_TRUE(report.contains(QString("sector %1 is not on the disk").arg(image.sector)));
         disk->recording->operations = operations;
         platform::setbackend(&disturbed);
         return true;
