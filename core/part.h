@@ -115,6 +115,7 @@ struct PARTFAULT {
 /// Every reason why the tables can't hold `parts`, in list order; empty if they can.
 /// A position or count of 2^32 sectors or more; more than four top-level records; a logical disk
 /// outside the extended partition, or without one; an extended boot record on the sector of the
-/// master boot sector or of the scan record; a partition without a sector.
+/// master boot sector or of the scan record; a partition without a sector, or of type 0. Logical
+/// disks that lie outside for the order of their rows are one reason, the first.
 std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &geometry,
                                   std::uint64_t mbrsector, std::uint64_t recordsector);

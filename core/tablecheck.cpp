@@ -29,6 +29,26 @@ std::string entryname(const PART &part, int number)
     return kind + std::to_string(number);
 }
 
+// Whether the order of the logical disks' rows puts some of them outside the extended partition,
+// which reaches from the first row's start to the last row's stop.
+bool brokenbyorder(const std::vector<PART> &parts)
+{
+    const PART *extended = nullptr;
+    std::uint64_t mark = 0;
+    bool ascending = true;
+    bool inside = true;
+    for (const PART &part : parts) {
+        if (part.kind == 'e')
+            extended = &part;
+        if (part.kind != 'l' || !extended)
+            continue;
+        ascending = ascending && part.start >= mark;
+        mark = part.start;
+        inside = inside && part.start >= extended->start && part.stop <= extended->stop;
+    }
+    return !ascending && !inside;
+}
+
 } // namespace
 
 void keepofftracks(std::vector<PART> &parts, std::span<const std::uint64_t> sectors,
@@ -45,6 +65,11 @@ std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &ge
                                   std::uint64_t mbrsector, std::uint64_t recordsector)
 {
     std::vector<PARTFAULT> faults;
+    const bool disordered = brokenbyorder(parts);
+    if (disordered)
+        faults.push_back({-1, "The logical disks are not in disk order: the extended partition "
+                              "reaches from the first row to the last, and others lie outside it. "
+                              "Move the rows into disk order with Up and Down."});
     const PART *extended = nullptr;
     int top = 0;
     int logical = 0;
@@ -63,17 +88,18 @@ std::vector<PARTFAULT> checkparts(const std::vector<PART> &parts, const geom &ge
         if (islogical || part.start == 0)
             first += geometry.sectorspertrack;
 
-        if (part.stop < first)
+        if (part.stop < first && !(isextended && disordered))
             fault(" would be left without a sector.");
         else if (part.stop >= sectorlimit)
             fault(" reaches beyond sector 4294967295, the last one that a partition table can "
                   "tell.");
+        if (part.systype == 0)
+            fault(" has type 0, which other systems take for an empty entry. Give it a type.");
         if (islogical) {
             if (!extended)
                 fault(" has no extended partition around it.");
-            else if (part.start < extended->start || part.stop > extended->stop)
-                fault(" lies outside the extended partition. Move the logical disks into disk "
-                      "order.");
+            else if (!disordered && (part.start < extended->start || part.stop > extended->stop))
+                fault(" lies outside the extended partition.");
             if (part.start == mbrsector || part.start == recordsector)
                 fault(" would put its boot record over the disk's own first sectors.");
         } else if (top > tableslots || part.index < 0 || part.index >= tableslots) {

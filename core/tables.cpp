@@ -4,6 +4,7 @@
 #include "core/tlcore.h"
 
 #include <algorithm>
+#include <array>
 #include <ctime>
 #include <iterator>
 #include <memory>
@@ -27,22 +28,32 @@ constexpr int markoffset = 0x1FE;
 // The last cylinder of the head, sector and cylinder form.
 constexpr std::uint64_t lasthsccylinder = 1023;
 
+// The largest head and sector of that form.
+constexpr std::uint64_t lasthschead = 255;
+constexpr std::uint64_t lasthscsector = 63;
+
 // Type byte of a link from one extended boot record to the next.
 constexpr std::uint8_t linktype = 0x0F;
+// Type bytes that other systems write for an extended partition or a link.
+constexpr std::array<std::uint8_t, 3> extendedtypes = {0x05, linktype, 0x85};
 
 // Writes a position to three bytes: head; sector from 1 with bits 8 and 9 of the cylinder above
-// it; cylinder. A position behind cylinder 1023 becomes the last sector of that cylinder.
+// it; cylinder. A position that the fields can't hold, behind cylinder 1023 or in a geometry of
+// more heads or sectors, becomes the last sector of cylinder 1023, as far as the fields hold that.
 void writehsc(PARTSLOT *slot, int offset, std::uint64_t lba, const geom &geometry)
 {
     const std::uint64_t sectors = geometry.sectorspertrack;
     const std::uint64_t heads = geometry.heads;
-    if (lba / (heads * sectors) > lasthsccylinder)
-        lba = sectors * heads * (lasthsccylinder + 1) - 1;
-    const std::uint64_t track = lba / sectors;
-    const std::uint64_t cylinder = track / heads;
-    slot->setbyte(offset, static_cast<std::uint8_t>(track % heads));
-    slot->setbyte(offset + 1,
-                  static_cast<std::uint8_t>((lba % sectors + 1) | (cylinder >> 8 << 6)));
+    std::uint64_t cylinder = lba / (heads * sectors);
+    std::uint64_t head = lba / sectors % heads;
+    std::uint64_t sector = lba % sectors + 1;
+    if (cylinder > lasthsccylinder || head > lasthschead || sector > lasthscsector) {
+        cylinder = lasthsccylinder;
+        head = std::min(heads - 1, lasthschead);
+        sector = std::min(sectors, lasthscsector);
+    }
+    slot->setbyte(offset, static_cast<std::uint8_t>(head));
+    slot->setbyte(offset + 1, static_cast<std::uint8_t>(sector | (cylinder >> 8 << 6)));
     slot->setbyte(offset + 2, static_cast<std::uint8_t>(cylinder));
 }
 
@@ -149,6 +160,13 @@ Tables Tables::mbr(std::vector<PART> parts, const geom &geometry, const TableSec
     return tables;
 }
 
+Tables Tables::of(std::vector<SectorImage> images)
+{
+    Tables tables;
+    tables.sectors = std::move(images);
+    return tables;
+}
+
 bool Tables::write(void *handle) const
 {
     if (sectors.empty())
@@ -168,6 +186,21 @@ std::vector<SectorImage> Tables::readback(void *handle) const
         }
     }
     return missing;
+}
+
+std::optional<std::vector<std::uint64_t>> extendedlinks(std::span<const std::uint8_t> sector)
+{
+    if (getlittle(&sector[markoffset], 2) != 0xAA55)
+        return {};
+    std::vector<std::uint64_t> starts;
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::uint8_t *entry = &sector[tableoffset + i * PARTSLOT::length];
+        if ((entry[PARTSLOT::bootflag] & 0x7F) != 0)
+            return {};
+        if (std::ranges::find(extendedtypes, entry[PARTSLOT::systype]) != extendedtypes.end())
+            starts.push_back(getlittle(entry + PARTSLOT::startsector, 4));
+    }
+    return starts;
 }
 
 // ---- the same by sectors and globals -----------------------------------------------------------

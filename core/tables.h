@@ -5,6 +5,7 @@
 #include "core/seg.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -12,7 +13,8 @@
 enum class ImageKind {
     scanrecord, ///< the scan record
     mbr,        ///< the master boot sector
-    ebr         ///< an extended boot record
+    ebr,        ///< an extended boot record
+    kept        ///< what the sector held before, to be put back
 };
 
 /// One sector as it is to stand on the disk.
@@ -43,6 +45,8 @@ public:
     /// `signature` goes to offset 0x1B8 of the master boot sector.
     static Tables mbr(std::vector<PART> parts, const geom &geometry, const TableSectors &sectors,
                       std::uint32_t signature, std::span<const SEG> segs = {});
+    /// These images as they are, of any kind of table, to be written and read back alike.
+    static Tables of(std::vector<SectorImage> images);
 
     /// What the format can't hold, in list order; empty: the tables can be written.
     [[nodiscard]] const std::vector<PARTFAULT> &faults() const { return refusals; }
@@ -64,3 +68,8 @@ private:
     std::vector<PARTFAULT> refusals;
     std::vector<SectorImage> sectors;
 };
+
+/// The first sectors of the extended partitions or links in a partition table, as their entries
+/// have them: in a master boot sector from the disk's start, in an extended boot record from the
+/// extended partition's. Nothing if the sector holds no table.
+std::optional<std::vector<std::uint64_t>> extendedlinks(std::span<const std::uint8_t> sector);

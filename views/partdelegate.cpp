@@ -35,14 +35,16 @@ QString neighbourtext(const QModelIndex &index)
     return index.data(Qt::EditRole).toString();
 }
 
-/// The byte of a typed type: a known name, else hexadecimal; 0 for what is neither.
-std::uint8_t readsystype(const QString &text)
+/// The byte of a typed type: a known name, else hexadecimal; 0 for what is neither, and `read` is
+/// false then.
+std::uint8_t readsystype(const QString &text, bool &read)
 {
+    read = true;
     for (const SYSTYPE &known : systypes) {
         if (text == QString(known.name))
             return known.type;
     }
-    return static_cast<std::uint8_t>(text.toInt(nullptr, 16));
+    return static_cast<std::uint8_t>(text.toInt(&read, 16));
 }
 } // namespace
 
@@ -103,9 +105,10 @@ void PartDelegate::setModelData(QWidget *editor, QAbstractItemModel *model,
     auto *box = qobject_cast<QComboBox *>(editor);
     const int column = index.column();
     if (box && column == typecolumn) {
-        model->setData(index,
-                       static_cast<int>(static_cast<std::int8_t>(readsystype(box->currentText()))),
-                       Qt::EditRole);
+        bool read = false;
+        const std::uint8_t type = readsystype(box->currentText(), read);
+        if (read)
+            model->setData(index, static_cast<int>(static_cast<std::int8_t>(type)), Qt::EditRole);
     } else if (box && column == activecolumn) {
         model->setData(index, box->currentIndex() == 0 ? 0 : 0x80, Qt::EditRole);
     } else if (box && (column == startcolumn || column == stopcolumn)) {

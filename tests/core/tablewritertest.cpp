@@ -92,6 +92,28 @@ TEST_F(TableWriter, LongSectorsKeepTheOffsets)
     check(517104, {{0, 1, 0x81, 1, 0x07, 15, 0xBF, 0x57, 63, 0, 0, 0, 0x51, 0x56, 1, 0}});
 }
 
+// A drive that reports 300 heads and 100 sectors a track: 30000 sectors a cylinder. What fits the
+// three bytes is exact, all else becomes the largest position that does fit.
+TEST_F(TableWriter, PositionsThatTheShortFormCannotTellAreClamped)
+{
+    use(512, 100, 300, 600);
+    const struct {
+        std::uint64_t sector;
+        Bytes bytes;
+    } rows[] = {{30000, {0, 1, 1}},               // head 0, sector 1, cylinder 1
+                {30062, {0, 63, 1}},              // the last sector that can be told
+                {30063, {255, 0xFF, 0xFF}},       // the next one
+                {25500, {255, 1, 0}},             // head 255
+                {25600, {255, 0xFF, 0xFF}},       // head 256
+                {30'719'999, {255, 0xFF, 0xFF}}}; // cylinder 1023
+    for (const auto &row : rows) {
+        Bytes image(512);
+        PARTSLOT slot = getpartslot(reinterpret_cast<char *>(image.data()), 0);
+        writestophsctopartslot(&slot, row.sector);
+        EXPECT_EQ(Bytes(image.begin() + 0x1C3, image.begin() + 0x1C6), row.bytes) << row.sector;
+    }
+}
+
 TEST_F(TableWriter, MetadataTracksBelongToNoPartition)
 {
     use(512, 63, 255, 100);
@@ -177,6 +199,14 @@ TEST_F(TableWriter, PartsThatTheFormatCannotHoldAreNotWritten)
         {{extended, part('l', 1, 16065, 16127)}, {1}, "without a sector"},
         {{extended, part('l', 1, 16065, 16128)}, {}, ""},
         {{part('p', 0, 0, 62)}, {0}, "without a sector"},
+        {{part('p', 0, 63, 99, 0, 0), extended, part('l', 2, 16065, 160649, 0, 0)},
+         {0, 2},
+         "type 0"},
+        // one cause, one text: the extended partition follows its first and last row
+        {{part('e', 0, 160650, 160649, 0, 0x0F), part('l', 1, 160650, 321299),
+          part('l', 2, 16065, 160649)},
+         {-1},
+         "not in disk order"},
     };
     for (const auto &row : rows) {
         const std::vector<PARTFAULT> faults = checkparts(row.parts, g, 0, 1);

@@ -34,8 +34,9 @@ protected:
 TEST_F(Tree, EditorsStoreTypesByNameAndByNumber)
 {
     const std::pair<const char *, int> table[] = {
-        {"Linux Swap", 0x82}, {"1b", 0x1B}, {"0x1b", 0x1B},  {"f", 0x0F},    {"ef", 0xEF},
-        {"ntfs", 0},          {"", 0},      {"0x1FF", 0xFF}, {"NTFS", 0x07}, {"83", 0x83}};
+        {"Linux Swap", 0x82}, {"1b", 0x1B},    {"0x1b", 0x1B}, {"f", 0x0F},
+        {"ef", 0xEF},         {"ntfs", 0xEF}, // a text that names no type leaves the cell as it was
+        {"", 0xEF},           {"0x1FF", 0xFF}, {"NTFS", 0x07}, {"83", 0x83}};
     for (const auto &[text, byte] : table) {
         edit(row(2), 4, text);
         EXPECT_EQ(block(2)->systype, byte) << text;
