@@ -1,16 +1,70 @@
 #pragma once
 
-#include "core/tlcore.h"
+#include "core/tables.h"
 #include "plan/planreport.h"
+#include "plan/tablebackup.h"
 
-#include <span>
+#include <QString>
+
+#include <cstdint>
+#include <map>
+#include <utility>
 #include <vector>
 
-/// The faults of a list, a line each, in words for the user; empty if there are none.
+/// The faults of a list, a line each, in words for the user: ten lines at most, then how many more
+/// there are. Empty if there are none.
 QString planfaulttext(const std::vector<PARTFAULT> &faults);
 
-/// Writes the scan record of the raw segments `segs` and the tables of `parts` to the disk, and
-/// sets `g`. Empty on success, else what to tell the user. After a success the written sectors are
-/// read back; each that is not on the disk as written adds a line to the report.
-QString commitplan(const char *devicepath, const geom &geometry, std::span<SEG> segs,
-                   std::vector<PART> parts, PARTRESULT &result);
+/// One commit of a plan to a disk, in steps. They are called in the order in which they stand here;
+/// a QString result is the refusal for the user, and ends the commit if it isn't empty.
+///
+/// Functions marked "Disk:" wait for the disk. Each is one plain call without a dialog and without
+/// globals, and may run on another thread.
+class Commit
+{
+public:
+    /// The scan record is that of the raw segments `segs`. Master boot sector and scan record go to
+    /// sectors 0 and 1. If the first segment is bad, or `searching` asks for it since sector 0 took
+    /// no table before, the first two tracks are searched for two sectors that take them.
+    Commit(const geom &geometry, std::vector<SEG> segs, std::vector<PART> parts, bool searching);
+
+    /// What refuses the plan on every disk.
+    [[nodiscard]] QString refusal() const;
+    /// Disk: reads all sectors that the commit may overwrite, and the old extended chain. Tries the
+    /// plan against each outcome that the search can have, and refuses it if it fits none. Writes
+    /// nothing.
+    [[nodiscard]] QString prepare(void *handle, const DISKINFO &disk);
+    /// Why the plan may be refused behind the search, which overwrites sectors. Empty: it fits each
+    /// outcome.
+    [[nodiscard]] const QString &risk() const { return doubt; }
+    /// What `prepare` read, to be saved.
+    [[nodiscard]] const TableBackup &backup() const { return before; }
+    /// Disk: chooses the two sectors and builds the tables. A search overwrites sectors.
+    [[nodiscard]] QString search(void *handle);
+    /// Disk: writes the tables and tells the system.
+    [[nodiscard]] QString write(void *handle);
+    /// Disk: reads them back.
+    void readback(void *handle);
+    /// Adds to the result what is on the disk, and sets the globals of core/part.h.
+    void report(PARTRESULT &result) const;
+
+private:
+    [[nodiscard]] TableSectors settled(std::uint64_t first, std::uint64_t second) const;
+    [[nodiscard]] Tables build(const TableSectors &sectors) const;
+    [[nodiscard]] std::vector<TableSectors> outcomes() const;
+
+    geom geometry;
+    std::vector<SEG> segs;
+    std::vector<PART> parts;
+    std::uint32_t signature; ///< the clock, seconds since 1970
+    bool searching;
+    std::uint64_t searchlimit;             ///< first sector behind the search
+    std::uint64_t fallback = nosector;     ///< first sector of the first good segment
+    std::vector<std::uint64_t> candidates; ///< sectors of the search that could be read
+    TableBackup before;
+    QString doubt;
+    Tables tables;
+    TableSectors chosen;
+    std::vector<SectorImage> missing; ///< not on the disk as written
+    bool gone = false;                ///< the disk did not answer the reading back
+};

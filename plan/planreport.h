@@ -7,6 +7,15 @@
 
 #include <vector>
 
+/// What of a commit's tables was read back from the disk as written.
+enum class OnDisk {
+    whole,   ///< all of them
+    part,    ///< all but logical disks
+    notable, ///< the partition table is missing
+    nothing, ///< not one sector
+    unknown  ///< the disk did not answer any more
+};
+
 /// What a commit did, for the last page.
 struct PARTRESULT {
     QString report;          ///< one line for each partition
@@ -15,6 +24,8 @@ struct PARTRESULT {
     int logicalcount = 0;    ///< of kind 'l'
     bool indiskorder = true; ///< both groups, primaries with the extended entry and logical disks,
                              ///< ascend on the disk
+    OnDisk ondisk = OnDisk::whole;
+    int usablelogicals = 0; ///< for `OnDisk::part`: logical disks in front of the first lost one
 };
 
 /// The plan's entries in sectors, in the order given. `index` is the entry's position.

@@ -9,7 +9,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 
+class Commit;
 class GraphicsScene;
 class GraphicsView;
 class PartTreeModel;
@@ -145,6 +147,8 @@ private:
     void showstate(const PlanState &state, int strategy, const std::optional<std::uint64_t> &place);
     /// Goes a step back or forth and says so.
     void walkhistory(void (QUndoStack::*walk)(), const QString &said);
+    /// Carries a commit to this disk out, with its questions: false if it was refused or given up.
+    bool carryout(Commit &commit, const DISKINFO &disk, const QString &scanfile);
     /// `QMessageBox::warning` with the title "error" and Ok.
     void refuse(const QString &text);
     void showplannote();
@@ -158,5 +162,6 @@ private:
     int laststrategy = 0; ///< what the strategy box showed after the last change
     QString stepname;     ///< of the operation under way
     std::optional<std::uint64_t> stepplace;
-    QTimer *notetimer; ///< has the note follow the plan once the operation under way is done
+    std::string tablerefuser; ///< path of the disk whose first sector did not take the table
+    QTimer *notetimer;        ///< has the note follow the plan once the operation under way is done
 };

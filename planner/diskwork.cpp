@@ -1,7 +1,9 @@
 #include "planner/diskpartition.h"
 
+#include "core/diskhandle.h"
 #include "plan/commit.h"
 #include "scan/diskscanpage.h"
+#include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
 #include <QCloseEvent>
@@ -76,6 +78,36 @@ void DiskPartition::rescan()
     onstrategychanged(0);
 }
 
+bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString &scanfile)
+{
+    const auto refused = [this](const QString &problem) {
+        if (!problem.isEmpty())
+            refuse(problem);
+        return !problem.isEmpty();
+    };
+    if (refused(commit.refusal()))
+        return false;
+    const DiskHandle handle(disk.devicepath);
+    if (refused(handle ? QString() : "Can not open the disk.") ||
+        refused(commit.prepare(handle.get(), disk)))
+        return false;
+    if (!commit.risk().isEmpty() &&
+        !plainquestion(this, "write",
+                       "The start of the disk is searched for sectors that take the partition "
+                       "table, which overwrites what they hold. It depends on what is found "
+                       "whether this plan can be written:\n" +
+                           commit.risk() + "\n\nSearch?"))
+        return false;
+    const QString unkept = commit.backup().save(scanfile);
+    if (!unkept.isEmpty() &&
+        !plainquestion(this, "write", unkept + "\n\nWrite without a way back?"))
+        return false;
+    if (refused(commit.search(handle.get())) || refused(commit.write(handle.get())))
+        return false;
+    commit.readback(handle.get());
+    return true;
+}
+
 void DiskPartition::writetodisk()
 {
     DpWizard *wiz = dpwizard(this);
@@ -96,17 +128,15 @@ void DiskPartition::writetodisk()
     if (rows(Level::top).isEmpty())
         defaultpartition();
     const std::vector<EXTPART> entries = getallparts();
-    const std::vector<PART> parts = buildparts(entries, scan.diskgeom.sectorspercyl);
     partresult = buildresult(entries, g);
-    // Whatever can be known without the disk is said before the disk is touched: the search for
-    // its first sectors already overwrites some.
-    QString problem = planfaulttext(checkparts(parts, scan.diskgeom, nosector, nosector));
-    if (problem.isEmpty())
-        problem = commitplan(disk->devicepath, scan.diskgeom,
-                             {scan.segs, static_cast<std::size_t>(scan.segnum)}, parts, partresult);
-    if (!problem.isEmpty()) {
-        refuse(problem);
+    Commit commit(scan.diskgeom, {scan.segs, scan.segs + scan.segnum},
+                  buildparts(entries, scan.diskgeom.sectorspercyl),
+                  disk->devicepath == tablerefuser);
+    if (!carryout(commit, *disk, QString::fromLocal8Bit(scan.filename)))
         return;
-    }
+    commit.report(partresult);
+    // A read test finds no fault in a sector that only refuses to be written.
+    if (partresult.ondisk == OnDisk::notable || partresult.ondisk == OnDisk::nothing)
+        tablerefuser = disk->devicepath;
     wiz->leavepage();
 }

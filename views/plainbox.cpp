@@ -6,3 +6,11 @@ void plainbox(QWidget *parent, QMessageBox::Icon icon, const QString &title, con
     box.setTextFormat(Qt::PlainText);
     box.exec();
 }
+
+bool plainquestion(QWidget *parent, const QString &title, const QString &text)
+{
+    QMessageBox box(QMessageBox::Warning, title, text, QMessageBox::Yes | QMessageBox::No, parent);
+    box.setDefaultButton(QMessageBox::No);
+    box.setTextFormat(Qt::PlainText);
+    return box.exec() == QMessageBox::Yes;
+}

@@ -8,6 +8,57 @@
 #include <QTextEdit>
 #include <QVBoxLayout>
 
+namespace
+{
+
+// What the disk holds now. The given text stands only for tables that were read back whole.
+QString headline(const PARTRESULT &result)
+{
+    switch (result.ondisk) {
+    case OnDisk::whole:
+        break;
+    case OnDisk::part:
+        return QString("The partition table is on the disk, with %1 primary partitions. Of %2 "
+                       "logical disks only the first %3 can be used. This was planned:")
+            .arg(result.primarycount)
+            .arg(result.logicalcount)
+            .arg(result.usablelogicals);
+    case OnDisk::notable:
+        return "The partition table is not on the disk, and no partition can be used. This was "
+               "planned:";
+    case OnDisk::nothing:
+        return "Nothing was written to the disk. This was planned:";
+    case OnDisk::unknown:
+        return "The disk does not answer any more. What of this plan is on it can not be told:";
+    }
+    return QString("Created %1 primary partitions,%2 primary extended partition, and "
+                   "%3 logical disks. The detailed partition infomation is as follows.")
+        .arg(result.primarycount)
+        .arg(result.extendedcount)
+        .arg(result.logicalcount);
+}
+
+QString closingline(OnDisk ondisk)
+{
+    switch (ondisk) {
+    case OnDisk::whole:
+        break;
+    case OnDisk::part:
+        return "Only a part of the partition data has been written to the hard disk. Go Back to "
+               "change the plan and write again.\n";
+    case OnDisk::notable:
+    case OnDisk::nothing:
+        return "Go Back and press Next to write again: another place is then searched for the "
+               "partition table.\n";
+    case OnDisk::unknown:
+        return "Go Back and press Next to write again once the disk is back.\n";
+    }
+    return LastPage::tr("Partition data has been written to the hard disk. You may need to reset "
+                        "your computer to see the changes.\n");
+}
+
+} // namespace
+
 LastPage::LastPage(QWidget *parent) : QWizardPage(parent)
 {
     closinglabel = new QLabel;
@@ -27,16 +78,11 @@ void LastPage::initializePage()
     connect(frame, &QWizard::currentIdChanged, this, &LastPage::hidecancel, Qt::UniqueConnection);
     const PARTRESULT result = frame->planner()->partresult;
 
-    headlabel->setText(QString("Created %1 primary partitions,%2 primary extended partition, and "
-                               "%3 logical disks. The detailed partition infomation is as follows.")
-                           .arg(result.primarycount)
-                           .arg(result.extendedcount)
-                           .arg(result.logicalcount));
+    headlabel->setText(headline(result));
     headlabel->setWordWrap(true);
     reportedit->setPlainText(result.report);
-    QString closing = tr("Partition data has been written to the hard disk. You may need to reset "
-                         "your computer to see the changes.\n");
-    if (!result.indiskorder)
+    QString closing = closingline(result.ondisk);
+    if (!result.indiskorder && (result.ondisk == OnDisk::whole || result.ondisk == OnDisk::part))
         closing += "The partitions are not in disk order and may be incompatible with some "
                    "software.\n";
     closing += "Thanks for using this program!";

@@ -2,6 +2,7 @@
 
 #include "platform/windowicon.h"
 #include "views/indicators.h"
+#include "wizard/tablerestore.h"
 
 #include <QAbstractButton>
 #include <QButtonGroup>
@@ -69,6 +70,7 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
         keepindicatorvisible(row);
         row->setEnabled(!alldisks[i].runningos &&
                         (alldisks[i].inuse[0] == '\0' || alldisks[i].claimable));
+        addrestoremenu(row, alldisks[i]);
         diskgroup->addButton(row, static_cast<int>(i));
         // No wider than its text, since the rest of a row does not take a click.
         disklayout->addWidget(row, 0, Qt::AlignLeft);

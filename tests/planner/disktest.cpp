@@ -111,7 +111,7 @@ TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
     page->treemodel->downRow(page->treemodel->index(0, 0, extended));
     // the search for good sectors would already write
     scan->segs[0].isbad = 1;
-    refused("Logical disk 1");
+    refused("The logical disks are not in disk order");
     page->treemodel->upRow(page->treemodel->index(1, 0, extended));
     for (SEG &seg : raw())
         seg.isbad = 1;
@@ -146,9 +146,13 @@ TEST_F(PlannerOnDisk, BadFirstSegment)
     click(next);
     EXPECT_TRUE(current() == wizard->partitionpageid && count(Kind::write) == 0);
     EXPECT_TRUE(told().contains("Logical disk 1"));
+    // A search that may still find the first track asks before it writes.
+    disk->faults->unreadable.remove(5, 5);
+    click(next);
+    EXPECT_TRUE(current() == wizard->partitionpageid && count(Kind::write) == 0);
+    EXPECT_TRUE(told().contains("Logical disk 1"));
 
     // One sector of the two tracks is good. An empty plan is planned by itself.
-    disk->faults->unreadable.remove(5, 5);
     plan("b0-0 u1-39");
     click(next);
     EXPECT_EQ(current(), wizard->lastpageid);
@@ -164,14 +168,17 @@ TEST_F(PlannerOnDisk, BadFirstSegment)
 TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
 {
     plan("l0-9 l10-19 l20-29 l30-39");
-    const auto commit = [this] {
-        EXPECT_TRUE(click(next) && current() == wizard->lastpageid);
+    QString story;
+    const auto commit = [this, &story] {
+        EXPECT_TRUE(click(next) && current() == wizard->lastpageid) << told().toStdString();
         const QString text = lastpage()->reportedit->toPlainText();
+        story = lastpage()->headlabel->text() + "|" + lastpage()->closinglabel->text();
         EXPECT_TRUE(click(back));
         return text;
     };
     const QString ordinary = commit();
     EXPECT_EQ(ordinary.count('\n'), 5);
+    EXPECT_TRUE(story.startsWith("Created 0") && story.contains("|Partition data has been"));
     // The first record lies behind the track of the master boot sector.
     disk->faults->lying.add(20 * 32);
     disk->faults->unwritable.add(1);
@@ -182,15 +189,129 @@ TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
         "write again.\n";
     // sector 1 still holds the record of the first commit, and that is the same
     EXPECT_EQ(commit(), ordinary + record.arg(3).arg(640) + record.arg(4).arg(960));
+    EXPECT_TRUE(story.contains("Of 4 logical disks only the first 2 can") &&
+                story.contains("|Only a part"))
+        << story.toStdString();
     *disk->faults = {};
     disk->faults->lying.add(0, 1);
     EXPECT_EQ(commit(), ordinary +
                             "The partition table in sector 0 is not on the disk as written: none "
-                            "of the partitions can be used. Go Back, rescan the block that holds "
-                            "the sector, and write again.\n"
+                            "of the partitions can be used. Go Back and write again; another "
+                            "sector is then searched for it.\n"
                             "The scan result in sector 1 is not on the disk as written. The "
                             "partitions are not affected, but a later run can not fall back on "
                             "it.\n");
+    EXPECT_TRUE(story.startsWith("The partition table is not on the disk") &&
+                !story.contains("has been written"))
+        << story.toStdString();
+    // The advice leads somewhere: a search, once the user agrees to it.
+    EXPECT_FALSE(click(next) && current() == wizard->lastpageid);
+    dialogs.consent = true;
+    EXPECT_EQ(commit(), ordinary);
+    EXPECT_TRUE(firstgoodsector == 2 && secondgoodsector == 3 && story.startsWith("Created 0"));
+    // Where no sector takes the table, the plan is refused in words.
+    disk->faults->unwritable.add(0, 31);
+    told();
+    EXPECT_FALSE(click(next) && current() == wizard->lastpageid);
+    EXPECT_TRUE(told().contains("!No sector of the disk's first two tracks takes"));
+    // A disk that went away is no disk with seven bad sectors.
+    *disk->faults = {};
+    disk->recording->clear();
+    commit();
+    const std::size_t calls = disk->recording->operations.size();
+    bool gone = false;
+    for (std::size_t i = 1; i < calls && !gone; i++) {
+        disk->faults->vanishafter = i;
+        click(next);
+        disk->faults->vanishafter.reset();
+        if (current() != wizard->lastpageid) {
+            EXPECT_TRUE(told().contains("The disk does not answer any more.")) << i;
+            continue;
+        }
+        gone = lastpage()->headlabel->text().startsWith("The disk does not answer any more.");
+        EXPECT_EQ(lastpage()->reportedit->toPlainText(), ordinary);
+    }
+    EXPECT_TRUE(gone);
+}
+
+// A table with a chain of two records, in front of data; the first segment is bad, so that the
+// search overwrites more than the new tables do.
+TEST_F(PlannerOnDisk, TheOldTablesComeBack)
+{
+    const auto image = [this](bool fill) {
+        QByteArray bytes(static_cast<int>(disk->bytes), '\0');
+        EXPECT_TRUE(fill ||
+                    disk->store->load(0, bytes.data(), static_cast<std::size_t>(bytes.size())));
+        return bytes;
+    };
+    QByteArray old = image(true);
+    for (int i = 0; i < old.size(); i++)
+        old[i] = static_cast<char>(i * 7 + i / 512);
+    const auto table = [&old](int sector, int entry, int type, int start) {
+        if (entry == 0)
+            old.replace(sector * 512 + 0x1BE, 66, QByteArray(64, '\0') + "\x55\xAA");
+        char *slot = old.data() + sector * 512 + 0x1BE + 16 * entry;
+        slot[4] = static_cast<char>(type);
+        qToLittleEndian(start, slot + 8);
+    };
+    table(0, 0, 7, 64);
+    table(0, 1, 0x05, 900);
+    table(900, 0, 7, 16);
+    table(900, 1, 0x05, 100);
+    table(1000, 0, 7, 16);
+    disk->faults->lying.add(1);
+    for (const QString &name : QDir().entryList({"disk0.tables-*"}))
+        QFile::remove(name);
+    ASSERT_TRUE(disk->store->save(0, old.constData(), static_cast<std::size_t>(old.size())));
+    scan->segs[0].isbad = 1;
+    plan("b0-0 p1-9 l10-19 l20-29 u30-39");
+    ASSERT_TRUE(click(next) && current() == wizard->lastpageid) << told().toStdString();
+    EXPECT_EQ(firstgoodsector, 0U);
+    EXPECT_EQ(secondgoodsector, 2U);
+    ASSERT_TRUE(click(back, back, back));
+    // what was done to the disk since
+    ASSERT_TRUE(disk->store->save(1000 * 512, QByteArray(512, 'n').constData(), 512));
+
+    QAbstractButton *row = selectpage()->diskgroup->button(0);
+    const auto offers = [row] {
+        qDeleteAll(row->findChildren<QMenu *>());
+        emit row->customContextMenuRequested({});
+        QList<QAction *> actions = row->findChild<QMenu *>()->actions();
+        actions.removeIf([](const QAction *one) { return !one->isEnabled(); });
+        return actions;
+    };
+    const auto restore = [&](int offer) {
+        offers().at(offer)->trigger();
+        return told();
+    };
+    told();
+    ASSERT_EQ(offers().size(), 1);
+    disk->recording->clear();
+    dialogs.consent = false;
+    restore(0);
+    EXPECT_EQ(count(Kind::open), 0U); // asked, and left alone
+    dialogs.consent = true;
+    disk->faults->unwritable.add(1000);
+    const QString partly = restore(0);
+    EXPECT_TRUE(partly.contains("!These sectors are not on the disk as they were: 1, 1000."))
+        << partly.toStdString();
+    *disk->faults = {};
+    EXPECT_EQ(offers().size(), 2); // of what the first one overwrote
+    EXPECT_TRUE(restore(1).contains("are on the disk again."));
+    EXPECT_TRUE(image(false) == old);
+
+    // a damaged file, and one of a disk of another length
+    const QStringList files = QDir().entryList({"disk0.tables-*"});
+    ASSERT_EQ(files.size(), 3);
+    for (const QString &name : files) {
+        QFile file(name);
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        QByteArray bytes = file.readAll();
+        bytes[bytes.size() - 5] = static_cast<char>(bytes[bytes.size() - 5] + 1);
+        file.seek(0);
+        file.write(bytes);
+    }
+    EXPECT_TRUE(offers().isEmpty());
 }
 
 TEST_F(PlannerOnDisk, ReturnOnThePageNeverWrites)

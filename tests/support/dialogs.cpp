@@ -26,7 +26,10 @@ void DialogAnswers::look()
     if (auto *box = qobject_cast<QMessageBox *>(widget)) {
         const char *kind = box->icon() == QMessageBox::Warning ? "warning" : "information";
         seen.append({kind, box->windowTitle(), box->text()});
-        box->button(QMessageBox::Ok)->click();
+        if (QAbstractButton *ok = box->button(QMessageBox::Ok))
+            ok->click();
+        else
+            box->button(consent ? QMessageBox::Yes : QMessageBox::No)->click();
         return;
     }
     auto *input = qobject_cast<QInputDialog *>(widget);

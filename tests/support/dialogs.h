@@ -10,8 +10,9 @@
 
 class QWidget;
 
-/// Records and closes every modal dialog during its lifetime: message boxes by Ok, input dialogs by
-/// the next answer. So a test never hangs on a dialog, and can check afterwards what was shown.
+/// Records and closes every modal dialog during its lifetime: message boxes by Ok, Yes or No, input
+/// dialogs by the next answer. So a test never hangs on a dialog, and can check afterwards what was
+/// shown.
 class DialogAnswers : public QObject
 {
 public:
@@ -33,6 +34,9 @@ public:
     std::function<QVariant(const Seen &)> fallback;
     /// Called first for every modal widget; true if it closed it (a `GeomDlg`), not recorded then.
     std::function<bool(QWidget *)> custom;
+
+    /// The answer to questions with Yes and No.
+    bool consent = false;
 
     /// Texts of all message boxes so far, in order.
     [[nodiscard]] QStringList messages() const;

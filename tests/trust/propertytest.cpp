@@ -1,3 +1,4 @@
+#include "core/diskhandle.h"
 #include "plan/commit.h"
 #include "plan/planreport.h"
 #include "scan/consolidation.h"
@@ -137,7 +138,16 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         std::vector<PART> parts = buildparts(page.treemodel->getallparts(), g.sectorspercyl);
         SCOPED_TRACE("case " + std::to_string(i) + ": " + blocktext(page.extparts));
         PARTRESULT result;
-        ASSERT_EQ(commitplan("disk", geometry, segs, parts, result).toStdString(), "");
+        {
+            Commit commit(geometry, segs, parts, false);
+            const DiskHandle handle("disk");
+            for (const QString &fault :
+                 {commit.refusal(), commit.prepare(handle.get(), {}), commit.risk(),
+                  commit.search(handle.get()), commit.write(handle.get())})
+                ASSERT_EQ(fault.toStdString(), "");
+            commit.readback(handle.get());
+            commit.report(result);
+        }
         ASSERT_EQ(result.report.toStdString(), "");
 
         const std::array<std::uint64_t, 2> own = {firstgoodsector, secondgoodsector};

@@ -132,6 +132,23 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     const LoopDisk disk(options);
     ASSERT_FALSE(disk.node.empty()) << disk.error;
     platform::setbackend(nullptr);
+    const auto run = [](const QString &command) {
+        QProcess process;
+        process.start("sh", {"-c", command});
+        EXPECT_TRUE(process.waitForFinished() && process.exitCode() == 0)
+            << command.toStdString() << process.readAllStandardError().toStdString();
+        return process.readAllStandardOutput();
+    };
+    const QString target = QString::fromStdString(disk.node);
+    run("printf 'label: dos\n63,9000\n20000,4000000,E\n20063,9000\n40063,9000\n' | sfdisk -q "
+        "--no-reread " +
+        target);
+    const QByteArray oldtable = run("sfdisk --dump " + target);
+    const auto start = [&disk] {
+        return disk.medium(0, 126 * 512) + disk.medium(132 * cylinder * 512, 512) +
+               disk.medium(202 * cylinder * 512, 512) + disk.medium(40000 * 512, 512);
+    };
+    const std::string old = start();
     ASSERT_NO_FATAL_FAILURE(walk(disk.node, 0, 1, [&disk](std::uint64_t number) {
         return QByteArray::fromStdString(disk.medium(number * 512, 512));
     }));
@@ -161,4 +178,21 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
             EXPECT_EQ(printed.count(row), 1) << (row + " in " + printed).toStdString();
         }
     }
+
+    // The way back: by the program, and by the tools that the file's header names.
+    const QStringList kept = QDir().entryList({QString(bench.scanpage()->filename) + ".tables-*"});
+    ASSERT_EQ(kept.size(), 1);
+    EXPECT_NE(start(), old);
+    ASSERT_TRUE(bench.click(WizardBench::back, WizardBench::back, WizardBench::back));
+    bench.dialogs.consent = true;
+    QAbstractButton *row = bench.selectpage()->diskgroup->button(bench.rowof(disk.node));
+    emit row->customContextMenuRequested({});
+    row->findChild<QMenu *>()->actions().at(0)->trigger();
+    EXPECT_TRUE(bench.dialogs.messages().last().contains("are on the disk again."));
+    EXPECT_EQ(start(), old);
+    EXPECT_EQ(run("sfdisk --dump " + target), oldtable);
+    run("dd if=/dev/urandom of=" + target + " bs=512 count=126 conv=fsync");
+    run(QString("sed -n '/^dd /p;/^sha256/q' %1 | FILE=%1 DISK=%2 sh; sync").arg(kept[0], target));
+    EXPECT_EQ(start().substr(0, 1024), old.substr(0, 1024));
+    EXPECT_EQ(run("sfdisk --dump " + target), oldtable);
 }
