@@ -30,6 +30,9 @@ std::array<std::uint8_t, geomsize> encodegeom(const geom &geometry);
 /// The geometry of an image; the reserved bytes are ignored, nothing is checked.
 geom decodegeom(std::span<const std::uint8_t, geomsize> image);
 
+/// Sectors that a master boot sector can address; a disk of more gets a GUID partition table.
+inline constexpr std::uint64_t maxmbrsectors = 0xFFFFFFFF;
+
 /// Bytes per GB in every text for the user.
 inline constexpr double bytespergb = 1e9;
 

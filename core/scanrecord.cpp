@@ -1,6 +1,7 @@
 #include "core/tlcore.h"
 
 #include "core/bytes.h"
+#include "core/gpt.h"
 
 #include <algorithm>
 #include <climits>
@@ -13,6 +14,9 @@ constexpr std::size_t magic1offset = 0;
 constexpr std::size_t magic2offset = 4;
 constexpr std::size_t countoffset = 8;
 constexpr std::size_t bitsoffset = 12;
+
+// Sectors behind the entries of a GUID table that are searched for the record.
+constexpr std::uint64_t maxrecordsearch = 128;
 
 constexpr const char *norecordbuffer = "can not allocate memory!\n";
 
@@ -83,11 +87,28 @@ int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int 
     return 0;
 }
 
+std::uint64_t findscanrecord(void *handle, int count)
+{
+    std::vector<std::uint8_t> sector(g.bytespersector);
+    if (!readimage(handle, 1, sector))
+        return nosector;
+    if (isscanrecord(sector, count))
+        return 1;
+    const auto header = decodegptheader(sector);
+    if (!header)
+        return nosector;
+    // the first good sector behind the entries, in front of the partitions
+    const std::uint64_t first =
+        header->array + (header->arraylength + sector.size() - 1) / sector.size();
+    const std::uint64_t end = std::min(header->firstusable, first + maxrecordsearch);
+    for (std::uint64_t at = first; at < end; ++at) {
+        if (readimage(handle, at, sector) && isscanrecord(sector, count))
+            return at;
+    }
+    return nosector;
+}
+
 bool hasseginfo(void *handle, int count)
 {
-    const auto buffer = sectorbuffer(g.bytespersector, norecordbuffer);
-    if (readasector(handle, 1, buffer.get()) != 0)
-        return false;
-    return isscanrecord({reinterpret_cast<const std::uint8_t *>(buffer.get()), g.bytespersector},
-                        count);
+    return findscanrecord(handle, count) != nosector;
 }

@@ -4,9 +4,11 @@
 #include "core/part.h"
 #include "core/seg.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 /// What a sector image holds.
@@ -14,6 +16,9 @@ enum class ImageKind {
     scanrecord, ///< the scan record
     mbr,        ///< the master boot sector
     ebr,        ///< an extended boot record
+    gptheader,  ///< the header of a GUID partition table
+    gptarray,   ///< a sector of its entries
+    gptbackup,  ///< a sector of the copy of both at the disk's end
     kept        ///< what the sector held before, to be put back
 };
 
@@ -29,6 +34,9 @@ struct SectorImage {
 struct TableSectors {
     unsigned long long mbr = nosector;        ///< master boot sector
     unsigned long long scanrecord = nosector; ///< scan record
+    // for a GUID table, whose master boot sector is the protective one in sector 0:
+    unsigned long long array = nosector; ///< first sector of its entries
+    unsigned long long disksectors = 0;  ///< length of the whole disk in sectors
 };
 
 /// The partition tables of one disk as sector images: built once, then written and read back. It
@@ -48,12 +56,21 @@ public:
     /// These images as they are, of any kind of table, to be written and read back alike.
     static Tables of(std::vector<SectorImage> images);
 
+    /// A GUID partition table at both ends of the disk, with the scan record. The parts of kind 'p'
+    /// and 'l' become entries in their order; they are cut to the usable sectors, with starts
+    /// rounded up and stops rounded down to 1 MiB, or to 4096 bytes if less is there. `ids` holds
+    /// the disk's GUID and then one for each part, `names` one name for each part.
+    static Tables gpt(std::vector<PART> parts, const geom &geometry, const TableSectors &sectors,
+                      std::span<const std::array<std::uint8_t, 16>> ids,
+                      std::span<const std::string> names, std::span<const SEG> segs = {});
+
     /// What the format can't hold, in list order; empty: the tables can be written.
     [[nodiscard]] const std::vector<PARTFAULT> &faults() const { return refusals; }
     /// The parts as moved.
     [[nodiscard]] const std::vector<PART> &parts() const { return moved; }
     /// The images in the order in which they are written: the scan record, the master boot sector,
-    /// the chain from its head. Empty if there are faults.
+    /// the chain from its head; of a GUID table the entries, the header, the copy
+    /// of both and the master boot sector last. Empty if there are faults.
     [[nodiscard]] const std::vector<SectorImage> &images() const { return sectors; }
 
     /// Writes the images in their order and tells the system; whether it accepted the new layout.

@@ -131,5 +131,8 @@ int writeseginfotodisk(void *handle, unsigned long long sector, SEG *segs, int c
 /// Sets the marks of `count` segments from the record in `sector`, which the caller has checked.
 /// 0, or 1 if the sector could not be read; the marks then stay as they were.
 int readseginfofromdisk(void *handle, unsigned long long sector, SEG *segs, int count);
-/// Whether sector 1 of the disk holds a scan record of `count` segments; an unreadable one: no.
+/// The sector of a scan record of `count` segments: sector 1, or one of the sectors behind the
+/// entries of a GUID table. `nosector` if there is none that can be read.
+std::uint64_t findscanrecord(void *handle, int count);
+/// Whether the disk holds a scan record of `count` segments.
 bool hasseginfo(void *handle, int count);

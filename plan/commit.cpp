@@ -37,6 +37,9 @@ QString lostline(const SectorImage &image, int logical)
                        "Back, give its block up, and write again.\n")
             .arg(logical)
             .arg(image.sector);
+    case ImageKind::gptheader:
+    case ImageKind::gptarray:
+    case ImageKind::gptbackup:
     case ImageKind::kept:
         break;
     }

@@ -226,8 +226,9 @@ std::pair<ScanFile, QString> Scan::readprevious() const
     // The record was there when the page was entered. One that is gone must not pass for a disk
     // without damage.
     ScanFile record{.state = ScanFileState::complete, .geometry = diskgeom, .segs = plan};
-    if (hasseginfo(disk.get(), segnum) &&
-        readseginfofromdisk(disk.get(), 1, record.segs.data(), segnum) == 0)
+    const std::uint64_t sector = findscanrecord(disk.get(), segnum);
+    if (sector != nosector &&
+        readseginfofromdisk(disk.get(), sector, record.segs.data(), segnum) == 0)
         return {record, {}};
     if (!diskpresent(disk.get()))
         return {{}, gonetext()};
