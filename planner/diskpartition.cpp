@@ -1,6 +1,7 @@
 #include "planner/diskpartition.h"
 
 #include "scan/diskscanpage.h"
+#include "views/diagramaccessible.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
 #include "views/partdelegate.h"
@@ -110,6 +111,7 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
 
 void DiskPartition::makediagram()
 {
+    installdiagramaccessibility();
     diagramview = new GraphicsView(this);
     diagramview->setMinimumHeight(mindiagramheight);
     diagramview->setAccessibleName("Disk diagram");

@@ -197,16 +197,3 @@ void installdiagramaccessibility()
     // Installing it again is no harm: the list of factories holds each one once.
     QAccessible::installFactory(makeinterface);
 }
-
-void tellblockselected(GraphicsView *view, int index)
-{
-    if (!QAccessible::isActive())
-        return;
-    // Another block may have come to this place since it was last read.
-    for (const QAccessible::Event type :
-         {QAccessible::NameChanged, QAccessible::Selection, QAccessible::Focus}) {
-        QAccessibleEvent event(view, type);
-        event.setChild(index);
-        QAccessible::updateAccessibility(&event);
-    }
-}

@@ -1,10 +1,5 @@
 #pragma once
 
-class GraphicsView;
-
 /// Makes the blocks of the diagram known to assistive technology: every `GraphicsView` becomes a
 /// list with one entry for each block in disk order. Graphics items are invisible to it otherwise.
 void installdiagramaccessibility();
-
-/// Tells that the keys selected the block at `index`.
-void tellblockselected(GraphicsView *view, int index);

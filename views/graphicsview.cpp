@@ -1,8 +1,8 @@
 #include "views/graphicsview.h"
 
-#include "views/diagramaccessible.h"
 #include "views/partitem.h"
 
+#include <QAccessible>
 #include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QMenu>
@@ -11,11 +11,29 @@
 
 #include <algorithm>
 
+namespace
+{
+
+// Tells assistive technology that the keys selected the block at `index`.
+void tellblockselected(GraphicsView *view, int index)
+{
+    if (!QAccessible::isActive())
+        return;
+    // the block at this index may be another than when it was last read
+    for (const QAccessible::Event type :
+         {QAccessible::NameChanged, QAccessible::Selection, QAccessible::Focus}) {
+        QAccessibleEvent event(view, type);
+        event.setChild(index);
+        QAccessible::updateAccessibility(&event);
+    }
+}
+
+} // namespace
+
 GraphicsView::GraphicsView(QWidget *planner)
     : QGraphicsView(planner), page(dynamic_cast<Plan *>(planner))
 {
     page->watch(this);
-    installdiagramaccessibility();
     setAccessibleName("Disk diagram");
     setFocusPolicy(Qt::StrongFocus);
     // Outlines and the focus marks reach beyond the items' rectangles.
