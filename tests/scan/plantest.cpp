@@ -80,6 +80,7 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
         std::set<std::uint64_t> failing;
         List list;
         const char *marksafter, *moves;
+        int goneafter = -1; // moves
     } cases[] = {
         {"..B..", {5}, {{0, 3, 0}, {4, 7, 1}, {8, 9, 0}}, "..BB.", "3,0 "},
         {"..B..", {0, 1, 4, 8, 9}, {{0, 3, 0}, {4, 5, 1}, {6, 9, 0}}, "..B..", ""},
@@ -88,6 +89,8 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
         // The index behind the last segment is clamped.
         {"........B.", {8}, {{0, 7, 0}, {8, 8, 1}}, "........BB", "9,0 "},
         {"B....", {1, 3}, {{0, 5, 1}, {6, 9, 0}}, "BBB..", "1,0 2,0 "},
+        // A disk that is gone leaves everything as it was.
+        {"B....", {1, 3}, {{0, 1, 1}, {2, 9, 0}}, "B....", "1,0 2,0 ", 2},
     };
     for (const auto &row : cases) {
         SCOPED_TRACE(row.marks);
@@ -97,16 +100,20 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
         integratesegs(segs.data(), segnum, list);
         std::string moves;
         BoundaryCheck check(list, segs.data(), segnum, geometryof(10));
-        for (auto step = check.next(); step.action != BoundaryCheck::Action::done;) {
-            Reading reading = Reading::good;
-            if (step.action == BoundaryCheck::Action::moved) {
+        Reading reading = Reading::good;
+        using Action = BoundaryCheck::Action;
+        for (auto step = check.next(); step.action == Action::read || step.action == Action::moved;
+             step = check.next(reading)) {
+            reading = Reading::good;
+            if (step.action == Action::moved) {
                 moves += std::to_string(step.rawindex) + "," + std::to_string(step.isbad) + " ";
             } else if (step.first < step.last) {
                 EXPECT_TRUE(step.first % 4 == 0 && step.last - step.first == 7);
                 if (row.failing.contains(step.first / 4) || row.failing.contains(step.last / 4))
                     reading = check.moves() ? Reading::refused : Reading::bad;
+                if (check.moves() == row.goneafter)
+                    reading = Reading::gone;
             }
-            step = check.next(reading);
         }
         EXPECT_EQ(check.moves(), std::count(moves.begin(), moves.end(), ' '));
         EXPECT_EQ(list, row.list);
