@@ -35,7 +35,7 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
     writetestbox =
         new QCheckBox("write test(write data to disk and read them, very time-consuming)");
     keepindicatorvisible(writetestbox);
-    connect(writetestbox, &QCheckBox::stateChanged, this, &DiskScanPage::writeteststatechanged);
+    connect(writetestbox, &QCheckBox::toggled, this, &DiskScanPage::writeteststatechanged);
 
     pagelayout = new QVBoxLayout(this);
     pagelayout->addWidget(infolabel);
@@ -318,9 +318,9 @@ void DiskScanPage::reuse()
         dpwizard(this)->leavepage();
 }
 
-void DiskScanPage::writeteststatechanged(int state)
+void DiskScanPage::writeteststatechanged(bool checked)
 {
-    testfunc = state == Qt::Checked ? write_test : read_test;
+    testfunc = checked ? write_test : read_test;
 }
 
 void DiskScanPage::enablebuttons(bool enabled)

@@ -50,7 +50,7 @@ public slots:
     /// Tests one segment; the last one ends the run.
     void scan();
     /// Selects the write test for `Qt::Checked`, else the read test.
-    void writeteststatechanged(int state);
+    void writeteststatechanged(bool checked);
     /// Replaces the scan file by `diskgeom` and `segs`: whole or not at all.
     bool writedatafile();
     /// The window was closed: ends the run and whatever follows it.

@@ -5,6 +5,8 @@
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
 
+#include <QScreen>
+
 DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
 {
     setWizardStyle(QWizard::ModernStyle);
@@ -26,7 +28,10 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
 
     setButtonLayout({BackButton, Stretch, CustomButton1, CustomButton2, NextButton, CancelButton});
     setWindowTitle("QUARN - Velmarch V1.0.1");
-    resize(800, 600);
+    // A screen of 1920 x 1080 at a scale of 200 % has room for 960 x 540, less the task bar and the
+    // window's title.
+    const QSize frame(16, 40);
+    resize(QSize(800, 600).boundedTo(screen()->availableGeometry().size() - frame));
 }
 
 SelectDiskPage *DpWizard::selectpage() const
