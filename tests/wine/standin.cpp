@@ -310,6 +310,8 @@ BOOL diskcontrol(Opened &opened, DWORD code, void *out, DWORD room, DWORD *retur
     case IOCTL_DISK_GET_LENGTH_INFO:
         return answer(&length, sizeof length, out, room, returned);
     case IOCTL_DISK_GET_DRIVE_GEOMETRY: {
+        if (disk.has("nogeometry"))
+            return fail(ERROR_INVALID_FUNCTION);
         DISK_GEOMETRY geometry{};
         geometry.Cylinders.QuadPart = length / (255 * 63 * 512);
         geometry.MediaType = FixedMedia;

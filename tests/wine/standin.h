@@ -8,6 +8,7 @@
 ///
 /// Each line of a description is a disk or a volume, in words `name=value` without blanks:
 ///   disk number=1 path=\\?\usbstor#disk&... file=C:\disk length=4294967296 [table=gpt|mbr|pool]
+///   [nogeometry]
 ///        [identity=MODEL|short] [serial=TEXT] [vendor=TEXT] [product=TEXT] [bus=NUMBER]
 ///   volume name=\\?\Volume{1} disk=1 offset=1048576 length=1073741824 [mounts=D:\,C:\mnt\x\]
 ///        [device=\Device\HarddiskVolume2] [open] [system] [boot] [pagefile]
