@@ -12,9 +12,10 @@ struct Status;
 
 /// What a test found: the one answer that goes from the transfer to whoever marks.
 enum class Reading {
-    good,   ///< everything was transferred, and came back as written
-    bad,    ///< the medium failed there
-    gone,   ///< the disk is not there any more; says nothing about the medium
+    good,      ///< everything was transferred, and came back as written
+    bad,       ///< the medium failed there
+    gone,      ///< the disk is not there any more; says nothing about the medium
+    cancelled, ///< the work was cancelled; says nothing about the medium
     refused ///< the system refused this program (busy, rights, argument); nothing about the medium
 };
 

@@ -166,6 +166,8 @@ Reading readingof(void *handle, const Status &status)
 {
     if (status.ok())
         return Reading::good;
+    if (status.fault == Fault::cancelled)
+        return Reading::cancelled;
     if (!diskpresent(handle))
         return Reading::gone;
     switch (status.fault) {

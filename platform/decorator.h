@@ -19,6 +19,11 @@ public:
     explicit Decorator(std::unique_ptr<Device> decorated) : inner(std::move(decorated)) {}
 
     [[nodiscard]] std::string refusal() const final { return inner->refusal(); }
+    void watchby(std::shared_ptr<Monitor> watcher, bool counts = true) override
+    {
+        inner->watchby(watcher, false);
+        Device::watchby(std::move(watcher), counts);
+    }
 
 protected:
     /// Makes one request, or a flush, by `call`, which forwards it to the inner device. `name` is

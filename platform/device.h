@@ -1,11 +1,13 @@
 #pragma once
 
+#include "platform/monitor.h"
 #include "platform/status.h"
 #include "platform/trace.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -59,16 +61,22 @@ public:
     /// Reads `bytes` bytes, whole sectors, from `offset` bytes behind the start of the disk.
     Transfer read(std::uint64_t offset, void *buffer, std::size_t bytes)
     {
+        if (monitor && !monitor->begintransfer(offset, false, counted))
+            return {{Fault::cancelled}, 0};
         return kept("read", doread(offset, buffer, bytes), offset, bytes);
     }
     /// Reads the same, but delivers nothing: for a test that needs no content.
     Transfer verify(std::uint64_t offset, std::size_t bytes)
     {
+        if (monitor && !monitor->begintransfer(offset, false, counted))
+            return {{Fault::cancelled}, 0};
         return kept("read", doverify(offset, bytes), offset, bytes);
     }
     /// Writes `bytes` bytes, whole sectors, to `offset` bytes behind the start of the disk.
     Transfer write(std::uint64_t offset, const void *buffer, std::size_t bytes)
     {
+        if (monitor && !monitor->begintransfer(offset, true, counted))
+            return {{Fault::cancelled}, 0};
         return kept("write", dowrite(offset, buffer, bytes), offset, bytes);
     }
     /// Begins or ends the gathering of writes. A device that gathers none makes each write at once.
@@ -122,6 +130,13 @@ public:
     /// Traces failed operations from now on, with this path. By default those of this device; a
     /// decorator that hides failures of its inner device has that one traced instead.
     virtual void traceas(std::string path) { tracepath = std::move(path); }
+    /// Has `watcher` follow and cancel the transfers from now on. A decorator's inner device is
+    /// cancelled with it, but only transfers of a device that `counts` are followed.
+    virtual void watchby(std::shared_ptr<Monitor> watcher, bool counts = true)
+    {
+        monitor = std::move(watcher);
+        counted = counts;
+    }
 
 protected:
     virtual Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
@@ -179,6 +194,8 @@ private:
     Status last = Status::success();
     std::vector<char> scratch; ///< for `doverify`
     std::string tracepath;     ///< empty: not traced
+    std::shared_ptr<Monitor> monitor;
+    bool counted = false; ///< whether the monitor counts this device's transfers
 };
 
 } // namespace platform

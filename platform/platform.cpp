@@ -66,6 +66,8 @@ void *open(const char *path, Access access, Status *status)
         else if (outcome.ok())
             outcome = {Fault::other, 0};
     }
+    if (opened != nullptr)
+        opened->watchby(MonitorScope::current());
     if (tracing && opened != nullptr)
         opened->traceas(path);
     else if (tracing)

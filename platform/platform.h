@@ -53,7 +53,8 @@ Backend &backend();
 /// Sets the backend in use (null: the native one). The caller keeps it alive.
 void setbackend(Backend *other);
 
-/// Opens a disk on the backend in use; `invalidhandle` on failure, with the reason in `status`.
+/// Opens a disk on the backend in use; `invalidhandle` on failure, with the reason in `status`. The
+/// monitor of the calling thread watches the handle.
 void *open(const char *path, Access access, Status *status = nullptr);
 /// Closes a handle from `open`; ignores `invalidhandle` and null.
 void close(void *handle);

@@ -15,6 +15,7 @@ enum class Fault {
     unsupported, ///< this device or system has no such operation
     badargument, ///< a bad handle, an unaligned offset or length
     position,    ///< the device can't be positioned there; nothing moved
+    cancelled,   ///< another thread cancelled the work; nothing moved
     other        ///< anything else; `Status::code` tells more
 };
 

@@ -45,6 +45,8 @@ const char *faultname(Fault fault)
         return "badargument";
     case Fault::position:
         return "position";
+    case Fault::cancelled:
+        return "cancelled";
     case Fault::other:
         break;
     }
