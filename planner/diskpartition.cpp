@@ -254,7 +254,21 @@ void DiskPartition::showplannote()
     plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
 }
 
+bool DiskPartition::finishedit()
+{
+    refused = false;
+    for (QWidget *child :
+         treeview->viewport()->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+        if (!child->isVisibleTo(treeview->viewport()))
+            continue;
+        emit treeview->itemDelegate()->commitData(child);
+        emit treeview->itemDelegate()->closeEditor(child);
+    }
+    return !refused;
+}
+
 void DiskPartition::refuse(const QString &text)
 {
+    refused = true;
     plainbox(this, QMessageBox::Warning, "error", text);
 }

@@ -149,6 +149,8 @@ private:
     void walkhistory(void (QUndoStack::*walk)(), const QString &said);
     /// Carries a commit to this disk out, with its questions: false if it was refused or given up.
     bool carryout(Commit &commit, const DISKINFO &disk, const QString &scanfile);
+    /// Closes the open editor of a cell: false if its value was refused.
+    [[nodiscard]] bool finishedit();
     /// `QMessageBox::warning` with the title "error" and Ok.
     void refuse(const QString &text);
     void showplannote();
@@ -156,6 +158,7 @@ private:
     /// Whether a selection in the tree or the diagram is carried over to the other one. Off while
     /// it is being carried over, so that nothing comes back.
     bool followselection = true;
+    bool refused = false;            ///< a refusal was shown
     std::optional<PlanState> before; ///< the plan before the operation under way; none in a walk
                                      ///< through the history
     bool inhistory = false;

@@ -2,75 +2,78 @@
 
 #include "core/diskhandle.h"
 #include "plan/commit.h"
+#include "platform/awake.h"
 #include "scan/diskscanpage.h"
+#include "views/diskjob.h"
+#include "views/jobdialog.h"
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
-#include <QCloseEvent>
+#include <QElapsedTimer>
 #include <QMessageBox>
-#include <QProgressDialog>
+#include <QScopeGuard>
 
-namespace
-{
-// Stays open until the work is done: the page must not be used while the disk is open.
-class RetestProgress : public QProgressDialog
-{
-public:
-    RetestProgress(int first, int last, QWidget *parent)
-        : QProgressDialog("Re-scan the block...", "Abort", first, last, parent)
-    {
-        setCancelButton(nullptr);
-        setAutoReset(false);
-        setWindowModality(Qt::WindowModal);
-        show();
-    }
-
-    void reject() override {}
-
-protected:
-    void closeEvent(QCloseEvent *event) override { event->ignore(); }
-};
-
-} // namespace
+#include <algorithm>
 
 void DiskPartition::rescan()
 {
     const EXTPART *part = chosenpart();
     DpWizard *wiz = dpwizard(this);
-    if (!part || !wiz)
+    if (!part || !wiz || InputGuard::active())
         return;
     auto &scan = *wiz->scanpage();
-
     const auto [first, last] = scan.segmentsunder(part->start, part->stop);
     if (first > last)
         return;
+
     const DISKINFO *chosen = wiz->chosendisk();
-    DiskHandle disk = chosen ? DiskHandle(chosen->devicepath) : DiskHandle();
-    if (!disk) {
-        refuse("Can not open the disk.");
-        return;
-    }
-    // Nothing is marked before the last test: a disk that goes away leaves all as it was.
     std::vector<int> failed;
     Reading reading = Reading::good;
     {
-        RetestProgress progress(first, last, this);
-        for (int i = first; i <= last && reading != Reading::gone; ++i) {
+        DiskJob job(this, "Opening the disk...", true);
+        DiskHandle disk =
+            job.run([&] { return chosen ? DiskHandle(chosen->devicepath) : DiskHandle(); });
+        if (!disk && !job.cancelled())
+            refuse("Can not open the disk.");
+        if (!disk)
+            return;
+        const platform::StayAwake awake("Testing a block of a disk for bad sectors");
+        JobDialog progress("Re-scan the block...", "Abort", first, last + 1, this);
+        job.setdialog(&progress);
+        const std::uint64_t begin = scan.segs[first].start * scan.diskgeom.bytespercyl,
+                            total = (scan.segs[last].stop + 1) * scan.diskgeom.bytespercyl - begin;
+        ScanSpeed speed(total, 0);
+        progress.fittitle(ScanSpeed::maxtext);
+        progress.setWindowTitle(QString::fromStdString(speed.text()));
+        progress.show();
+        for (int i = first; i <= last && !job.cancelled() && reading != Reading::gone; ++i) {
+            const SEG &seg = scan.segs[i];
             progress.setValue(i);
-            if (scan.segs[i].isbad != 0)
+            if (seg.isbad != 0)
                 continue;
-            reading = scan.testsegment(disk.get(), i, rangetest(scan.testfunc));
-            if (reading != Reading::good)
+            const std::uint64_t start = seg.start * scan.diskgeom.bytespercyl,
+                                bytes = (seg.stop + 1) * scan.diskgeom.bytespercyl - start;
+            job.onprogress = [&, start](std::uint64_t offset) {
+                progress.showbytes(std::max(offset, start) - begin, total);
+            };
+            QElapsedTimer clock;
+            clock.start();
+            reading = job.run([&scan, &disk, i, test = rangetest(scan.testfunc)] {
+                return scan.testsegment(disk.get(), i, test);
+            });
+            if (isdamage(reading))
                 failed.push_back(i);
+            speed.add(bytes, static_cast<double>(clock.nsecsElapsed()) / 1e9, isdamage(reading));
+            progress.setWindowTitle(QString::fromStdString(speed.text()));
         }
+        job.run([&disk] { disk.reset(); });
+        if (job.cancelled())
+            return;
     }
-    disk.reset();
-    if (reading == Reading::gone) {
+    if (reading == Reading::gone)
         refuse("The disk does not answer any more. Nothing was marked and the plan stands; re-scan "
                "the block again once the disk is back.");
-        return;
-    }
-    if (failed.empty())
+    if (reading == Reading::gone || failed.empty())
         return;
     QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
     scan.markretested(failed, first, last);
@@ -80,16 +83,20 @@ void DiskPartition::rescan()
 
 bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString &scanfile)
 {
-    const auto refused = [this](const QString &problem) {
-        if (!problem.isEmpty())
+    DiskJob job(this, "Writing the partitions to the disk...", true,
+                DiskJob::Cancelling::untilwritten);
+    // Whether the commit ends here: it was refused, in which case it says so, or cancelled.
+    const auto ends = [&](const QString &problem) {
+        if (!problem.isEmpty() && !job.cancelled())
             refuse(problem);
-        return !problem.isEmpty();
+        return !problem.isEmpty() || job.cancelled();
     };
-    if (refused(commit.refusal()))
+    if (ends(commit.refusal()))
         return false;
-    const DiskHandle handle(disk.devicepath);
-    if (refused(handle ? QString() : "Can not open the disk.") ||
-        refused(commit.prepare(handle.get(), disk)))
+    DiskHandle handle = job.run([&] { return DiskHandle(disk.devicepath); });
+    const auto closes = qScopeGuard([&] { job.run([&] { handle.reset(); }); });
+    if (ends(handle ? QString() : "Can not open the disk.") ||
+        ends(job.run([&] { return commit.prepare(handle.get(), disk); })))
         return false;
     if (!commit.risk().isEmpty() &&
         !plainquestion(this, "write",
@@ -98,20 +105,22 @@ bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString
                        "whether this plan can be written:\n" +
                            commit.risk() + "\n\nSearch?"))
         return false;
-    const QString unkept = commit.backup().save(scanfile);
-    if (!unkept.isEmpty() &&
-        !plainquestion(this, "write", unkept + "\n\nWrite without a way back?"))
+    const QString unkept = job.run([&] { return commit.backup().save(scanfile); });
+    if (job.cancelled() ||
+        (!unkept.isEmpty() &&
+         !plainquestion(this, "write", unkept + "\n\nWrite without a way back?")))
         return false;
-    if (refused(commit.search(handle.get())) || refused(commit.write(handle.get())))
+    if (ends(job.run([&] { return commit.search(handle.get()); })) ||
+        ends(job.run([&] { return commit.write(handle.get()); })))
         return false;
-    commit.readback(handle.get());
+    job.run([&] { commit.readback(handle.get()); });
     return true;
 }
 
 void DiskPartition::writetodisk()
 {
     DpWizard *wiz = dpwizard(this);
-    if (!wiz)
+    if (!wiz || InputGuard::active() || !finishedit())
         return;
     const DiskScanPage &scan = *wiz->scanpage();
     const DISKINFO *disk = wiz->chosendisk();

@@ -56,7 +56,7 @@ const BoundaryCheck::Step &BoundaryCheck::next(Reading answer)
             list.erase(list.begin() + static_cast<std::ptrdiff_t>(current));
         ++movecount;
     } else if (step.action == Action::read) {
-        if (answer == Reading::gone) {
+        if (answer == Reading::gone || answer == Reading::cancelled) {
             std::copy(segsbefore.begin(), segsbefore.end(), segs);
             list = listbefore;
             return step = {.action = Action::gone};

@@ -41,8 +41,8 @@ class BoundaryCheck
 {
 public:
     /// Read: read the sectors and call `next` with the reading. Moved: show the raw segment that is
-    /// going to be marked. Done: the list is finished. Gone: list and marks are again as they were
-    /// before the check.
+    /// going to be marked. Done: the list is finished. Gone: the disk is gone or the check was
+    /// cancelled; list and marks are again as they were before.
     enum class Action { read, moved, done, gone };
     /// What the owner does next.
     struct Step {

@@ -1,21 +1,27 @@
 #include "scan/diskscanpage.h"
 
+#include "views/diskjob.h"
 #include "views/geomdlg.h"
 #include "views/indicators.h"
+#include "views/jobdialog.h"
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
 #include <QCheckBox>
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
-#include <QProgressDialog>
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+#include <optional>
+
 namespace
 {
+
+constexpr const char *opening = "Opening the disk...";
+constexpr const char *checking = "Checking previous scan result. Please wait...";
 
 constexpr QWizard::WizardButton ownbuttons[] = {QWizard::CustomButton1, QWizard::CustomButton2};
 constexpr QWizard::WizardButton lockedbuttons[] = {QWizard::CustomButton1, QWizard::CustomButton2,
@@ -48,7 +54,9 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
 
 DiskScanPage::~DiskScanPage()
 {
-    stoprun();
+    delete scantimer;
+    endrun();
+    job.reset();
     delete scanprogress;
 }
 
@@ -67,13 +75,19 @@ void DiskScanPage::initializePage()
     showprev();
     frame->givenext(this, &DiskScanPage::beginscan);
 
-    if (refuse(holddisk()))
+    DiskJob opens(this, opening);
+    const QString refusal = opens.run([this] { return holddisk(); });
+    if (phase == Phase::closed)
+        releasedisk();
+    if (phase == Phase::closed || refuse(refusal))
         return;
-    if (!readgeometry())
+    if (!opens.run([this] { return readgeometry(); }) && phase != Phase::closed)
         askgeometry();
     settle(diskgeom);
-    findprevious();
-    releasedisk();
+    opens.run([this] {
+        findprevious();
+        releasedisk();
+    });
     showprev();
 }
 
@@ -102,12 +116,24 @@ void DiskScanPage::beginscan()
 {
     if (!canbegin())
         return;
-    const QString refusal = begin();
+    if (startrun(nullptr))
+        scanprogress->show();
+}
+
+bool DiskScanPage::startrun(const ScanFile *partial)
+{
+    job = std::make_unique<DiskJob>(this, opening);
+    const QString refusal = job->run([&] { return begin(partial); });
     showprev();
-    if (refuse(refusal))
-        return;
-    startticks();
-    scanprogress->show();
+    if (refusal.isEmpty() && phase != Phase::closed) {
+        startticks();
+        return true;
+    }
+    job->run([this] { endrun(); });
+    job.reset();
+    if (phase != Phase::closed)
+        refuse(refusal);
+    return false;
 }
 
 void DiskScanPage::startticks()
@@ -116,38 +142,55 @@ void DiskScanPage::startticks()
     awake = std::make_unique<platform::StayAwake>("Scanning a disk for bad sectors");
     delete scanprogress;
     delete scantimer;
-    scanprogress = new QProgressDialog("Scanning disk...", "abort scan", 0, segnum);
-    // The program ends with the wizard's window, whether or not this dialog is open.
-    scanprogress->setAttribute(Qt::WA_QuitOnClose, false);
-    connect(scanprogress, &QProgressDialog::canceled, this, &DiskScanPage::scancanceled);
-    connect(scanprogress, &QDialog::rejected, this, &DiskScanPage::scancanceled);
+    scanprogress = rundialog = new JobDialog("Scanning disk...", "abort scan", 0, segnum);
+    job->setdialog(rundialog);
+    job->onprogress = [this](std::uint64_t offset) { showplace(offset); };
+    connect(job.get(), &DiskJob::aborted, this, &DiskScanPage::scancanceled);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     scanprogress->setWindowIcon(wizard()->windowIcon());
-    // As wide as its title, and half as much again for the frame's own font and buttons.
-    scanprogress->setMinimumWidth(
-        scanprogress->fontMetrics().horizontalAdvance(ScanSpeed::maxtext) * 3 / 2);
+    rundialog->fittitle(ScanSpeed::maxtext);
     scantimer = new QTimer(this);
     connect(scantimer, &QTimer::timeout, this, &DiskScanPage::scan);
     scantimer->start(0);
     disableallbutton();
 }
 
+void DiskScanPage::showplace(std::uint64_t offset)
+{
+    const SEG &seg = segs[curseg];
+    const std::uint64_t first = seg.start * diskgeom.bytespercyl,
+                        end = (seg.stop + 1) * diskgeom.bytespercyl;
+    rundialog->showbytes(std::clamp(offset, first, end),
+                         (segs[segnum - 1].stop + 1) * diskgeom.bytespercyl);
+}
+
 void DiskScanPage::scan()
 {
-    if (phase != Phase::running)
+    if (phase != Phase::running || job->busy())
         return;
     scanprogress->setValue(curseg);
+    showplace(0);
     QElapsedTimer clock;
     clock.start();
-    const Reading reading = testsegment(diskhandle, curseg, rangetest(testfunc));
-    const Recorded recorded = record(reading, clock);
-    if (recorded == Recorded::gone) {
-        scancanceled();
-        refuse(gonetext());
+    const Reading reading = job->run(
+        [this, test = rangetest(testfunc)] { return testsegment(diskhandle, curseg, test); });
+    // An aborted segment is neither marked nor recorded, however far its test got.
+    if (job->cancelled() || reading == Reading::gone || phase == Phase::closed) {
+        const bool cancelled = job->cancelled();
+        breakoff();
+        if (!cancelled && phase != Phase::closed)
+            refuse(gonetext());
         return;
     }
+    mark(reading);
+    const bool kept = job->run([this] { return append(); });
+    advance(reading, static_cast<double>(clock.nsecsElapsed()) / 1e9);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
-    if (recorded == Recorded::unsaved) {
+    if (job->cancelled()) {
+        breakoff();
+        return;
+    }
+    if (!kept) {
         scantimer->stop();
         refuse(QString("Can not write the scan result to file %1. The scan goes on, but its result "
                        "will not be saved.")
@@ -162,10 +205,10 @@ void DiskScanPage::scan()
 
 void DiskScanPage::stoprun()
 {
-    phase = Phase::waiting;
-    if (scantimer)
-        scantimer->stop();
-    endrun();
+    if (phase == Phase::running)
+        phase = Phase::waiting;
+    scantimer->stop();
+    job->run([this] { endrun(); });
 }
 
 void DiskScanPage::finishrun()
@@ -174,14 +217,18 @@ void DiskScanPage::finishrun()
     protect();
     const bool complete = consolidate(0);
     awake.reset();
+    if (!complete && phase != Phase::closed)
+        waitagain();
+    else if (phase != Phase::closed)
+        scanprogress->setValue(segnum);
+    scanprogress->hide();
+    job.reset();
     if (phase == Phase::closed)
         return;
     if (!complete) {
-        waitagain();
         refuse(gonetext());
         return;
     }
-    scanprogress->setValue(segnum);
     prevsource = savefailed ? 0 : 1;
     showprev();
     if (!savefailed) {
@@ -198,19 +245,27 @@ void DiskScanPage::finishrun()
 
 void DiskScanPage::scancanceled()
 {
-    // Closing the dialog calls this again.
     if (phase != Phase::running)
         return;
+    if (job->busy())
+        job->cancel(); // `scan` breaks off
+    else
+        breakoff();
+}
+
+void DiskScanPage::breakoff()
+{
     stoprun();
     awake.reset();
     waitagain();
+    job.reset();
 }
 
 void DiskScanPage::waitagain()
 {
-    scanprogress->close();
+    scanprogress->hide();
     enableallbutton();
-    findafterrun();
+    job->run([this] { findafterrun(); });
     showprev();
 }
 
@@ -219,7 +274,7 @@ void DiskScanPage::wizardfinished()
     scancanceled();
     phase = Phase::closed;
     if (scanprogress)
-        scanprogress->close();
+        scanprogress->hide();
 }
 
 bool DiskScanPage::consolidate(int report)
@@ -234,39 +289,40 @@ bool DiskScanPage::consolidate(int report)
 int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
 {
     using Action = BoundaryCheck::Action;
-    QProgressDialog dialog("Checking previous scan result. Please wait...", "Abort", 0,
-                           static_cast<int>(list.size()), this);
-    dialog.setCancelButton(nullptr);
+    JobDialog dialog(checking, {}, 0, static_cast<int>(list.size()), this);
+    DiskJob check(&dialog);
     dialog.show();
 
-    BoundaryCheck check(list, segs, segnum, g);
-    BoundaryCheck::Step step = check.next();
+    BoundaryCheck steps(list, segs, segnum, g);
+    BoundaryCheck::Step step = steps.next();
     while (step.action == Action::read || step.action == Action::moved) {
         Reading reading = Reading::good;
         if (step.action == Action::moved) {
             refuse(QString("segs[%1],%2").arg(step.rawindex).arg(step.isbad));
         } else {
             dialog.setValue(step.index);
-            // Lets the dialog paint; clicks and closing wait.
-            QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
-            reading = phase == Phase::closed ? Reading::gone : readsectors(step.first, step.last);
+            reading = phase == Phase::closed
+                          ? Reading::cancelled
+                          : check.run([&] { return readsectors(step.first, step.last); });
         }
-        step = check.next(reading);
+        step = steps.next(reading);
     }
     if (step.action == Action::gone)
         return -1;
-    if (check.moves() > 0) {
+    if (steps.moves() > 0) {
         writedatafile();
         if (report == 1 && phase != Phase::closed)
             QMessageBox::information(this, "info", "Find new bad sectors.", QMessageBox::Ok);
     }
-    return check.moves();
+    return steps.moves();
 }
 
 bool DiskScanPage::writedatafile()
 {
     // A user who knows that the result can't be saved isn't told again.
-    const bool known = savefailed, saved = savefile();
+    const bool known = savefailed;
+    const bool saved =
+        DiskJob(this, "Writing the scan result...").run([this] { return savefile(); });
     if (!saved && !known)
         refuse("Can not open bin data file to write.");
     return saved;
@@ -284,15 +340,16 @@ void DiskScanPage::useprev()
 {
     if (!canbegin() || prevsource == 0)
         return;
-    const auto [previous, refusal] = readprevious();
+    const auto [previous, refusal] = DiskJob(this, checking).run([this] { return readprevious(); });
+    if (phase == Phase::closed)
+        return;
     takeprevious(previous);
     showprev();
     if (refuse(refusal))
         return;
     if (previous.state == ScanFileState::complete) {
         reuse();
-    } else if (!refuse(begin(&previous))) {
-        startticks();
+    } else if (startrun(&previous)) {
         scanprogress->setValue(curseg);
         scanprogress->setMinimumDuration(0);
         scanprogress->show();
@@ -302,16 +359,21 @@ void DiskScanPage::useprev()
 void DiskScanPage::reuse()
 {
     savefailed = false;
-    if (refuse(holddisk()))
+    std::optional<DiskJob> check(std::in_place, this, checking);
+    const QString unopened = check->run([this] { return holddisk(); });
+    if (phase == Phase::closed || refuse(unopened))
         return;
-    if (!consolidate(1)) {
+    const bool complete = consolidate(1);
+    const Reading found = check->run([&] {
+        const Reading reading =
+            complete ? roughcheck(diskhandle, intsegs, static_cast<int>(diskgeom.bytespersector))
+                     : Reading::gone;
         releasedisk();
-        if (phase != Phase::closed)
-            refuse(gonetext());
+        return reading;
+    });
+    check.reset();
+    if (phase == Phase::closed)
         return;
-    }
-    const auto found = roughcheck(diskhandle, intsegs, static_cast<int>(diskgeom.bytespersector));
-    releasedisk();
     const QString refusal = judge(found);
     showprev();
     if (!refuse(refusal))
@@ -336,7 +398,7 @@ void DiskScanPage::showprev()
 
 bool DiskScanPage::canbegin()
 {
-    if (phase == Phase::running || refuse(noplan()))
+    if (phase == Phase::running || InputGuard::active() || refuse(noplan()))
         return false;
     phase = Phase::waiting;
     return true;

@@ -8,6 +8,8 @@
 #include <memory>
 #include <vector>
 
+class DiskJob;
+class JobDialog;
 class QCheckBox;
 class QLabel;
 class QProgressDialog;
@@ -45,7 +47,7 @@ public slots:
     void skipscan();
     /// Resumes or reuses an earlier result.
     void useprev();
-    /// Ends the run; what was recorded stays.
+    /// Ends the run, once the transfer in progress has returned; what was recorded stays.
     void scancanceled();
     /// Tests one segment; the last one ends the run.
     void scan();
@@ -68,10 +70,16 @@ private:
     bool refuse(const QString &refusal);
     /// Whether work can begin: no run is on, and there is a plan. Says so if there is none.
     bool canbegin();
+    /// Begins a run and its ticks; false if that was refused.
+    bool startrun(const ScanFile *partial);
     /// Shows the dialog of the run just begun and starts its ticks.
     void startticks();
+    /// Has the dialog follow the transfers of the present segment.
+    void showplace(std::uint64_t offset);
     /// Stops the ticks and ends the run.
     void stoprun();
+    /// Ends a run before its last segment, and goes back to waiting.
+    void breakoff();
     /// Consolidates the marks of a complete run and leaves the page.
     void finishrun();
     /// Merges the marks, checks the boundaries as `fixsegs` does, and takes the list for the
@@ -85,5 +93,7 @@ private:
     /// Waiting: for the user, or a boundary check or a reuse is on. Running: the ticks of a run are
     /// on, or stopped behind a message box. Closed: the window was closed; no work goes on.
     enum class Phase { waiting, running, closed } phase = Phase::waiting;
+    JobDialog *rundialog = nullptr;             ///< what `scanprogress` points to
+    std::unique_ptr<DiskJob> job;               ///< from a run's start to its last boundary
     std::unique_ptr<platform::StayAwake> awake; ///< from a run's start to its last boundary
 };

@@ -2,8 +2,6 @@
 
 #include "platform/plainfile.h"
 
-#include <QElapsedTimer>
-
 #include <algorithm>
 
 namespace
@@ -141,23 +139,26 @@ Reading Scan::testsegment(void *handle, int index, RangeTest test) const
                 seg.lastsector(diskgeom.sectorspercyl), static_cast<int>(diskgeom.bytespersector));
 }
 
-Scan::Recorded Scan::record(Reading reading, const QElapsedTimer &clock)
+void Scan::mark(Reading reading)
 {
-    if (reading == Reading::gone)
-        return Recorded::gone;
-    SEG &seg = segs[curseg];
     if (isdamage(reading))
-        seg.isbad = 1;
+        segs[curseg].isbad = 1;
+}
+
+bool Scan::append()
+{
     // Record n is segment n, so no record can follow one that is missing.
-    const bool kept = savefailed || writer.append(seg, curseg + 1 == segnum);
-    if (!kept) {
-        savefailed = true;
-        datafile = nullptr;
-    }
-    ++curseg;
-    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl,
-              static_cast<double>(clock.nsecsElapsed()) / 1e9, isdamage(reading));
-    return kept ? Recorded::kept : Recorded::unsaved;
+    if (savefailed || writer.append(segs[curseg], curseg + 1 == segnum))
+        return true;
+    savefailed = true;
+    datafile = nullptr;
+    return false;
+}
+
+void Scan::advance(Reading reading, double seconds)
+{
+    const SEG &seg = segs[curseg++];
+    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl, seconds, isdamage(reading));
 }
 
 void Scan::endrun()

@@ -14,8 +14,6 @@
 #include <utility>
 #include <vector>
 
-class QElapsedTimer;
-
 /// The scan of one disk: its geometry, the raw plan with its marks, the run with its position and
 /// its file, and the outcome. It shows nothing.
 ///
@@ -25,11 +23,6 @@ class QElapsedTimer;
 class Scan
 {
 public:
-    /// How `record` ended. Kept: marked, and in the scan file unless that was given up earlier.
-    /// Unsaved: marked, but the scan file can't hold it and was given up now. Gone: the disk is
-    /// gone, nothing was marked or recorded, the run has to end.
-    enum class Recorded { kept, unsaved, gone };
-
     // ---- the disk and its plan -----------------------------------------------------------------
 
     /// Forgets the disk before and its result. `prevsource` is 0 until `findprevious`.
@@ -67,9 +60,13 @@ public:
     [[nodiscard]] QString begin(const ScanFile *partial = nullptr);
     /// Disk: tests the raw segment `index`. Reads the plan and the geometry, changes nothing.
     [[nodiscard]] Reading testsegment(void *handle, int index, RangeTest test) const;
-    /// Disk: marks segment `curseg`, appends its record and moves on. `clock` was started before
-    /// the segment's test.
-    Recorded record(Reading reading, const QElapsedTimer &clock);
+    /// Marks segment `curseg` if it was found damaged.
+    void mark(Reading reading);
+    /// Disk: appends the record of segment `curseg`, unless the file was given up. False if it
+    /// can't hold the record and is given up now.
+    [[nodiscard]] bool append();
+    /// Moves on from segment `curseg`, whose test and record took `seconds`.
+    void advance(Reading reading, double seconds);
     /// Disk: closes the scan file and the disk; what was recorded stays.
     void endrun();
     /// Disk: sets `prevsource` after a run that was ended early.

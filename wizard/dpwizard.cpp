@@ -2,9 +2,12 @@
 
 #include "planner/diskpartition.h"
 #include "scan/diskscanpage.h"
+#include "views/diskjob.h"
 #include "wizard/lastpage.h"
 #include "wizard/selectdiskpage.h"
 
+#include <QCoreApplication>
+#include <QKeyEvent>
 #include <QScreen>
 
 DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
@@ -27,6 +30,15 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
     connect(this, &QDialog::finished, scanpage(), &DiskScanPage::wizardfinished);
 
     setButtonLayout({BackButton, Stretch, CustomButton1, CustomButton2, NextButton, CancelButton});
+    for (const WizardButton which :
+         {BackButton, CustomButton1, CustomButton2, NextButton, CancelButton})
+        button(which)->installEventFilter(this);
+    // What was pressed before the page showed was not meant for it.
+    connect(this, &QWizard::currentIdChanged, this, [this] {
+        if (isVisible()) {
+            const InputGuard guard;
+        }
+    });
     setWindowTitle("QUARN - Velmarch V1.0.1");
     // A screen of 1920 x 1080 at a scale of 200 % has room for 960 x 540, less the task bar and the
     // window's title.
@@ -64,6 +76,63 @@ void DpWizard::leavepage()
 {
     givenext<QWizard>(this, &QWizard::next);
     next();
+}
+
+std::pair<int, int> DpWizard::place() const
+{
+    return {currentId(), InputGuard::count()};
+}
+
+bool DpWizard::eventFilter(QObject *watched, QEvent *event)
+{
+    auto *const which = qobject_cast<QAbstractButton *>(watched);
+    switch (event->type()) {
+    case QEvent::MouseButtonDblClick:
+        return true;
+    case QEvent::KeyPress:
+        if (static_cast<QKeyEvent *>(event)->isAutoRepeat())
+            return true;
+        pressed = place();
+        break;
+    case QEvent::MouseButtonPress:
+        pressed = place();
+        break;
+    case QEvent::KeyRelease:
+    case QEvent::MouseButtonRelease:
+        if (pressed == place())
+            break;
+        which->setDown(false);
+        return true;
+    case QEvent::Shortcut:
+        // at once: an animated click would come after what happens meanwhile
+        if (!repeating)
+            which->click();
+        return true;
+    default:
+        break;
+    }
+    return QWizard::eventFilter(watched, event);
+}
+
+bool DpWizard::event(QEvent *event)
+{
+    if (event->type() == QEvent::ShortcutOverride)
+        repeating = static_cast<QKeyEvent *>(event)->isAutoRepeat();
+    return QWizard::event(event);
+}
+
+void DpWizard::keyPressEvent(QKeyEvent *event)
+{
+    const bool enter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (enter && !event->isAutoRepeat() && currentId() == partitionpageid &&
+        focusWidget() == button(NextButton)) {
+        button(NextButton)->click();
+    } else if ((enter && (event->isAutoRepeat() || currentId() == partitionpageid)) ||
+               (event->matches(QKeySequence::Cancel) && !planner()->rows(Level::top).isEmpty())) {
+        event->accept();
+    } else {
+        QWizard::keyPressEvent(event);
+    }
 }
 
 DpWizard *dpwizard(const QWizardPage *page)

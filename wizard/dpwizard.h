@@ -3,6 +3,8 @@
 #include <QAbstractButton>
 #include <QWizard>
 
+#include <utility>
+
 class DiskPartition;
 class DiskScanPage;
 class LastPage;
@@ -33,14 +35,28 @@ public:
     }
     /// Gives the click back to the wizard and turns to the next page.
     void leavepage();
+    /// Sees the presses of the wizard's own buttons. One counts only if it began and ended on the
+    /// page that shows, with no disk work in between; second clicks of double clicks and repeated
+    /// keys do not count.
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
     int selectdiskid;
     int scanpageid;
     int partitionpageid;
     int lastpageid;
 
+protected:
+    /// Keeps Escape from ending a run or a plan, and Enter from writing to the disk.
+    void keyPressEvent(QKeyEvent *event) override;
+    bool event(QEvent *event) override;
+
 private:
+    /// What a press began on: the page, and the guards until then.
+    [[nodiscard]] std::pair<int, int> place() const;
+
     QMetaObject::Connection nextclick; ///< who has the click on Next
+    std::pair<int, int> pressed = {-1, -1};
+    bool repeating = false; ///< the last key is one that is held down
 };
 
 /// The wizard that `page` stands in; null while it stands in none.

@@ -1,6 +1,7 @@
 #include "wizard/selectdiskpage.h"
 
 #include "platform/windowicon.h"
+#include "views/diskjob.h"
 #include "views/indicators.h"
 #include "wizard/tablerestore.h"
 
@@ -48,7 +49,7 @@ QString diskrowtext(const DISKINFO &disk)
 
 SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
 {
-    getallhdinfo(alldisks);
+    DiskJob(nullptr, "Looking for hard disks...").run([this] { getallhdinfo(alldisks); });
 
     pagelayout = new QVBoxLayout(this);
     infolabel = new QLabel(tr("The following hard disks are detected. Select one to proceed."));
@@ -100,6 +101,8 @@ void SelectDiskPage::initializePage()
 
 bool SelectDiskPage::validatePage()
 {
+    if (InputGuard::active())
+        return false;
     if (selecteddisk >= 0)
         return true;
     QMessageBox::warning(this, "error", "Please select a disk to proceed.", QMessageBox::Ok);

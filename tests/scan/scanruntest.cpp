@@ -281,16 +281,15 @@ TEST_F(ScanRun, TheRecordOnTheDiskStandsInForAMissingFile)
 TEST_F(ScanRun, ClosingTheWindowEndsTheRunAndTheProgram)
 {
     bench.adddisk(400);
-    const std::function<void()> ways[] = {
-        [this] { bench.wizard->close(); },
-        [this] { QTest::keyClick(bench.wizard.get(), Qt::Key_Escape); }, &QApplication::quit};
+    const std::function<void()> ways[] = {[this] { bench.wizard->close(); }, &QApplication::quit};
     for (const auto &way : ways) {
         bench.openscanpage();
         bench.click(next);
         EXPECT_TRUE(bench.wait([this] { return page()->curseg >= 5; }));
         QTimer watch;
         watch.callOnTimeout([&] {
-            if (bench.wizard->isVisible())
+            QTest::keyClick(bench.wizard.get(), Qt::Key_Escape); // ends nothing
+            if (bench.wizard->isVisible() && page()->curseg >= 8)
                 way();
         });
         watch.start(0);
