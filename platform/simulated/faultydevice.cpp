@@ -52,6 +52,7 @@ Status FaultyDevice::count()
 
 Status FaultyDevice::count(std::uint64_t offset)
 {
+    std::this_thread::sleep_for(plan->delay);
     const Status status = count();
     if (status.ok() && plan->unreachable.contains(offset / plan->bytespersector))
         return {Fault::position, 0};

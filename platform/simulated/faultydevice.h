@@ -29,6 +29,7 @@ struct FaultPlan {
     std::optional<std::uint64_t> vanishafter;
     /// How long a failing transfer takes, like a drive that retries.
     std::chrono::milliseconds faildelay{0};
+    std::chrono::milliseconds delay{0}; ///< how long every transfer takes before that
 };
 
 /// Adds the faults of a plan to a device.

@@ -1,5 +1,20 @@
 #include "tests/support/wizardbench.h"
 
+Watchdog::Watchdog()
+{
+    clock.start();
+    timer.callOnTimeout([this] { gaps.push_back(clock.restart()); });
+    timer.setTimerType(Qt::PreciseTimer);
+    timer.start(10);
+}
+
+double Watchdog::within(qint64 milliseconds) const
+{
+    return static_cast<double>(
+               std::ranges::count_if(gaps, [&](qint64 gap) { return gap <= milliseconds; })) /
+           static_cast<double>(gaps.size());
+}
+
 std::shared_ptr<platform::RecordedDisk>
 WizardBench::adddisk(std::uint64_t cylinders, std::uint32_t heads, std::uint32_t sectors)
 {

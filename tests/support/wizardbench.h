@@ -14,6 +14,25 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <vector>
+
+/// Measures how long the GUI thread goes without serving a timer of 10 ms.
+class Watchdog
+{
+public:
+    Watchdog();
+    /// The longest gap so far, in milliseconds.
+    [[nodiscard]] qint64 longest() const { return *std::ranges::max_element(gaps); }
+    /// The share of the gaps up to so many milliseconds, by their number.
+    [[nodiscard]] double within(qint64 milliseconds) const;
+
+private:
+    QTimer timer;
+    QElapsedTimer clock;
+    std::vector<qint64> gaps{0};
+};
+
 /// The real wizard over simulated disks, operated by its buttons like a user. `dialogs` answers and
 /// records message boxes.
 class WizardBench

@@ -1,0 +1,228 @@
+#include "scan/scanfile.h"
+#include "tests/support/planchecker.h"
+#include "tests/support/wizardbench.h"
+#include "views/diskjob.h"
+#include "views/jobdialog.h"
+
+#include <random>
+
+namespace
+{
+
+using Kind = platform::Operation::Kind;
+constexpr auto next = WizardBench::next, back = WizardBench::back, prev = WizardBench::prev;
+
+// A disk of 12 cylinders with 4 sectors each: one read for each segment.
+class Responsive : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        QFile::remove("disk0");
+        bench.openscanpage();
+        disk->faults->delay = delay;
+        disk->recording->clear();
+    }
+    std::size_t count(Kind kind) { return disk->recording->count(kind); }
+    /// The dialog of the work in progress.
+    static JobDialog *dialog()
+    {
+        for (QWidget *window : QApplication::topLevelWidgets()) {
+            auto *found = qobject_cast<JobDialog *>(window);
+            if (found && found->isVisible())
+                return found;
+        }
+        return nullptr;
+    }
+    /// Calls `act` once the dialog of some work shows, amid a transfer.
+    void duringwork(const std::function<void()> &act)
+    {
+        auto *poll = new QTimer(&bench.dialogs);
+        poll->callOnTimeout([this, act, poll] {
+            if (!dialog())
+                return;
+            poll->deleteLater();
+            poll->stop();
+            QTimer::singleShot(delay / 3, &bench.dialogs, act);
+        });
+        poll->start(5);
+    }
+
+    // Longer for a look by hand.
+    const std::chrono::milliseconds delay{
+        std::max(qEnvironmentVariableIntValue("QUARN_READ_MILLISECONDS"), 300)};
+    WizardBench bench;
+    std::shared_ptr<platform::RecordedDisk> disk = bench.adddisk(12, 2, 2);
+};
+
+} // namespace
+
+// A whole session in which every transfer is slow: the event loop keeps running, and presses of all
+// kinds on everything but the work's dialog have no effect.
+TEST_F(Responsive, InputDuringWorkGoesNowhere)
+{
+    std::mt19937 random(7);
+    Watchdog watchdog;
+    QTimer presses;
+    int pressed = 0;
+    presses.callOnTimeout([&] {
+        if (!InputGuard::active())
+            return;
+        QList<QWidget *> targets = bench.wizard->findChildren<QWidget *>();
+        targets.removeIf([](QWidget *one) { return !one->isVisible() || !one->isEnabled(); });
+        QWidget *const target = targets[static_cast<qsizetype>(random()) % targets.size()];
+        const Qt::Key keys[] = {Qt::Key_Return, Qt::Key_Space, Qt::Key_Escape, Qt::Key_Delete};
+        ++pressed;
+        switch (random() % 5) {
+        case 0:
+            QTest::keyClick(target, keys[random() % 4]);
+            break;
+        case 1:
+            QTest::keyClick(bench.wizard.get(), Qt::Key_N, Qt::AltModifier);
+            break;
+        case 2:
+            bench.wizard->button(next)->click(); // as a screen reader does
+            break;
+        default:
+            for (const auto which : {next, back, bench.skip, prev, QWizard::CancelButton})
+                QTest::mouseClick(bench.wizard->button(which), Qt::LeftButton);
+            QTest::mouseClick(target, Qt::LeftButton);
+        }
+    });
+    presses.start(20);
+
+    disk->faults->unreadable.add(5 * 4 + 1);
+    ASSERT_TRUE(bench.runscan());
+    EXPECT_EQ(readscanfile("disk0").state, ScanFileState::complete);
+    EXPECT_EQ(bench.scanpage()->intsegs, (std::vector<SEG>{{0, 3, 0}, {4, 6, 1}, {7, 11, 0}}));
+    ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
+    ASSERT_TRUE(bench.click(back, prev));
+    ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
+    const QByteArray file = filecontent("disk0");
+    selectblocks(*bench.planner(), {7});
+    bench.planner()->rescan();
+    EXPECT_EQ(bench.planner()->strategybox->currentIndex(), 0);
+    EXPECT_EQ(blocktext(bench.planner()->extparts), "u0-4 b5-6 u7-11");
+    EXPECT_EQ(count(Kind::write), 0U);
+    ASSERT_TRUE(bench.click(next));
+    EXPECT_EQ(bench.current(), bench.wizard->lastpageid);
+    // the scan's end, and the boundary that the reused marks needed to move
+    EXPECT_EQ(bench.dialogs.messages().size(), 3);
+    EXPECT_EQ(filecontent("disk0"), file);
+    std::size_t tables = 0;
+    for (const platform::Operation &one : disk->recording->operations)
+        tables += one.kind == Kind::write && one.offset == 0;
+    EXPECT_EQ(tables, 1U);
+
+    EXPECT_GT(pressed, 50);
+    EXPECT_LT(watchdog.longest(), delay.count() * 9 / 10); // a read that blocks takes all of it
+    RecordProperty("longest", static_cast<int>(watchdog.longest()));
+    std::printf("longest gap %lld ms, %.2f %% within 50 ms\n",
+                static_cast<long long>(watchdog.longest()), watchdog.within(50) * 100);
+}
+
+TEST_F(Responsive, AnAbortIsAnsweredAtOnceAndLeavesNoTrace)
+{
+    // from the third segment on all would be bad
+    disk->faults->unreadable.add(2 * 4, 12 * 4);
+    ASSERT_TRUE(bench.click(next));
+    ASSERT_TRUE(bench.wait([this] { return bench.scanpage()->curseg == 2; }));
+    bool stopping = false;
+    duringwork([&] {
+        bench.abortscan();
+        stopping = dialog() && dialog()->labelText().startsWith("Stopping…");
+        EXPECT_FALSE(bench.offered(next));
+    });
+    ASSERT_TRUE(bench.waitrun());
+    EXPECT_TRUE(stopping && bench.offered(next) && !dialog());
+    const ScanFile file = readscanfile("disk0");
+    EXPECT_EQ(count(Kind::read), file.records + 1U);
+    EXPECT_TRUE(file.records >= 2 && !file.ragged);
+    EXPECT_EQ(bench.scanpage()->segs[file.records].isbad, 0);
+
+    // a re-test
+    disk->faults->unreadable.clear();
+    ASSERT_TRUE(bench.click(bench.skip));
+    selectblocks(*bench.planner(), {0});
+    const std::string before = planstate(*bench.planner());
+    disk->faults->unreadable.add(0, 47);
+    disk->recording->clear();
+    duringwork([] {
+        if (dialog())
+            dialog()->close();
+    });
+    bench.planner()->rescan();
+    EXPECT_LT(count(Kind::read), 12U);
+    EXPECT_EQ(planstate(*bench.planner()), before);
+    EXPECT_TRUE(bench.dialogs.messages().isEmpty());
+}
+
+TEST_F(Responsive, AStalledDiskIsNamed)
+{
+    disk->faults->delay = std::chrono::milliseconds(4200);
+    ASSERT_TRUE(bench.click(next));
+    QTimer::singleShot(3800, &bench.dialogs, [this] {
+        EXPECT_EQ(bench.scanpage()->scanprogress->labelText(),
+                  "Scanning disk...\nwaiting for the disk at 0.0 GB, 3 s");
+        bench.abortscan();
+    });
+    EXPECT_TRUE(bench.waitrun());
+}
+
+// Second clicks and repeated keys do not press, and a press that began on another page does not.
+TEST_F(Responsive, APressCountsOnThePageThatShows)
+{
+    disk->faults->delay = std::chrono::milliseconds(0);
+    QAbstractButton *const button = bench.wizard->button(next);
+    ASSERT_TRUE(bench.click(bench.skip));
+    const auto stays = [this] { return bench.current() == bench.wizard->partitionpageid; };
+    QTest::mouseClick(bench.wizard->button(back), Qt::LeftButton);
+    QTest::mouseDClick(bench.wizard->button(back), Qt::LeftButton);
+    EXPECT_EQ(bench.current(), bench.wizard->scanpageid);
+    QTest::mousePress(button, Qt::LeftButton);
+    ASSERT_TRUE(bench.click(bench.skip));
+    QTest::mouseRelease(button, Qt::LeftButton);
+    EXPECT_TRUE(stays() && !button->isDown());
+    button->setFocus();
+    for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space}) {
+        for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {
+            QKeyEvent repeated(type, key, Qt::NoModifier, QString(), true);
+            QApplication::sendEvent(button, &repeated);
+        }
+    }
+    // on the page's blank ground
+    bench.planner()->setFocus();
+    QTest::keyClick(bench.planner(), Qt::Key_Return);
+    bench.planner()->strategybox->setCurrentIndex(1);
+    QTest::keyClick(bench.planner(), Qt::Key_Escape);
+    EXPECT_TRUE(stays() && bench.wizard->isVisible());
+    EXPECT_EQ(count(Kind::write), 0U);
+}
+
+// However Next is pressed, an open editor's value is in the table, or refused and nothing written.
+TEST_F(Responsive, NextClosesTheEditorFirst)
+{
+    disk->faults->delay = std::chrono::milliseconds(0);
+    ASSERT_TRUE(bench.click(bench.skip));
+    DiskPartition *const page = bench.planner();
+    page->strategybox->setCurrentIndex(1);
+    const auto edit = [&](int column, const char *text) {
+        bench.wizard->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(bench.wizard.get()));
+        page->treeview->setCurrentIndex(page->treemodel->index(0, column));
+        page->treeview->edit(page->treeview->currentIndex());
+        auto *box = page->treeview->viewport()->findChild<QComboBox *>();
+        ASSERT_TRUE(box);
+        box->setEditText(text);
+    };
+    ASSERT_NO_FATAL_FAILURE(edit(startcolumn, "1000"));
+    bench.wizard->button(next)->click();
+    EXPECT_EQ(bench.dialogs.messages().size(), 1);
+    EXPECT_TRUE(count(Kind::write) == 0 && bench.current() == bench.wizard->partitionpageid);
+    ASSERT_NO_FATAL_FAILURE(edit(typecolumn, "83"));
+    QTest::keyClick(bench.wizard.get(), Qt::Key_N, Qt::AltModifier);
+    EXPECT_EQ(bench.current(), bench.wizard->lastpageid);
+    std::vector<std::uint8_t> table(512);
+    EXPECT_TRUE(disk->store->load(0, table.data(), table.size()));
+    EXPECT_EQ(table[0x1BE + 4], 0x83);
+}
