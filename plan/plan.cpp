@@ -35,6 +35,18 @@ Plan::Change::~Change()
         plan.tell(&PlanWatcher::changeends);
 }
 
+Plan::WholeChange::WholeChange(Plan &changed) : Change(changed), plan(changed)
+{
+    plan.tell(&PlanWatcher::planclears);
+    plan.quiet = true;
+}
+
+Plan::WholeChange::~WholeChange()
+{
+    plan.quiet = false;
+    plan.tell(&PlanWatcher::planfilled);
+}
+
 Plan::~Plan()
 {
     tell(&PlanWatcher::plangone);

@@ -186,9 +186,23 @@ protected:
     };
 
 private:
+    /// An operation on the whole plan: its watchers are told of the outcome alone, not of
+    /// thousands of blocks one by one.
+    class WholeChange : public Change
+    {
+    public:
+        explicit WholeChange(Plan &changed);
+        ~WholeChange();
+
+    private:
+        Plan &plan;
+    };
+
     template <class... Arguments, class... Given>
     void tell(void (PlanWatcher::*event)(Arguments...), Given... given)
     {
+        if (quiet)
+            return;
         for (PlanWatcher *watcher : watchers)
             (watcher->*event)(given...);
     }
@@ -216,7 +230,8 @@ private:
     std::uint64_t extendsize = 0;
     std::uint64_t laststart = 0; ///< the highest `start` among the logical disks
     std::vector<PlanWatcher *> watchers;
-    int depth = 0; ///< operations under way
+    int depth = 0;      ///< operations under way
+    bool quiet = false; ///< watchers are told at the end
 };
 
 /// Shown wherever a part of a plan would come out below one cylinder.

@@ -37,10 +37,13 @@ bool spansprimary(const std::vector<EXTPART> &entries)
 
 bool holdsbad(const EXTPART &entry, const std::vector<SEG> &segs)
 {
-    return (entry.kind == 'p' || entry.kind == 'l') &&
-           std::any_of(segs.begin(), segs.end(), [&entry](const SEG &seg) {
-               return seg.isbad != 0 && seg.start <= entry.stop && seg.stop >= entry.start;
-           });
+    if (entry.kind != 'p' && entry.kind != 'l')
+        return false;
+    auto seg = std::partition_point(segs.begin(), segs.end(),
+                                    [&entry](const SEG &one) { return one.stop < entry.start; });
+    while (seg != segs.end() && seg->start <= entry.stop && seg->isbad == 0)
+        ++seg;
+    return seg != segs.end() && seg->start <= entry.stop;
 }
 
 } // namespace
@@ -87,6 +90,36 @@ PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry
     }
     result.indiskorder = indiskorder(entries);
     return result;
+}
+
+QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
+                    const geom &geometry)
+{
+    std::uint64_t used = 0;
+    std::uint64_t bad = 0;
+    std::uint64_t whole = 0;
+    int count = 0;
+    for (const EXTPART &entry : entries) {
+        if (entry.kind == 'e')
+            continue;
+        used += entry.size;
+        ++count;
+    }
+    for (const SEG &seg : segs) {
+        whole = std::max(whole, seg.stop + 1);
+        bad += seg.isbad != 0 ? seg.stop - seg.start + 1 : 0;
+    }
+    const auto gb = [&geometry](std::uint64_t cylinders) {
+        return QString::number(cylinderstogb(cylinders, geometry), 'f', 1);
+    };
+    QString text = QString("%1 %2 on %3 of %4 GB; %5 GB lost to damage and its margins.")
+                       .arg(QString::number(count), count == 1 ? "partition" : "partitions",
+                            gb(used), gb(whole), gb(bad));
+    if (count > 60)
+        text += " More than 60 partitions: some tools can't read them all.";
+    else if (count > 15)
+        text += " More than 15 partitions: some systems give no names to the rest.";
+    return text;
 }
 
 QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs)

@@ -39,6 +39,11 @@ PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry
 /// disks.
 bool indiskorder(const std::vector<EXTPART> &entries);
 
+/// How many partitions the plan has, and what becomes of the disk's room, in one line, with a
+/// warning where some systems stop counting.
+QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
+                    const geom &geometry);
+
 /// What is worth knowing of a plan before it is written, in one line; empty if there is nothing.
 /// `entries` are the plan's rows as the commit takes them, `segs` the stretches that it was made
 /// on.

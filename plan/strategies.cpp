@@ -41,7 +41,7 @@ int Plan::goodcount() const
 
 void Plan::assignall()
 {
-    const Change change(*this);
+    const WholeChange change(*this);
     const QList<EXTPART *> good = goodparts();
     const int limit = good.size() < 5 ? 4 : 3;
     for (EXTPART *part : good)
@@ -50,7 +50,7 @@ void Plan::assignall()
 
 void Plan::assignfourlargest(int sorted)
 {
-    const Change change(*this);
+    const WholeChange change(*this);
     QList<EXTPART *> good = goodparts();
     sortbysize(good);
     good.resize(std::min<qsizetype>(good.size(), 4));
@@ -60,7 +60,7 @@ void Plan::assignfourlargest(int sorted)
 
 void Plan::assignlargest(int n)
 {
-    const Change change(*this);
+    const WholeChange change(*this);
     QList<EXTPART *> good = goodparts();
     sortbysize(good);
     good.resize(std::min<qsizetype>(good.size(), n));
@@ -95,14 +95,14 @@ Outcome Plan::assignbysize(double cmaxgb, double cmingb)
     const std::uint64_t cmaxcyl = gbtocylinders(cmaxgb, g);
     if (cmaxcyl == 0)
         return {false, toosmalltext};
-    const Change change(*this);
+    const WholeChange change(*this);
     cutpass(gbtocylinders(cmingb, g), cmaxcyl, [this](EXTPART *part) { assignpart(part, 3, 1); });
     return {true, {}};
 }
 
 void Plan::defaultpartition()
 {
-    const Change change(*this);
+    const WholeChange change(*this);
     restartplan();
     const int target = g.totalbytes >= 100'000'000'000 ? 8 : 4;
     const double diskgb = static_cast<double>(g.totalbytes) / bytespergb;

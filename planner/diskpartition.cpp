@@ -1,12 +1,15 @@
 #include "planner/diskpartition.h"
 
 #include "scan/diskscanpage.h"
+#include "views/blockpaint.h"
 #include "views/diagramaccessible.h"
+#include "views/diagramruler.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
 #include "views/partdelegate.h"
 #include "views/parttreemodel.h"
 #include "views/plainbox.h"
+#include "views/scrolledtext.h"
 #include "views/treeview.h"
 #include "wizard/dpwizard.h"
 
@@ -37,11 +40,10 @@ QHBoxLayout *makelegend(QLabel *captions[4], QLabel *swatches[4])
 {
     auto *layout = new QHBoxLayout;
     for (std::size_t i = 0; i < partkinds.size(); ++i) {
-        QPixmap square(swatchsize, swatchsize);
-        square.fill(partkinds[i].fill);
         captions[i] = new QLabel(partkinds[i].legend);
         swatches[i] = new QLabel;
-        swatches[i]->setPixmap(square);
+        swatches[i]->setPixmap(
+            swatch(partkinds[i].kind, swatchsize, swatches[i]->devicePixelRatioF()));
         layout->addWidget(captions[i]);
         layout->addWidget(swatches[i]);
     }
@@ -81,11 +83,15 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     makediagram();
     listlabel = new QLabel(tr("Partition list:"));
     pagelayout = new QVBoxLayout(this);
-    pagelayout->addWidget(infolabel);
+    pagelayout->addWidget(new ScrolledText(infolabel));
     pagelayout->addWidget(new QLabel("<hr bold>"));
     pagelayout->addWidget(strategybox);
     pagelayout->addLayout(legendlayout);
-    pagelayout->addWidget(diagramview, 1);
+    auto *diagram = new QVBoxLayout;
+    diagram->setSpacing(0);
+    diagram->addWidget(diagramview, 1);
+    diagram->addWidget(new DiagramRuler(diagramview));
+    pagelayout->addLayout(diagram, 1);
     maketree();
     pagelayout->addLayout(makehistory());
     pagelayout->addLayout(treelayout, 1);
@@ -143,6 +149,8 @@ void DiskPartition::makediagram()
     connect(diagramscene, &QGraphicsScene::selectionChanged, this,
             &DiskPartition::selectionchanged);
     connect(diagramview, &GraphicsView::resized, this, &DiskPartition::resizepartdiagram);
+    // thousands of blocks come and go at once; the index of a still scene would only cost
+    diagramscene->setItemIndexMethod(QGraphicsScene::NoIndex);
 }
 
 void DiskPartition::maketree()
@@ -160,17 +168,16 @@ void DiskPartition::maketree()
     treeview->setMinimumHeight(mintreeheight);
     treeview->setUniformRowHeights(true);
     treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
-    treeview->header()->setSectionResizeMode(namecolumn, QHeaderView::Interactive);
-    treeview->header()->resizeSection(namecolumn,
-                                      2 * treeview->indentation() +
-                                          fontMetrics().horizontalAdvance("Primary Partition") +
-                                          fontMetrics().horizontalAdvance("MM"));
+    for (const int column : {namecolumn, activecolumn})
+        treeview->header()->setSectionResizeMode(column, QHeaderView::Interactive);
+    sizecolumns();
     connect(treemodel, &QAbstractItemModel::rowsInserted, treeview,
             [this](const QModelIndex &parentindex) {
                 // the first logical disk opens its extended row; closing it again is the user's
                 if (parentindex.isValid() && treemodel->rowCount(parentindex) == 1)
                     treeview->expand(parentindex);
             });
+    connect(treemodel, &QAbstractItemModel::modelReset, treeview, &QTreeView::expandAll);
     connect(treeview->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &DiskPartition::treeselectionchanged);
 
@@ -189,6 +196,22 @@ void DiskPartition::maketree()
     upbutton->setAccessibleName("Move partition up");
     downbutton->setAccessibleName("Move partition down");
     deletebutton->setAccessibleName("Delete partition");
+}
+
+void DiskPartition::sizecolumns()
+{
+    const QFontMetrics metrics = fontMetrics();
+    treeview->header()->resizeSection(
+        namecolumn, 2 * treeview->indentation() + metrics.horizontalAdvance("Primary PartitionMM"));
+    treeview->header()->resizeSection(activecolumn,
+                                      treeview->header()->sectionSizeHint(activecolumn));
+}
+
+void DiskPartition::changeEvent(QEvent *event)
+{
+    QWizardPage::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange)
+        sizecolumns();
 }
 
 DiskPartition::~DiskPartition()
@@ -249,7 +272,18 @@ bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
 
 void DiskPartition::showplannote()
 {
-    const QString note = planremarks(getallparts(), segs);
+    QString note;
+    const std::vector<EXTPART> entries = getallparts();
+    if (entries.empty() && !segs.empty()) {
+        Plan automatic;
+        automatic.segs = segs;
+        automatic.defaultpartition();
+        note = "Next would create this: " + plansummary(automatic.getallparts(), segs, g);
+    } else if (!segs.empty()) {
+        note = plansummary(entries, segs, g);
+    }
+    if (const QString remarks = planremarks(entries, segs); !remarks.isEmpty())
+        note += ' ' + remarks;
     plannote->setToolTip(note);
     plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
 }

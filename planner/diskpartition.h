@@ -108,6 +108,9 @@ public slots:
     void undo();
     void redo();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     friend class PlanStep;
 
@@ -123,6 +126,8 @@ private:
 
     void makediagram();
     void maketree();
+    /// Gives the outer columns of the list the width of their words.
+    void sizecolumns();
     /// The undo stack, and the row over the list with its buttons.
     QHBoxLayout *makehistory();
     /// Takes the scale from the view's present size.

@@ -9,6 +9,7 @@
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
+#include <QAction>
 #include <QElapsedTimer>
 #include <QMessageBox>
 #include <QScopeGuard>
@@ -78,7 +79,10 @@ void DiskPartition::rescan()
     QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
     scan.markretested(failed, first, last);
     segs = scan.intsegs;
-    onstrategychanged(0);
+    perform(actions[9]->text(), part->start, [this] {
+        restartplan();
+        return Outcome{true, {}};
+    });
 }
 
 bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString &scanfile)
@@ -134,8 +138,12 @@ void DiskPartition::writetodisk()
         return;
     }
 
-    if (rows(Level::top).isEmpty())
-        defaultpartition();
+    if (rows(Level::top).isEmpty()) {
+        perform("automatic plan", {}, [this] {
+            defaultpartition();
+            return Outcome{true, {}};
+        });
+    }
     const std::vector<EXTPART> entries = getallparts();
     partresult = buildresult(entries, g);
     Commit commit(scan.diskgeom, {scan.segs, scan.segs + scan.segnum},

@@ -167,7 +167,6 @@ void DiskPartition::showstate(const PlanState &state, int strategy,
         strategybox->setCurrentIndex(strategy);
     }
     restore(state);
-    treeview->expandAll();
     if (place)
         showblock(*place);
 }

@@ -1,11 +1,11 @@
 #include "planner/diskpartition.h"
 
 #include "core/geom.h"
+#include "views/inputbox.h"
 #include "views/parttreemodel.h"
 
 #include <QAction>
 #include <QComboBox>
-#include <QInputDialog>
 #include <QTreeView>
 
 namespace
@@ -55,11 +55,10 @@ void DiskPartition::splitpart(int n)
 
 void DiskPartition::splitnpart()
 {
-    bool ok = false;
-    const int n = QInputDialog::getInt(
-        this, "n", "Please input how many data parts you want to split to:", 2, 0, 50, 1, &ok);
-    if (ok)
-        splitpart(n);
+    const auto n =
+        askint(this, {"n", "Please input how many data parts you want to split to:", {}}, 2, 0, 50);
+    if (n)
+        splitpart(*n);
 }
 
 void DiskPartition::splitsysdatapart()
@@ -72,22 +71,23 @@ void DiskPartition::splitsysdatapart()
         return;
     }
     const double partgb = cylinderstogb(part->size, g);
-    bool ok = false;
-    const double sysgb = QInputDialog::getDouble(
-        this, "System Partition Size(GB)", "Please input system partition size(GB):", partgb / 6,
-        0.0, partgb, 1, &ok);
-    if (!ok)
+    const auto sysgb =
+        askgb(this, {"System Partition Size(GB)", "Please input system partition size(GB):", {}},
+              partgb / 6, 0.0, partgb);
+    if (!sysgb)
         return;
-    if (const QString refusal = checksystemsize(sysgb); !refusal.isEmpty()) {
+    if (const QString refusal = checksystemsize(*sysgb); !refusal.isEmpty()) {
         refuse(refusal);
         return;
     }
-    const int datanum = QInputDialog::getInt(
-        this, "Data Partition Number",
-        "Please specify how many data partitions you want to create:", 3, 1, 50, 1, &ok);
-    if (ok)
+    const auto datanum = askint(this,
+                                {"Data Partition Number",
+                                 "Please specify how many data partitions you want to create:",
+                                 {}},
+                                3, 1, 50);
+    if (datanum)
         performat(actions[7]->text(), part->start,
-                  [&] { return splitsysdata(part, sysgb, datanum); });
+                  [&] { return splitsysdata(part, *sysgb, *datanum); });
 }
 
 void DiskPartition::combineparts()
@@ -108,7 +108,6 @@ void DiskPartition::onstrategychanged(int index)
 
 Outcome DiskPartition::assign(int strategy)
 {
-    bool ok = false;
     switch (strategy) {
     case 1:
         assignall();
@@ -121,23 +120,29 @@ Outcome DiskPartition::assign(int strategy)
         const int count = goodcount();
         if (count == 0)
             break;
-        const int n = QInputDialog::getInt(
-            this, "Input Parameter N",
-            "Please input the parameter N, N partitions will be created.", count, 1, count, 1, &ok);
-        if (ok)
-            assignlargest(n);
+        const auto n = askint(this,
+                              {"Input Parameter N",
+                               "Please input the parameter N, N partitions will be created.",
+                               {}},
+                              count, 1, count);
+        if (n)
+            assignlargest(*n);
         break;
     }
     case 5: {
         const double diskgb = static_cast<double>(g.totalbytes) / bytespergb;
-        const double cmax = QInputDialog::getDouble(this, "Max Partition Capacity(GB)",
-                                                    "CMax:", 20.0, 0.0, diskgb, 1, &ok);
-        if (!ok)
+        const auto cmax = askgb(this,
+                                {"Max Partition Capacity(GB)",
+                                 "CMax:", "No partition becomes larger than CMax, in GB."},
+                                20.0, 0.0, diskgb);
+        if (!cmax)
             break;
-        const double cmin = QInputDialog::getDouble(this, "Min Partition Capacity(GB)",
-                                                    "CMin:", 0.0, 0.0, diskgb, 1, &ok);
-        if (ok)
-            return assignbysize(cmax, cmin);
+        const auto cmin = askgb(
+            this,
+            {"Min Partition Capacity(GB)", "CMin:", "Blocks up to CMin, in GB, stay unassigned."},
+            0.0, 0.0, diskgb);
+        if (cmin)
+            return assignbysize(*cmax, *cmin);
         break;
     }
     default:

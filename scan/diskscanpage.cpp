@@ -40,6 +40,8 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
     infolabel->setWordWrap(true);
     writetestbox =
         new QCheckBox("write test(write data to disk and read them, very time-consuming)");
+    writetestbox->setToolTip("Writes a pattern over the whole disk and reads it back: all data on "
+                             "the disk is destroyed by the test itself.");
     keepindicatorvisible(writetestbox);
     connect(writetestbox, &QCheckBox::toggled, this, &DiskScanPage::writeteststatechanged);
 
@@ -105,11 +107,10 @@ void DiskScanPage::askgeometry()
     GeomDlg dialog(static_cast<int>(diskgeom.bytespersector),
                    static_cast<int>(diskgeom.sectorspertrack), static_cast<int>(diskgeom.heads),
                    diskgeom.cylinders, this);
-    // After a refusal the same dialog opens again with what was typed.
-    while (dialog.exec() == QDialog::Accepted &&
-           refuse(setfactors(dialog.bytesedit->text().toInt(), dialog.sectorsedit->text().toInt(),
-                             dialog.headsedit->text().toInt()))) {
-    }
+    dialog.check = [this](int bytespersector, int sectorspertrack, int heads) {
+        return setfactors(bytespersector, sectorspertrack, heads);
+    };
+    dialog.exec();
 }
 
 void DiskScanPage::beginscan()

@@ -1,5 +1,7 @@
 #include "views/geomdlg.h"
 
+#include "views/plainbox.h"
+
 #include <QDialogButtonBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -9,6 +11,7 @@ GeomDlg::GeomDlg(int bytespersector, int sectorspertrack, int heads, unsigned lo
                  QWidget *parent)
     : QDialog(parent)
 {
+    setWindowTitle("Disk geometry");
     infolabel = new QLabel("Can not find the exact geometry of the disk. \nThe guessed values are "
                            "provided. You can change them if not correct.");
     dialoglayout = new QVBoxLayout(this);
@@ -29,7 +32,18 @@ GeomDlg::GeomDlg(int bytespersector, int sectorspertrack, int heads, unsigned lo
 
     buttonbox =
         new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, Qt::Horizontal);
-    connect(buttonbox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonbox, &QDialogButtonBox::accepted, this, &GeomDlg::accept);
     connect(buttonbox, &QDialogButtonBox::rejected, this, &QDialog::reject);
     dialoglayout->addWidget(buttonbox);
+}
+
+void GeomDlg::accept()
+{
+    const QString refusal = check ? check(bytesedit->text().toInt(), sectorsedit->text().toInt(),
+                                          headsedit->text().toInt())
+                                  : QString();
+    if (refusal.isEmpty())
+        QDialog::accept();
+    else
+        plainbox(this, QMessageBox::Warning, "error", refusal);
 }

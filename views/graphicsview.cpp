@@ -1,18 +1,25 @@
 #include "views/graphicsview.h"
 
+#include "views/blockpaint.h"
 #include "views/partitem.h"
 
 #include <QAccessible>
 #include <QContextMenuEvent>
+#include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
 #include <QSignalBlocker>
+#include <QWheelEvent>
 
 #include <algorithm>
+#include <vector>
 
 namespace
 {
+constexpr double minwidth = 2;   // pixels; narrower blocks share their columns
+constexpr double frame = 3;      // pixels, of a selected block
+constexpr double zoomstep = 1.5; // of one notch or key
 
 // Tells assistive technology that the keys selected the block at `index`.
 void tellblockselected(GraphicsView *view, int index)
@@ -38,6 +45,7 @@ GraphicsView::GraphicsView(QWidget *planner)
     setFocusPolicy(Qt::StrongFocus);
     // Outlines and the focus marks reach beyond the items' rectangles.
     setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
 GraphicsView::~GraphicsView()
@@ -173,6 +181,14 @@ void GraphicsView::keyPressEvent(QKeyEvent *event)
         return;
     }
     const int key = event->key();
+    if (modifiers & Qt::ControlModifier &&
+        (key == Qt::Key_Plus || key == Qt::Key_Equal || key == Qt::Key_Minus || key == Qt::Key_0)) {
+        event->accept();
+        zoomby(key == Qt::Key_0 ? 0 : key == Qt::Key_Minus ? 1 / zoomstep : zoomstep);
+        if (const PartItem *item = blockitem(currentblock()))
+            centerOn(item);
+        return;
+    }
     const bool isours = key == Qt::Key_Left || key == Qt::Key_Right || key == Qt::Key_Home ||
                         key == Qt::Key_End || key == Qt::Key_Up || key == Qt::Key_Down;
     if (!isours) {
@@ -209,26 +225,159 @@ void GraphicsView::focusOutEvent(QFocusEvent *event)
     viewport()->update();
 }
 
-void GraphicsView::drawForeground(QPainter *painter, const QRectF &rect)
+void GraphicsView::wheelEvent(QWheelEvent *event)
 {
-    QGraphicsView::drawForeground(painter, rect);
-    // The frames of its neighbours cover a block of a few pixels, selected or not.
-    painter->setBrush(Qt::NoBrush);
-    painter->setPen(QPen(Qt::red, 3));
-    for (const QGraphicsItem *item : scene()->selectedItems())
-        painter->drawRect(item->sceneBoundingRect());
-    if (!hasFocus())
+    if (!(event->modifiers() & Qt::ControlModifier)) {
+        QGraphicsView::wheelEvent(event);
         return;
+    }
+    event->accept();
+    setTransformationAnchor(AnchorUnderMouse);
+    zoomby(event->angleDelta().y() < 0 ? 1 / zoomstep : zoomstep);
+    setTransformationAnchor(AnchorViewCenter);
+}
 
+void GraphicsView::zoomby(double factor)
+{
+    constexpr double maxpixels = 16; // a cylinder
+    const double unzoomed = pixelspercylinder() / transform().m11();
+    if (unzoomed <= 0)
+        return;
+    const double zoom =
+        std::clamp(transform().m11() * factor, 1.0, std::max(maxpixels / unzoomed, 1.0));
+    setTransform(QTransform::fromScale(zoom, 1));
+}
+
+double GraphicsView::pixelspercylinder() const
+{
+    const PartItem *item = blockitem(0);
+    return item ? blockrect(item->part).width() / static_cast<double>(item->part->size) : 0;
+}
+
+bool GraphicsView::viewportEvent(QEvent *event)
+{
+    // Most of thousands of tool tips are never read, so each is made when it is asked for.
+    if (event->type() == QEvent::ToolTip) {
+        if (QGraphicsItem *item = itemAt(static_cast<QHelpEvent *>(event)->pos()))
+            item->setToolTip(static_cast<PartItem *>(item)->toolTip());
+    }
+    return QGraphicsView::viewportEvent(event);
+}
+
+QRectF GraphicsView::blockrect(const EXTPART *part) const
+{
+    const QTransform map = viewportTransform();
+    const QRectF inscene = part->rect.translated(part->item->pos());
+    return {inscene.left() * map.m11() + map.dx(), inscene.top() + map.dy(),
+            inscene.width() * map.m11(), inscene.height()};
+}
+
+std::span<EXTPART *const> GraphicsView::visibleblocks() const
+{
+    const std::span<EXTPART *const> blocks(page->extparts);
+    const auto first =
+        std::partition_point(blocks.begin(), blocks.end(), [this](const EXTPART *part) {
+            return blockrect(part).right() < -frame;
+        });
+    const auto last = std::partition_point(first, blocks.end(), [this](const EXTPART *part) {
+        return blockrect(part).left() < viewport()->width() + frame;
+    });
+    return {first, last};
+}
+
+void GraphicsView::paintEvent(QPaintEvent *)
+{
+    QPainter painter(viewport());
+    painter.fillRect(viewport()->rect(), palette().base());
+    // an item is missing only in the middle of a change
+    if (page && scene() && blockitem(0) && page->extparts.last()->item) {
+        paintblocks(painter);
+        paintselection(painter);
+    }
+    if (hasFocus())
+        paintfocus(painter);
+    emit painted();
+}
+
+void GraphicsView::paintblocks(QPainter &painter) const
+{
+    const std::span<EXTPART *const> blocks = visibleblocks();
+    if (blocks.empty())
+        return;
+    const QRectF whole = blockrect(blocks.front()) | blockrect(blocks.back());
+    // what is drawn black would not end anywhere on a dark page
+    if (palette().color(QPalette::Base).lightness() < 128) {
+        painter.setPen(palette().color(QPalette::Text));
+        painter.drawRect(whole.adjusted(-2.5, -2.5, 2, 2));
+    }
+
+    // the kind that each column of pixels shows of the blocks that are too narrow to be drawn
+    std::vector<char> columns(static_cast<std::size_t>(viewport()->width()), '\0');
+    const auto rank = [](char kind) { return QByteArrayView("\0ulpb", 5).indexOf(kind); };
+    for (const EXTPART *part : blocks) {
+        const QRectF where = blockrect(part);
+        if (where.width() >= minwidth) {
+            paintblock(painter, *part, where, false);
+            continue;
+        }
+        const int last = std::min(static_cast<int>(where.right()), viewport()->width() - 1);
+        for (int x = std::max(static_cast<int>(where.left()), 0); x <= last; ++x) {
+            char &column = columns[static_cast<std::size_t>(x)];
+            if (rank(part->kind) > rank(column))
+                column = part->kind;
+        }
+    }
+    for (auto from = columns.begin(); from != columns.end();) {
+        const auto to =
+            std::find_if(from, columns.end(), [from](char one) { return one != *from; });
+        if (*from != '\0') {
+            const QRectF run(static_cast<double>(from - columns.begin()), whole.top(),
+                             static_cast<double>(to - from), whole.height());
+            painter.fillRect(run, partkind(*from).fill);
+            if (*from == 'b')
+                painter.fillRect(run, badpattern());
+        }
+        from = to;
+    }
+}
+
+void GraphicsView::paintselection(QPainter &painter) const
+{
+    // The frames of its neighbours cover a block of a few pixels, selected or not.
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(Qt::red, frame));
+    QRectF run; // of narrow blocks that are selected side by side
+    const auto flush = [&painter, &run] {
+        if (!run.isNull())
+            painter.drawRect(run);
+        run = {};
+    };
+    for (const EXTPART *part : visibleblocks()) {
+        const QRectF where = part->item->isSelected() ? blockrect(part) : QRectF();
+        const bool narrow = !where.isNull() && where.width() < minwidth;
+        if (!narrow)
+            flush();
+        run |= where;
+        if (!narrow)
+            flush();
+    }
+    flush();
+}
+
+void GraphicsView::paintfocus(QPainter &painter) const
+{
     const QColor color = palette().color(QPalette::Highlight);
-    painter->setPen(QPen(color, 2));
-    painter->drawRect(mapToScene(viewport()->rect()).boundingRect().adjusted(1, 1, -1, -1));
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(color, 2));
+    painter.drawRect(viewport()->rect().adjusted(1, 1, -1, -1));
     const PartItem *item = blockitem(currentblock());
     if (!item)
         return;
     // A mark below the block that the keys stand on.
-    const QPointF tip(item->scenePos().x(), item->sceneBoundingRect().bottom() + 3);
-    painter->setPen(Qt::NoPen);
-    painter->setBrush(color);
-    painter->drawPolygon(QPolygonF({tip, tip + QPointF(-5, 7), tip + QPointF(5, 7)}));
+    const QRectF where = blockrect(item->part);
+    const QPointF tip(where.center().x(), where.bottom() + 3);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawPolygon(QPolygonF({tip, tip + QPointF(-5, 7), tip + QPointF(5, 7)}));
 }

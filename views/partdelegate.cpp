@@ -5,6 +5,10 @@
 #include "views/parttreemodel.h"
 
 #include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+
+#include <algorithm>
 
 namespace
 {
@@ -46,6 +50,21 @@ std::uint8_t readsystype(const QString &text, bool &read)
     }
     return static_cast<std::uint8_t>(text.toInt(&read, 16));
 }
+
+/// Says of which cell the editor is.
+void nameeditor(QComboBox *box, const QModelIndex &index)
+{
+    const auto *model = qobject_cast<const PartTreeModel *>(index.model());
+    if (!model)
+        return;
+    const QString column =
+        model->headerData(index.column(), Qt::Horizontal, Qt::DisplayRole).toString();
+    box->setAccessibleName(column + " of " + model->rowname(index));
+    // where a combo box's name is its present text, what it is for comes from its label
+    auto *label = new QLabel(box->accessibleName(), box);
+    label->setBuddy(box);
+    label->hide();
+}
 } // namespace
 
 PartDelegate::PartDelegate(int active, int type, QObject *parent)
@@ -62,11 +81,13 @@ QWidget *PartDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem 
         return QItemDelegate::createEditor(parent, option, index);
 
     auto *box = new QComboBox(parent);
+    nameeditor(box, index);
     if (column == activecolumn) {
         box->addItems({"Inactive", "Active"});
         return box;
     }
     box->setEditable(true);
+    box->lineEdit()->setAccessibleName(box->accessibleName());
     // What is typed counts as it stands: completion would turn "f" into "FAT16", and "1" into the
     // cell's present "12.3".
     box->setCompleter(nullptr);
@@ -119,4 +140,31 @@ void PartDelegate::setModelData(QWidget *editor, QAbstractItemModel *model,
     } else {
         QItemDelegate::setModelData(editor, model, index);
     }
+}
+
+void PartDelegate::paint(QPainter *painter, const QStyleOptionViewItem &option,
+                         const QModelIndex &index) const
+{
+    QStyleOptionViewItem aligned(option);
+    if (index.column() >= startcolumn && index.column() <= sizecolumn)
+        aligned.displayAlignment = Qt::AlignRight | Qt::AlignVCenter;
+    QItemDelegate::paint(painter, aligned, index);
+}
+
+QSize PartDelegate::sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const
+{
+    QComboBox box;
+    box.setFont(option.font);
+    const QSize size = QItemDelegate::sizeHint(option, index);
+    return {size.width(), std::max(size.height(), box.sizeHint().height())};
+}
+
+void PartDelegate::updateEditorGeometry(QWidget *editor, const QStyleOptionViewItem &option,
+                                        const QModelIndex &) const
+{
+    QRect place = option.rect;
+    place.setWidth(std::min(std::max(place.width(), editor->sizeHint().width()),
+                            editor->parentWidget()->width()));
+    place.moveRight(std::min(place.right(), editor->parentWidget()->width() - 1));
+    editor->setGeometry(place);
 }

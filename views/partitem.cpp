@@ -1,17 +1,16 @@
 #include "views/partitem.h"
 
+#include "views/blockpaint.h"
 #include "views/diagramlayout.h"
 #include "views/partname.h"
 
 #include <QGraphicsSceneContextMenuEvent>
-#include <QPainter>
 #include <QStyleOptionGraphicsItem>
 
 PartItem::PartItem(EXTPART *newpart) : part(newpart)
 {
     part->item = this;
     setFlags(ItemIsSelectable);
-    settooltip();
 }
 
 PartItem::PartItem(EXTPART *newpart, double widthpersize, double height) : PartItem(newpart)
@@ -32,12 +31,7 @@ QRectF PartItem::boundingRect() const
 
 void PartItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *)
 {
-    QPen pen(part->bordercolor, 3);
-    if (option->state & QStyle::State_Selected)
-        pen.setColor(Qt::red);
-    painter->setPen(pen);
-    painter->setBrush(part->fillcolor);
-    painter->drawRect(part->rect);
+    paintblock(*painter, *part, part->rect, option->state & QStyle::State_Selected);
 }
 
 void PartItem::updategeom(double widthpersize, double height)
@@ -45,7 +39,6 @@ void PartItem::updategeom(double widthpersize, double height)
     prepareGeometryChange();
     part->rect = itemrect(part->size, widthpersize, height);
     setPos(itempos(part->start, part->size, widthpersize));
-    settooltip();
 }
 
 void PartItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
@@ -54,10 +47,10 @@ void PartItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
     QGraphicsItem::contextMenuEvent(event);
 }
 
-void PartItem::settooltip()
+QString PartItem::toolTip() const
 {
-    setToolTip(QString("Start:%1GB\nStop:%2GB\nSize:%3GB")
-                   .arg(gbtext(part->start), gbtext(part->stop), gbtext(part->size)));
+    return QString("Start:%1GB\nStop:%2GB\nSize:%3GB")
+        .arg(gbtext(part->start), gbtext(part->stop), gbtext(part->size));
 }
 
 namespace

@@ -13,23 +13,23 @@ class PartItem : public QGraphicsItem
 public:
     /// For a block that the caller lays out afterwards.
     explicit PartItem(EXTPART *part);
-    /// For a block that comes in later: rectangle, position and tool tip at once.
+    /// For a block that comes in later: rectangle and position at once.
     PartItem(EXTPART *part, double widthpersize, double height);
     ~PartItem() override;
 
     [[nodiscard]] QRectF boundingRect() const override;
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
-    /// Takes over the block's bounds at the given scale: rectangle, position and tool tip.
+    /// Takes over the block's bounds at the given scale: rectangle and position.
     void updategeom(double widthpersize, double height);
+
+    /// Start, stop and size, by the block's present bounds.
+    [[nodiscard]] QString toolTip() const;
 
     EXTPART *part; ///< the block; not owned
 
 protected:
     void contextMenuEvent(QGraphicsSceneContextMenuEvent *event) override;
-
-private:
-    void settooltip();
 };
 
 /// Lower `start` first, larger `size` first, by the blocks behind the items.

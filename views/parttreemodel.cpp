@@ -1,6 +1,7 @@
 #include "views/parttreemodel.h"
 
 #include "core/geom.h"
+#include "views/partname.h"
 
 #include <algorithm>
 
@@ -116,9 +117,13 @@ Outcome PartTreeModel::edit(const QModelIndex &index, const QVariant &value)
     EXTPART *part = nodeof(index)->part;
     switch (index.column()) {
     case startcolumn:
-        return page->setstart(part, gbtocylinders(value.toDouble(), g));
-    case stopcolumn:
-        return page->setstop(part, gbtocylinders(value.toDouble(), g));
+    case stopcolumn: {
+        const std::optional<double> gb = readgb(value.toString());
+        if (!gb)
+            return {false, QString("\"%1\" is not a number of GB.").arg(value.toString())};
+        return index.column() == startcolumn ? page->setstart(part, gbtocylinders(*gb, g))
+                                             : page->setstop(part, gbtocylinders(*gb, g));
+    }
     case typecolumn:
         return page->setsystype(part, static_cast<std::uint8_t>(value.toInt()));
     case activecolumn:

@@ -16,3 +16,19 @@ void TreeView::focusInEvent(QFocusEvent *event)
     if (currentIndex().isValid() && !selectionModel()->isSelected(currentIndex()))
         setCurrentIndex(currentIndex());
 }
+
+void TreeView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
+{
+    if (hasFocus())
+        QTreeView::currentChanged(current, previous);
+    else
+        QAbstractItemView::currentChanged(current, previous);
+}
+
+void TreeView::selectionChanged(const QItemSelection &selected, const QItemSelection &deselected)
+{
+    if (hasFocus())
+        QTreeView::selectionChanged(selected, deselected);
+    else
+        QAbstractItemView::selectionChanged(selected, deselected);
+}

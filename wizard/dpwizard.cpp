@@ -29,6 +29,12 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
     // The close box, Escape and Cancel all end in this signal.
     connect(this, &QDialog::finished, scanpage(), &DiskScanPage::wizardfinished);
 
+    // not on the box that has the scan destroy all data
+    connect(this, &QWizard::currentIdChanged, this, [this](int id) {
+        if (id == scanpageid)
+            button(NextButton)->setFocus();
+    });
+
     setButtonLayout({BackButton, Stretch, CustomButton1, CustomButton2, NextButton, CancelButton});
     for (const WizardButton which :
          {BackButton, CustomButton1, CustomButton2, NextButton, CancelButton})

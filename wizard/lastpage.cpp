@@ -1,12 +1,18 @@
 #include "wizard/lastpage.h"
 
 #include "planner/diskpartition.h"
+#include "platform/formatcommands.h"
 #include "wizard/dpwizard.h"
 
 #include <QAbstractButton>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QTextEdit>
 #include <QVBoxLayout>
+
+#include <memory>
 
 namespace
 {
@@ -64,6 +70,10 @@ LastPage::LastPage(QWidget *parent) : QWizardPage(parent)
     closinglabel = new QLabel;
     reportedit = new QTextEdit;
     headlabel = new QLabel;
+    reportedit->setAccessibleName("Report of the partitions");
+    reportedit->setTabChangesFocus(true);
+    reportedit->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(reportedit, &QWidget::customContextMenuRequested, this, &LastPage::showmenu);
     pagelayout = new QVBoxLayout(this);
     pagelayout->addWidget(headlabel);
     pagelayout->addWidget(reportedit);
@@ -102,4 +112,31 @@ void LastPage::hidecancel(int id)
     DpWizard *frame = dpwizard(this);
     if (id == frame->lastpageid)
         frame->button(QWizard::CancelButton)->hide();
+}
+
+void LastPage::showmenu(const QPoint &position)
+{
+    const std::unique_ptr<QMenu> menu(reportedit->createStandardContextMenu());
+    menu->addSeparator();
+    menu->addAction("Copy the report",
+                    [this] { QGuiApplication::clipboard()->setText(reportedit->toPlainText()); });
+    menu->addAction("Copy the commands that make file systems",
+                    [this] { QGuiApplication::clipboard()->setText(formatcommands()); });
+    menu->exec(reportedit->mapToGlobal(position));
+}
+
+QString LastPage::formatcommands() const
+{
+    const DpWizard *frame = dpwizard(this);
+    std::vector<platform::NewPartition> created;
+    int top = 0;
+    int logical = 4; // their numbers begin behind those of the table
+    for (const EXTPART &entry : frame->planner()->getallparts()) {
+        const int number = entry.kind == 'l' ? ++logical : ++top;
+        if (entry.kind != 'e')
+            created.push_back({number, entry.systype});
+    }
+    const DISKINFO *disk = frame->chosendisk();
+    return disk ? QString::fromStdString(platform::formatcommands(disk->devicepath, created))
+                : QString();
 }

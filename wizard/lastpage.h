@@ -17,12 +17,17 @@ public:
     void initializePage() override;
     void cleanupPage() override;
 
+    /// The commands that would make file systems on the partitions, a line each; nothing runs them.
+    [[nodiscard]] QString formatcommands() const;
+
     QLabel *closinglabel;
     QTextEdit *reportedit;
     QLabel *headlabel;
     QVBoxLayout *pagelayout;
 
 private slots:
+    /// The report's context menu at `position`.
+    void showmenu(const QPoint &position);
     /// Hides Cancel once the wizard has turned to page `id`, if that is this one.
     void hidecancel(int id);
 };

@@ -12,8 +12,11 @@
 #include <QLabel>
 #include <QMessageBox>
 #include <QRadioButton>
+#include <QScrollArea>
 #include <QVBoxLayout>
 #include <QWizard>
+
+#include <system_error>
 
 // The pictures lie in a static library, where nothing else asks for them.
 static void loadresources()
@@ -79,10 +82,21 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
     diskbox = new QGroupBox;
     diskbox->setLayout(disklayout);
     connect(diskgroup, &QButtonGroup::idClicked, this, &SelectDiskPage::selectdisk);
-    pagelayout->addWidget(diskbox);
+    diskbox->setAccessibleName("Hard disks");
+    diskbox->setToolTip(
+        QString("Not listed: removable media, and disks that this program may not open (\"%1\").")
+            .arg(QString::fromStdString(
+                std::make_error_code(std::errc::permission_denied).message())));
+    auto *scroller = new QScrollArea; // a machine may have more disks than a window has rows
+    scroller->setWidget(diskbox);
+    scroller->setWidgetResizable(true);
+    scroller->setFrameShape(QFrame::NoFrame);
+    scroller->setFocusPolicy(Qt::NoFocus);
+    pagelayout->addWidget(scroller, 1);
 
     warninglabel = new QLabel("Warning: all data on the disk will be lost!!! Please save your data "
                               "before proceeding.");
+    warninglabel->setWordWrap(true);
     pagelayout->addWidget(warninglabel);
 }
 

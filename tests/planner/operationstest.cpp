@@ -78,7 +78,9 @@ $plan | 10 | start 1.05 | | =
 $plan | 10 | start 2.0  | | = | = | partition start can not be larger than partition stop
 $plan | 10 | start 0.5  | | u0-4 p5-19 u20-24 u25-29 b30-31 l32-49
 $plan | 10 | start -3   | | $zero
-$plan | 10 | start nan  | | $zero
+$plan | 10 | start 0,5  | | u0-4 p5-19 u20-24 u25-29 b30-31 l32-49
+$plan | 10 | start nan  | | = | = | "nan" is not a number of GB.
+$plan | 10 | stop 1.2.4 | | = | = | "1.2.4" is not a number of GB.
 $plan | 10 | stop 2.4   | | u0-9 p10-24 u25-29 b30-31 l32-49
 $plan | 10 | stop 2.7   | | u0-9 p10-27 u28-29 b30-31 l32-49
 $plan | 10 | stop 3.0   | | = | = | $back

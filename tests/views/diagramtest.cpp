@@ -150,10 +150,11 @@ TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
     view->setFocus();
     select("4");
     QAccessibleInterface *list = QAccessible::queryAccessibleInterface(view);
-    const char *names[] = {"Good block, 0.0 GB to 8.2 GB",         "Bad block, 8.2 GB to 8.3 GB",
-                           "Primary Partition, 8.3 GB to 41.1 GB", "Bad block, 41.1 GB to 41.1 GB",
-                           "Logical Disk, 41.1 GB to 82.3 GB",     "Bad block, 82.3 GB to 90.5 GB",
-                           "Good block, 90.5 GB to 164.5 GB"};
+    const char *names[] = {
+        "Good block, 0.0 GB to 8.2 GB",         "Bad block, 8.2 GB to 8.3 GB",
+        "Primary Partition, 8.3 GB to 41.1 GB", "Bad block, 41.1264 GB to 41.1346 GB",
+        "Logical Disk, 41.1 GB to 82.3 GB",     "Bad block, 82.3 GB to 90.5 GB",
+        "Good block, 90.5 GB to 164.5 GB"};
     ASSERT_EQ(list->childCount(), 7);
     for (int i = 0; i < 7; i++) {
         QAccessibleInterface *entry = list->child(i);

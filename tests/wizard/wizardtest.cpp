@@ -137,10 +137,11 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
     bench.open();
     QStringList answers; // what is typed into the fields; "cancel" cancels
     QString shown;       // what stood there
+    bool waiting = false;
     bench.dialogs.custom = [&](QWidget *widget) {
         auto *dialog = qobject_cast<GeomDlg *>(widget);
-        if (!dialog || answers.isEmpty())
-            return false;
+        if (!dialog || waiting || answers.isEmpty())
+            return dialog && waiting;
         shown.clear();
         QStringList typed = answers.takeFirst().split(',');
         const auto button = typed[0] == "cancel" ? QDialogButtonBox::Cancel : QDialogButtonBox::Ok;
@@ -150,7 +151,15 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
             if (button == QDialogButtonBox::Ok && !typed.isEmpty())
                 edit->setText(typed.takeFirst());
         }
-        dialog->buttonbox->button(button)->click();
+        // later, since a refusal opens its box before the click returns
+        waiting = true;
+        QMetaObject::invokeMethod(
+            dialog,
+            [&waiting, pressed = dialog->buttonbox->button(button)] {
+                waiting = false;
+                pressed->click();
+            },
+            Qt::QueuedConnection);
         return true;
     };
     const geom guess = {255, 63, 512, 121, 16065, 8225280, 1000000000, 1953125};
