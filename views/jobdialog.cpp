@@ -7,6 +7,7 @@
 #include <QScreen>
 #include <QShortcut>
 #include <QStyleOptionProgressBar>
+#include <QTimer>
 
 #include <algorithm>
 
@@ -52,8 +53,10 @@ JobDialog::JobDialog(const QString &label, const QString &abort, int minimum, in
         escape->setEnabled(false);
     // `canceled` would hide the dialog at once
     disconnect(this, SIGNAL(canceled()), this, nullptr);
-    // it appears when its owner shows it
+    // it appears when its owner shows it, and not by its timer
     setMinimumDuration(1 << 30);
+    for (QTimer *timer : findChildren<QTimer *>())
+        timer->stop();
     // the program ends with the wizard's window, whether or not this dialog is open
     setAttribute(Qt::WA_QuitOnClose, false);
     setAutoReset(false);
