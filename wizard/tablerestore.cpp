@@ -3,10 +3,12 @@
 #include "core/diskhandle.h"
 #include "plan/tablebackup.h"
 #include "scan/scanfile.h"
+#include "views/diskjob.h"
 #include "views/plainbox.h"
 
 #include <QLocale>
 #include <QMenu>
+#include <QScopeGuard>
 #include <QStringList>
 
 namespace
@@ -42,26 +44,43 @@ void restoretables(QWidget *row, const DISKINFO &disk, const TableBackup &kept)
                                "Partitions that were made since can not be used then.")
                            .arg(date, kept.model)))
         return;
-    const DiskHandle handle(disk.devicepath);
+    DiskJob job(row, "Writing the partition tables to the disk...", true,
+                DiskJob::Cancelling::untilwritten);
+    DiskHandle handle = job.run([&] { return DiskHandle(disk.devicepath); });
+    const auto closes = qScopeGuard([&] { job.run([&] { handle.reset(); }); });
     if (!handle)
         return refuse("Can not open the disk.");
-    if (const QString fault = TableBackup::claim(handle.get()); !fault.isEmpty())
+    const QString fault = job.run([&] { return TableBackup::claim(handle.get()); });
+    if (!fault.isEmpty())
         return refuse(fault);
-    TableBackup now = TableBackup::ofdisk(handle.get(), disk);
+    TableBackup now = job.run([&] { return TableBackup::ofdisk(handle.get(), disk); });
+    if (job.cancelled())
+        return;
     if (!kept.isof(now))
         return refuse("These partition tables were kept from another disk. Nothing was written.");
-    for (const auto &[sector, bytes] : kept.sectors)
-        now.keep(handle.get(), sector);
-    now.keepchain(handle.get());
-    const QString unkept = now.save(QString::fromStdString(scanfilename(disk.model)));
+    const QString unkept = job.run([&] {
+        for (const auto &[sector, bytes] : kept.sectors)
+            now.keep(handle.get(), sector);
+        now.keepchain(handle.get());
+        return now.save(QString::fromStdString(scanfilename(disk.model)));
+    });
+    if (job.cancelled())
+        return;
     if (!unkept.isEmpty() &&
         !plainquestion(row, "restore", unkept + "\n\nRestore without a way back?"))
         return;
 
     const Tables tables = kept.tables();
-    const bool taken = tables.write(handle.get());
-    const std::vector<SectorImage> missing = tables.readback(handle.get());
-    if (!missing.empty() && !diskpresent(handle.get()))
+    bool taken = false, gone = false;
+    std::vector<SectorImage> missing;
+    job.run([&] {
+        taken = tables.write(handle.get());
+        missing = tables.readback(handle.get());
+        gone = !missing.empty() && !diskpresent(handle.get());
+    });
+    if (job.cancelled())
+        return;
+    if (gone)
         return refuse("The disk does not answer any more.");
     if (!missing.empty())
         return refuse(QString("These sectors are not on the disk as they were: %1. The tables can "

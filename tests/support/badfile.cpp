@@ -1,21 +1,23 @@
 // A FUSE file system with one file whose chosen sectors fail, for tests on real block devices:
 //
 //   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME]
-//                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]...
+//                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS]
 //
 // Ranges are in sectors of 512 bytes, both ends inclusive. The data is in the sparse file FILE,
-// created if missing, which shows bad sectors as well. Nothing is cached. Truncating the served
-// file changes its size, but not FILE.
+// created if missing, which shows bad sectors as well. Every read and write takes the delay longer.
+// Nothing is cached. Truncating the served file changes its size, but not FILE.
 
 #define FUSE_USE_VERSION 31
 #include <fuse.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -38,6 +40,7 @@ struct Served {
     std::uint64_t size = 0;
     std::vector<Range> badread;
     std::vector<Range> badwrite;
+    std::chrono::milliseconds delay{0};
 } served;
 
 bool touches(const std::vector<Range> &ranges, std::uint64_t from, std::uint64_t bytes)
@@ -72,6 +75,7 @@ int open(const char *path, fuse_file_info *info)
 int read(const char *, char *buffer, std::size_t bytes, off_t offset, fuse_file_info *)
 {
     const auto from = static_cast<std::uint64_t>(offset);
+    std::this_thread::sleep_for(served.delay);
     bytes = std::min<std::uint64_t>(bytes, served.size > from ? served.size - from : 0);
     if (touches(served.badread, from, bytes))
         return -EIO;
@@ -82,6 +86,7 @@ int read(const char *, char *buffer, std::size_t bytes, off_t offset, fuse_file_
 int write(const char *, const char *buffer, std::size_t bytes, off_t offset, fuse_file_info *)
 {
     const auto from = static_cast<std::uint64_t>(offset);
+    std::this_thread::sleep_for(served.delay);
     if (from >= served.size || bytes > served.size - from)
         return -ENOSPC;
     if (touches(served.badwrite, from, bytes))
@@ -120,6 +125,8 @@ bool parsearguments(int count, char **arguments, std::string &mountpoint)
             served.size = std::strtoull(arguments[i], nullptr, 10);
         } else if (argument == "--backing") {
             served.backing = arguments[i];
+        } else if (argument == "--delay") {
+            served.delay = std::chrono::milliseconds(std::strtoul(arguments[i], nullptr, 10));
         } else if (argument == "--name") {
             served.path = std::string("/") + arguments[i];
         } else if (!(argument == "--bad" && parse(arguments[i], served.badread)) &&
@@ -137,7 +144,7 @@ int main(int argc, char **argv)
     std::string mountpoint;
     if (!parsearguments(argc, argv, mountpoint)) {
         std::fputs("usage: quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
-                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]...\n",
+                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS]\n",
                    stderr);
         return 2;
     }
