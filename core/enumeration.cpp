@@ -24,6 +24,14 @@ void setmodel(char *model, std::string_view text)
     text.copy(model, modelsize - 1);
 }
 
+// The length in bytes of a sector; that of most disks if it is not known.
+std::uint32_t sectorlength(const std::string &path)
+{
+    const DiskHandle disk(path.c_str());
+    std::uint32_t bytes = 0;
+    return disk && platform::device(disk.get()).sectorsize(bytes).ok() && bytes > 0 ? bytes : 512;
+}
+
 } // namespace
 
 void getallhdinfo(std::vector<DISKINFO> &list)
@@ -51,12 +59,11 @@ void getallhdinfo(std::vector<DISKINFO> &list)
         unsigned long long bytes = 0;
         if (diskbytesize(name.data(), &bytes) != 0)
             bytes = 0;
-        if (bytes > maxdiskbytes)
-            continue;
         info.sizemb = bytes / 1'000'000;
         info.runningos =
             systemmodels.contains(info.model) ||
             std::find(systempaths.begin(), systempaths.end(), name) != systempaths.end();
+        info.guidtable = bytes / sectorlength(name) > maxmbrsectors;
         std::string user;
         if (platform::backend().inuse(name, user, info.claimable).ok())
             user.copy(info.inuse, sizeof info.inuse - 1);

@@ -167,6 +167,16 @@ Tables Tables::of(std::vector<SectorImage> images)
     return tables;
 }
 
+void Tables::clear(std::uint64_t sector, std::uint32_t bytespersector)
+{
+    const bool used =
+        std::any_of(sectors.begin(), sectors.end(),
+                    [sector](const SectorImage &image) { return image.sector == sector; });
+    if (!sectors.empty() && !used)
+        sectors.push_back(
+            {sector, ImageKind::cleared, -1, std::vector<std::uint8_t>(bytespersector)});
+}
+
 bool Tables::write(void *handle) const
 {
     if (sectors.empty())

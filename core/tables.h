@@ -19,6 +19,7 @@ enum class ImageKind {
     gptheader,  ///< the header of a GUID partition table
     gptarray,   ///< a sector of its entries
     gptbackup,  ///< a sector of the copy of both at the disk's end
+    cleared,    ///< zeros, over what a reader could take for a table
     kept        ///< what the sector held before, to be put back
 };
 
@@ -63,6 +64,10 @@ public:
     static Tables gpt(std::vector<PART> parts, const geom &geometry, const TableSectors &sectors,
                       std::span<const std::array<std::uint8_t, 16>> ids,
                       std::span<const std::string> names, std::span<const SEG> segs = {});
+
+    /// Adds zeros for a sector of so many bytes, to be written last; nothing without images, or if
+    /// the sector has an image.
+    void clear(std::uint64_t sector, std::uint32_t bytespersector);
 
     /// What the format can't hold, in list order; empty: the tables can be written.
     [[nodiscard]] const std::vector<PARTFAULT> &faults() const { return refusals; }

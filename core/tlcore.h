@@ -60,11 +60,9 @@ struct DISKINFO {
     unsigned long long sizemb = 0; ///< size in units of 1,000,000 bytes, rounded down; 0 unknown
     bool runningos = false;        ///< `model` is that of the system's disk, or it is that disk
     char inuse[200] = {};          ///< who else uses it, for the user; empty: nobody
+    bool guidtable = false;        ///< too many sectors for a master boot sector
     bool claimable = false;        ///< that use ends with the first write, or `claimdisk`
 };
-
-/// The largest disk that is listed, in bytes: 2^32 - 1 sectors of 512.
-inline constexpr unsigned long long maxdiskbytes = 0x1FFFFFFFE00ULL;
 
 /// Appends one record for each usable disk, in the system's order. An empty list: none found.
 void getallhdinfo(std::vector<DISKINFO> &list);

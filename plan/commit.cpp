@@ -1,6 +1,8 @@
 #include "plan/commit.h"
 
 #include "core/tlcore.h"
+#include "plan/systypes.h"
+#include "platform/platform.h"
 
 #include <QStringList>
 
@@ -16,6 +18,36 @@ constexpr int maxfaultlines = 10;
 constexpr char gonetext[] = "The disk does not answer any more.";
 constexpr char noplacetext[] =
     "No sector of the disk's first two tracks takes the partition table.";
+
+constexpr char guidneedstext[] =
+    "Sector %1 of the disk can not be written. A disk of more than 4294967295 sectors needs a GUID "
+    "partition table, and that needs the sectors 0 and 1.";
+constexpr char searchedtext[] =
+    "\nThe search has overwritten sectors at the disk's start; the context menu of "
+    "the disk on the first page puts them back.";
+
+// Lines about the sectors of a GUID table that are not on the disk as written, one for each kind.
+QString lostguidlines(const std::vector<SectorImage> &missing)
+{
+    const auto lost = [&missing](ImageKind kind) {
+        return std::any_of(missing.begin(), missing.end(),
+                           [kind](const SectorImage &image) { return image.kind == kind; });
+    };
+    QString lines;
+    if (lost(ImageKind::gptheader) || lost(ImageKind::gptarray))
+        lines +=
+            QString("The partition table at the disk's start is not on the disk as written. ") +
+            (lost(ImageKind::gptbackup)
+                 ? "None of the partitions can be used.\n"
+                 : "Systems may use its copy at the disk's end. Go Back and write again.\n");
+    else if (lost(ImageKind::gptbackup))
+        lines += "The copy of the partition table at the disk's end is not on the disk as written. "
+                 "The partitions can be used, but tools will report the missing copy.\n";
+    if (lost(ImageKind::mbr))
+        lines += "The protective partition table in sector 0 is not on the disk as written: "
+                 "systems may not find the partitions.\n";
+    return lines;
+}
 
 // A line about a sector that is not on the disk as written.
 QString lostline(const SectorImage &image, int logical)
@@ -36,6 +68,10 @@ QString lostline(const SectorImage &image, int logical)
                        "written: this logical disk and those listed behind it can not be used. Go "
                        "Back, give its block up, and write again.\n")
             .arg(logical)
+            .arg(image.sector);
+    case ImageKind::cleared:
+        return QString("The header of an old GUID partition table in sector %1 could not be "
+                       "cleared. Tools may report it.\n")
             .arg(image.sector);
     case ImageKind::gptheader:
     case ImageKind::gptarray:
@@ -62,8 +98,16 @@ QString planfaulttext(const std::vector<PARTFAULT> &faults)
 Commit::Commit(const geom &disk, std::vector<SEG> raw, std::vector<PART> plan, bool search)
     : geometry(disk), segs(std::move(raw)), parts(std::move(plan)),
       signature(static_cast<std::uint32_t>(std::time(nullptr))),
+      guidtable(disk.totalsectors > maxmbrsectors), disksectors(disk.totalsectors),
       searchlimit(std::min<std::uint64_t>(2ULL * disk.sectorspertrack, disk.totalsectors))
 {
+    if (guidtable) {
+        ids.resize(parts.size() + 1);
+        std::generate(ids.begin(), ids.end(), newguid);
+        for (const PART &part : parts)
+            names.push_back(systypetext(static_cast<std::uint8_t>(part.systype)).toStdString());
+        searchlimit = std::max(searchlimit, 2 + 4 * gptarraysectors(disk.bytespersector));
+    }
     const auto good =
         std::find_if(segs.begin(), segs.end(), [](const SEG &seg) { return seg.isbad == 0; });
     if (good != segs.end())
@@ -75,7 +119,8 @@ QString Commit::refusal() const
 {
     if (fallback == nosector)
         return "Can not find a good disk block.";
-    return planfaulttext(checkparts(parts, geometry, nosector, nosector));
+    return planfaulttext(guidtable ? build(entriesat(2)).faults()
+                                   : checkparts(parts, geometry, nosector, nosector));
 }
 
 // What two found sectors mean, `nosector` for one that was not found: that becomes the first
@@ -88,16 +133,31 @@ TableSectors Commit::settled(std::uint64_t first, std::uint64_t second) const
     return {orbehind(first, fallback), orbehind(second, fallback + 1)};
 }
 
+// The places of a GUID table with its entries at `sector` and the scan record right behind them.
+TableSectors Commit::entriesat(std::uint64_t sector) const
+{
+    return {0, sector + gptarraysectors(geometry.bytespersector), sector, disksectors};
+}
+
 Tables Commit::build(const TableSectors &sectors) const
 {
-    return Tables::mbr(parts, geometry, sectors, signature,
-                       sectors.scanrecord == nosector ? std::span<const SEG>() : segs);
+    const auto record = sectors.scanrecord == nosector ? std::span<const SEG>() : segs;
+    if (guidtable)
+        return Tables::gpt(parts, geometry, sectors, ids, names, record);
+    Tables built = Tables::mbr(parts, geometry, sectors, signature, record);
+    for (const std::uint64_t sector : stale)
+        built.clear(sector, geometry.bytespersector);
+    return built;
 }
 
 // Every result that choosing the sectors can have. Only the tracks matter to the plan, so that two
 // candidates of each stand for all.
 std::vector<TableSectors> Commit::outcomes() const
 {
+    if (guidtable && searching && fallback >= searchlimit)
+        return {entriesat(2), entriesat(fallback)};
+    if (guidtable)
+        return {entriesat(2)};
     if (!searching)
         return {{0, 1}};
     std::vector<std::uint64_t> some;
@@ -121,6 +181,11 @@ QString Commit::prepare(void *handle, const DISKINFO &disk)
         return fault;
     before = TableBackup::ofdisk(handle, disk);
     before.sectorbytes = geometry.bytespersector;
+    std::uint64_t bytes = 0;
+    if (platform::device(handle).length(bytes).ok())
+        disksectors = std::max(disksectors, bytes / geometry.bytespersector);
+    if (!guidtable)
+        findstaleheaders(handle);
     const auto keep = [this, handle](std::uint64_t sector) {
         gone = gone || (!before.keep(handle, sector) && !diskpresent(handle));
         return before.sectors.contains(sector);
@@ -155,8 +220,67 @@ QString Commit::prepare(void *handle, const DISKINFO &disk)
     return {};
 }
 
+// Headers of a GUID table in sector 1 and at the disk's end: a reader could take them for the
+// table in force.
+void Commit::findstaleheaders(void *handle)
+{
+    stale.clear();
+    std::vector<std::uint8_t> sector(geometry.bytespersector);
+    for (const std::uint64_t at : {std::uint64_t{1}, disksectors - 1}) {
+        if (readimage(handle, at, sector) && hasgptmark(sector))
+            stale.push_back(at);
+    }
+}
+
+// Sectors 0 and 1 must take what is written to them. The entries go to the first run of sectors
+// that do, or else to the first good segment; the scan record to the first such sector behind them.
+QString Commit::searchguidtable(void *handle)
+{
+    chosen = entriesat(2);
+    const std::uint64_t length = gptarraysectors(geometry.bytespersector);
+    const int bytes = static_cast<int>(geometry.bytespersector);
+    std::uint64_t run = 0;  // good sectors in front of this one
+    std::uint64_t next = 0; // sector behind the last candidate
+    if (searching)
+        chosen.array = chosen.scanrecord = nosector;
+    for (const std::uint64_t sector : candidates) {
+        if (chosen.scanrecord != nosector)
+            break;
+        if (next < 2 && sector != next)
+            return QString(guidneedstext).arg(next) + searchedtext;
+        if (sector != std::exchange(next, sector + 1))
+            run = 0;
+        const bool good = readtestonesector(handle, sector, bytes) == 0 &&
+                          writeandreadtestonesector(handle, sector, bytes) == 0;
+        if (!good && !diskpresent(handle))
+            return gonetext;
+        if (sector < 2) {
+            if (!good)
+                return QString(guidneedstext).arg(sector) + searchedtext;
+        } else if (chosen.array != nosector && good) {
+            chosen.scanrecord = sector;
+        } else {
+            run = good ? run + 1 : 0;
+            if (run == length)
+                chosen.array = sector + 1 - length;
+        }
+    }
+    if (searching && next < 2)
+        return QString(guidneedstext).arg(next) + searchedtext;
+    if (chosen.array == nosector && fallback < searchlimit)
+        return QString(noplacetext) + searchedtext;
+    if (chosen.array == nosector)
+        chosen = entriesat(fallback);
+    return {};
+}
+
 QString Commit::search(void *handle)
 {
+    if (guidtable) {
+        QString fault = searchguidtable(handle);
+        tables = build(chosen);
+        return fault.isEmpty() ? planfaulttext(tables.faults()) : fault;
+    }
     std::uint64_t found[] = {searching ? nosector : 0, searching ? nosector : 1};
     int count = 0;
     const int bytes = static_cast<int>(geometry.bytespersector);
@@ -173,8 +297,7 @@ QString Commit::search(void *handle)
     tables = build(chosen);
     QString fault = chosen.mbr == nosector ? noplacetext : planfaulttext(tables.faults());
     if (!fault.isEmpty())
-        fault += "\nThe search has overwritten sectors at the disk's start; the context menu of "
-                 "the disk on the first page puts them back.";
+        fault += searchedtext;
     return fault;
 }
 
@@ -202,6 +325,19 @@ void Commit::report(PARTRESULT &result) const
         result.ondisk = OnDisk::unknown;
         return;
     }
+    if (guidtable) {
+        const auto count = std::count_if(parts.begin(), parts.end(), [](const PART &part) {
+            return part.kind == 'p' || part.kind == 'l';
+        });
+        result.report += QString("They are %1 entries of a GUID partition table, since the disk "
+                                 "has more sectors than a master boot sector can address.\n")
+                             .arg(count);
+        result.report += lostguidlines(missing);
+        for (const SectorImage &image : missing) {
+            if (image.kind != ImageKind::scanrecord && image.kind != ImageKind::gptbackup)
+                result.ondisk = OnDisk::notable;
+        }
+    }
     if (chosen.scanrecord == nosector)
         result.report += "No sector was found for the scan result. The partitions are not "
                          "affected, but a later run can not fall back on it.\n";
@@ -209,7 +345,8 @@ void Commit::report(PARTRESULT &result) const
         const auto end = tables.parts().begin() + std::max(image.part + 1, 0);
         const auto logical = static_cast<int>(std::count_if(
             tables.parts().begin(), end, [](const PART &part) { return part.kind == 'l'; }));
-        result.report += lostline(image, logical);
+        if (!guidtable || image.kind == ImageKind::scanrecord)
+            result.report += lostline(image, logical);
         if (image.kind == ImageKind::mbr) {
             result.ondisk = OnDisk::notable;
         } else if (image.kind == ImageKind::ebr && result.ondisk == OnDisk::whole) {

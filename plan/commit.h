@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/gpt.h"
 #include "core/tables.h"
 #include "plan/planreport.h"
 #include "plan/tablebackup.h"
@@ -8,6 +9,7 @@
 
 #include <cstdint>
 #include <map>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -23,6 +25,10 @@ QString planfaulttext(const std::vector<PARTFAULT> &faults);
 class Commit
 {
 public:
+    /// A disk of more than `maxmbrsectors` sectors gets a GUID partition table: what follows is
+    /// then about sectors 0 and 1, which it needs, a place for its entries, and the scan record
+    /// behind them.
+    ///
     /// The scan record is that of the raw segments `segs`. Master boot sector and scan record go to
     /// sectors 0 and 1. If the first segment is bad, or `searching` asks for it since sector 0 took
     /// no table before, the first two tracks are searched for two sectors that take them.
@@ -52,11 +58,19 @@ private:
     [[nodiscard]] TableSectors settled(std::uint64_t first, std::uint64_t second) const;
     [[nodiscard]] Tables build(const TableSectors &sectors) const;
     [[nodiscard]] std::vector<TableSectors> outcomes() const;
+    [[nodiscard]] TableSectors entriesat(std::uint64_t sector) const;
+    [[nodiscard]] QString searchguidtable(void *handle);
+    void findstaleheaders(void *handle);
 
     geom geometry;
     std::vector<SEG> segs;
     std::vector<PART> parts;
     std::uint32_t signature; ///< the clock, seconds since 1970
+    bool guidtable;
+    std::vector<Guid> ids;            ///< of the disk and of each part, for a GUID table
+    std::vector<std::string> names;   ///< of each part
+    std::uint64_t disksectors;        ///< length of the disk, which may end behind the plan
+    std::vector<std::uint64_t> stale; ///< GUID headers that the master boot sector replaces
     bool searching;
     std::uint64_t searchlimit;             ///< first sector behind the search
     std::uint64_t fallback = nosector;     ///< first sector of the first good segment

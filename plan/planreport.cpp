@@ -122,17 +122,20 @@ QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> 
     return text;
 }
 
-QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs)
+QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
+                    bool guidtable)
 {
     QStringList remarks;
     if (std::any_of(entries.begin(), entries.end(),
                     [&segs](const EXTPART &entry) { return holdsbad(entry, segs); }))
         remarks.append("a partition holds a bad stretch");
-    if (spansprimary(entries))
+    if (guidtable)
+        remarks.append("the disk gets a GUID partition table, which needs no extended partition");
+    if (!guidtable && spansprimary(entries))
         remarks.append("the extended range spans a primary partition (some tools refuse that)");
     if (!indiskorder(entries))
         remarks.append("rows are out of disk order");
-    if (!segs.empty() && segs.front().isbad != 0)
+    if (!guidtable && !segs.empty() && segs.front().isbad != 0)
         remarks.append("the disk begins badly, so its table may not lie in sector 0");
     return remarks.isEmpty() ? QString() : "Note: " + remarks.join("; ") + ".";
 }

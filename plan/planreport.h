@@ -46,5 +46,6 @@ QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> 
 
 /// What is worth knowing of a plan before it is written, in one line; empty if there is nothing.
 /// `entries` are the plan's rows as the commit takes them, `segs` the stretches that it was made
-/// on.
-QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs);
+/// on. `guidtable`: the disk gets a GUID partition table.
+QString planremarks(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
+                    bool guidtable = false);

@@ -282,7 +282,8 @@ void DiskPartition::showplannote()
     } else if (!segs.empty()) {
         note = plansummary(entries, segs, g);
     }
-    if (const QString remarks = planremarks(entries, segs); !remarks.isEmpty())
+    const QString remarks = planremarks(entries, segs, g.totalsectors > maxmbrsectors);
+    if (!remarks.isEmpty())
         note += ' ' + remarks;
     plannote->setToolTip(note);
     plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));

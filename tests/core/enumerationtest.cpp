@@ -47,8 +47,10 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
     add("stick", 1 << 30)->removable = true;
     add("locked", 1 << 30)->opens = false;
     addata("silent", "X")->identity.reset(); // it has an identity, but refuses it
-    add("/dev/plain", maxdiskbytes)->inuse = "";
-    add("huge", maxdiskbytes + 1);
+    add("/dev/plain", maxmbrsectors * 512)->inuse = "";
+    add("huge", (maxmbrsectors + 1) * 512);
+    const auto longsectors = add("long", maxmbrsectors * 4096, 4096);
+    longsectors->sectorsize = 4096;
     add(std::string(199, 'p'), 1 << 30);
     add(std::string(200, 'q'), 1 << 30);
     for (int refused = 1; refused < 5; refused++)
@@ -57,13 +59,13 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
     std::vector<std::string> rows;
     for (const DISKINFO &disk : list())
         rows.push_back(std::string(disk.model) + " " + std::to_string(disk.sizemb) + " " +
-                       disk.inuse + (disk.runningos ? "!" : ""));
-    EXPECT_EQ(rows,
-              (std::vector<std::string>{"SPINNER2000XL 500000 mounted at /" + std::string(187, 'm'),
-                                        "ven_Acme-prod_Box-rev_1.0 9 ", "plain 2199023 ",
-                                        std::string(79, 'p') + " 1073 ", "size1 24 ", "size2 7 ",
-                                        "size3 6 ", "size4 0 "}));
-    EXPECT_TRUE(list()[1].devicepath == usb && list()[3].devicepath == std::string(199, 'p'));
+                       disk.inuse + (disk.runningos ? "!" : "") + (disk.guidtable ? "guid" : ""));
+    EXPECT_EQ(rows, (std::vector<std::string>{
+                        "SPINNER2000XL 500000 mounted at /" + std::string(187, 'm'),
+                        "ven_Acme-prod_Box-rev_1.0 9 ", "plain 2199023 ", "huge 2199023 guid",
+                        "long 17592186 ", std::string(79, 'p') + " 1073 ", "size1 24 ", "size2 7 ",
+                        "size3 6 ", "size4 0 "}));
+    EXPECT_TRUE(list()[1].devicepath == usb && list()[5].devicepath == std::string(199, 'p'));
 
     backend.listfails = true;
     std::vector<std::string> names;
