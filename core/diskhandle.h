@@ -1,7 +1,9 @@
 #pragma once
 
 #include "core/tlcore.h"
+#include "platform/status.h"
 
+#include <string>
 #include <utility>
 
 /// Owns an open disk and closes it at the end of its scope.
@@ -38,3 +40,10 @@ public:
 private:
     void *handle = invaliddisk;
 };
+
+/// Opens the chosen disk for reading and writing; the one way to it once it was chosen. If another
+/// disk is behind its node now, that one is left alone, and the chosen disk is looked for under all
+/// other nodes. None open: `reason` says why, for the user.
+DiskHandle openchosen(const DISKINFO &chosen, std::string &reason);
+/// Why an operation on the disk failed, for the user: who uses it, or what the system says.
+std::string failurereason(const DISKINFO &disk, const platform::Status &status);

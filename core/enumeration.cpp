@@ -73,6 +73,7 @@ void getallhdinfo(std::vector<DISKINFO> &list)
                      std::string_view(name).substr(slash == std::string::npos ? 0 : slash + 1));
         }
         name.copy(info.devicepath, sizeof info.devicepath - 1);
+        info.identity = readidentity(DiskHandle(name.c_str()).get(), name);
         list.push_back(info);
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/diskidentity.h"
 #include "core/geom.h"
 #include "core/part.h"
 #include "core/reading.h"
@@ -62,6 +63,7 @@ struct DISKINFO {
     char inuse[200] = {};          ///< who else uses it, for the user; empty: nobody
     bool guidtable = false;        ///< too many sectors for a master boot sector
     bool claimable = false;        ///< that use ends with the first write, or `claimdisk`
+    DiskIdentity identity;         ///< what it is known by from now on
 };
 
 /// Appends one record for each usable disk, in the system's order. An empty list: none found.

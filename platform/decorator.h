@@ -86,6 +86,10 @@ protected:
     {
         return request("removable", [&] { return inner->removable(answer); });
     }
+    Status dodescription(DiskDescription &answer) final
+    {
+        return request("description", [&] { return inner->description(answer); });
+    }
     Status doupdateproperties() final
     {
         return request("updateproperties", [this] { return inner->updateproperties(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/description.h"
 #include "platform/monitor.h"
 #include "platform/status.h"
 #include "platform/trace.h"
@@ -114,6 +115,11 @@ public:
     }
     /// Whether the medium is removable.
     Status removable(bool &answer) { return traced("removable", doremovable(answer)); }
+    /// How the disk describes itself.
+    Status description(DiskDescription &answer)
+    {
+        return traced("description", dodescription(answer));
+    }
     /// Has the system read the partition table again.
     Status updateproperties() { return traced("updateproperties", doupdateproperties()); }
     /// Claims the disk until the handle closes, so that no other user of it refuses or changes what
@@ -166,6 +172,7 @@ protected:
         return {Fault::unsupported, 0};
     }
     virtual Status doremovable(bool &) { return {Fault::unsupported, 0}; }
+    virtual Status dodescription(DiskDescription &) { return {Fault::unsupported, 0}; }
     virtual Status doupdateproperties() { return {Fault::unsupported, 0}; }
     /// Default: a disk that nobody else can use.
     virtual Status doclaim() { return Status::success(); }

@@ -29,6 +29,7 @@ protected:
     Status doidentitymap(std::uint8_t &) override { return failure; }
     Status doidentify(const IdentifyCommand &, IdentifyData &) override { return failure; }
     Status doremovable(bool &) override { return failure; }
+    Status dodescription(DiskDescription &) override { return failure; }
     Status doupdateproperties() override { return failure; }
     Status doclaim() override { return failure; }
 

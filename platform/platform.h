@@ -44,6 +44,9 @@ public:
         claimable = false;
         return {Fault::unsupported, 0};
     }
+    /// Reads what the disk of this path holds: a few sectors at its start, at its end and in each
+    /// partition, which a failing disk may take long to answer. Default: unsupported.
+    virtual Status contents(const std::string &, DiskContents &) { return {Fault::unsupported, 0}; }
 };
 
 /// The backend of the system that the program was built for.

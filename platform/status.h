@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace platform
 {
@@ -27,6 +28,9 @@ struct [[nodiscard]] Status {
     static constexpr Status success() { return {Fault::none, 0}; }
     [[nodiscard]] bool ok() const { return fault == Fault::none; }
 };
+
+/// The reason of a failure for the user: the fault, and the system's own words if it gave any.
+std::string reasontext(const Status &status);
 
 /// The result of one transfer: `bytes` moved, whether or not the operation succeeded.
 struct [[nodiscard]] Transfer {

@@ -26,6 +26,28 @@ void trace(const char *operation, const std::string &path, const Status &status,
     std::fputs((line + "\n").c_str(), stderr);
 }
 
+std::string reasontext(const Status &status)
+{
+    std::string words;
+    if (status.code != 0)
+        words = std::system_category().message(status.code);
+    switch (status.fault) {
+    case Fault::gone:
+        return "the disk is not there";
+    case Fault::busy:
+        return "in use by another program";
+    case Fault::denied:
+        if (std::system_category().default_error_condition(status.code) ==
+            std::errc::read_only_file_system)
+            return "read-only";
+        return "no rights" + (words.empty() ? "" : ": " + words);
+    case Fault::medium:
+        return "the medium failed" + (words.empty() ? "" : ": " + words);
+    default:
+        return words.empty() ? faultname(status.fault) : words;
+    }
+}
+
 const char *faultname(Fault fault)
 {
     switch (fault) {

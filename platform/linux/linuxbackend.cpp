@@ -1,4 +1,5 @@
 #include "platform/linux/linuxbackend.h"
+#include "platform/linux/describe.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/linuxdevice.h"
 #include "platform/writegather.h"
@@ -77,11 +78,6 @@ std::optional<std::vector<std::uint64_t>> disknumbers(std::string rest, const Fa
     return numbers;
 }
 
-bool isblank(char c)
-{
-    return c == ' ' || (c >= '\t' && c <= '\r') || c == '\0';
-}
-
 /// Truncates a text to `bytes` bytes, not inside a UTF-8 character.
 void truncate(std::string &text, std::size_t bytes)
 {
@@ -95,9 +91,7 @@ void truncate(std::string &text, std::size_t bytes)
 /// A text made fit to be a part of a path.
 std::string part(const std::string &text, std::size_t maxbytes)
 {
-    const auto first = std::find_if_not(text.begin(), text.end(), isblank);
-    const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isblank);
-    std::string clean(first, last.base());
+    std::string clean = trimmed(text);
     for (char &c : clean) {
         const auto code = static_cast<unsigned char>(c);
         if (code <= 0x20 || code == 0x7F || c == '&' || c == '#' || c == '/')
@@ -105,23 +99,6 @@ std::string part(const std::string &text, std::size_t maxbytes)
     }
     truncate(clean, maxbytes);
     return clean;
-}
-
-/// The unit serial number of a vital product data page: the text after a header of four bytes.
-std::string pageserial(const fs::path &file)
-{
-    const std::string page = attribute(file);
-    return page.size() > 4 ? page.substr(4) : std::string();
-}
-
-/// The first text that is not blank.
-std::string firsttext(std::initializer_list<std::string> texts)
-{
-    for (const std::string &text : texts) {
-        if (!std::all_of(text.begin(), text.end(), isblank))
-            return text;
-    }
-    return {};
 }
 
 } // namespace
@@ -187,8 +164,7 @@ std::string LinuxBackend::describe(const std::string &name) const
     texts.product = firsttext({texts.product, name});
     texts.revision =
         firsttext({attribute(device / "rev"), attribute(device / "firmware_rev"), "0"});
-    texts.serial = firsttext({attribute(block / "serial"), attribute(device / "serial"),
-                              pageserial(device / "vpd_pg80"), name});
+    texts.serial = firsttext({sysfsserial(block), name});
 
     // sysfs replaces '/' in a name by '!'.
     std::string node = name;

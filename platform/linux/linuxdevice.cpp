@@ -1,6 +1,7 @@
 #include "platform/linux/linuxdevice.h"
 
 #include "platform/linux/ataidentity.h"
+#include "platform/linux/describe.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/layers.h"
 
@@ -31,6 +32,8 @@ namespace platform
 namespace
 {
 
+/// BLKGETDISKSEQ: the kernel's number of a disk, never given twice. Since 5.15; not in all headers.
+constexpr auto getdisksequence = _IOR(0x12, 128, std::uint64_t);
 /// Sector length of a regular file.
 constexpr std::uint32_t plainfilesector = 512;
 /// Alignment for O_DIRECT, enough for every sector length in use.
@@ -458,6 +461,23 @@ Status LinuxDevice::doremovable(bool &answer)
         }
     }
     return {Fault::unsupported, 0};
+}
+
+Status LinuxDevice::dodescription(DiskDescription &answer)
+{
+    if (!isblock)
+        return {Fault::unsupported, 0};
+    DiskDescription description =
+        sysfsdescription("/sys/dev/block/" + std::to_string(major) + ":" + std::to_string(minor));
+    // what the drive says by itself does not depend on a bridge
+    std::uint8_t map = 0;
+    if (doidentitymap(map).ok() && identity)
+        describeata(*identity, description);
+    std::uint64_t sequence = 0;
+    if (::ioctl(descriptor.get(), getdisksequence, &sequence) == 0)
+        description.instance = "diskseq " + std::to_string(sequence);
+    answer = std::move(description);
+    return Status::success();
 }
 
 Status LinuxDevice::doupdateproperties()

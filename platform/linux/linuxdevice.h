@@ -46,6 +46,7 @@ protected:
     Status doidentitymap(std::uint8_t &map) override;
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;
+    Status dodescription(DiskDescription &answer) override;
     Status doupdateproperties() override;
     /// Locks a claimed block device before it is modified; busy if it is not claimed.
     Status doclaim() override;

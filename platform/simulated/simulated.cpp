@@ -62,6 +62,10 @@ protected:
         return answer(disk->identity, data);
     }
     Status doremovable(bool &removable) override { return answer(disk->removable, removable); }
+    Status dodescription(DiskDescription &description) override
+    {
+        return answer(disk->description, description);
+    }
     Status doupdateproperties() override
     {
         return {disk->updatefails ? Fault::busy : Fault::none, 0};
@@ -185,6 +189,15 @@ Status SimulatedBackend::inuse(const std::string &path, std::string &reason, boo
         return {Fault::unsupported, 0};
     reason = *disk->inuse;
     claimable = disk->claimable;
+    return Status::success();
+}
+
+Status SimulatedBackend::contents(const std::string &path, DiskContents &answer)
+{
+    const auto disk = find(path);
+    if (disk == nullptr || !disk->contents)
+        return {Fault::unsupported, 0};
+    answer = *disk->contents;
     return Status::success();
 }
 

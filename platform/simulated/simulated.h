@@ -42,6 +42,8 @@ struct SimulatedDisk {
     std::optional<std::uint8_t> identitymap;
     std::optional<IdentifyData> identity;
     std::optional<bool> removable = false;
+    std::optional<DiskDescription> description;
+    std::optional<DiskContents> contents;
     bool opens = true;                ///< false: an open is denied
     bool updatefails = false;         ///< true: the system refuses the new layout (busy)
     std::optional<std::string> inuse; ///< who else uses it; empty: nobody
@@ -76,6 +78,7 @@ public:
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
     Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
+    Status contents(const std::string &path, DiskContents &answer) override;
 
     /// The disk of this path, null if there is none.
     [[nodiscard]] std::shared_ptr<SimulatedDisk> find(const std::string &path) const;

@@ -1,5 +1,6 @@
 #include "core/tlcore.h"
 #include "platform/linux/ataidentity.h"
+#include "platform/linux/describe.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/linuxbackend.h"
 #include "platform/linux/linuxdevice.h"
@@ -111,6 +112,32 @@ TEST(Linux, ListsHardDisksInNaturalOrder)
         const auto has = [&path](char c) { return std::count(path.begin(), path.end(), c); };
         EXPECT_TRUE(path.size() < 200 && has('#') == 3 && has('\xE2') == has('\xAC')) << path;
     }
+}
+
+// A bridge's own texts give way to those of the drive behind it.
+TEST(Linux, DescribesDisks)
+{
+    const Tree tree;
+    tree.files("pci/usb1/host6/block/sda/",
+               {"device/model=Bridge  ", "device/vendor=Acme",
+                std::string("device/vpd_pg80=\0\x80\0\x8 0001 ", 25), "device/wwid=t10.Bridge"});
+    tree.files("pci/nvme/nvme0/nvme0n1/", {"wwid=eui.0025", "device/serial=S1 ", "device/model=N"});
+    const auto text = [](const DiskDescription &disk) {
+        return disk.bus + "," + disk.vendor + "," + disk.model + "," + disk.serial + "," + disk.wwn;
+    };
+    DiskDescription disk = sysfsdescription(tree.folder / "pci/nvme/nvme0/nvme0n1");
+    EXPECT_EQ(text(disk), "NVMe,,N,S1,eui.0025");
+    disk = sysfsdescription(tree.folder / "pci/usb1/host6/block/sda");
+    EXPECT_EQ(text(disk), "USB,Acme,Bridge,0001,");
+    IdentifyData drive{};
+    describeata(drive, disk);
+    EXPECT_EQ(text(disk), "USB,Acme,Bridge,0001,");
+    std::copy_n("  DWW-1X", 8, drive.begin() + 20);
+    std::copy_n("IDKS  ", 6, drive.begin() + 54);
+    std::copy_n("\0\x41", 2, drive.begin() + 174);
+    std::copy_n("\x01\x50\x23\x45\x67\x89\xAB\xCD", 8, drive.begin() + 216);
+    describeata(drive, disk);
+    EXPECT_EQ(text(disk), "USB,Acme,DISK,WD-WX1,naa.500145238967cdab");
 }
 
 /// Disks and the devices above them, as sysfs shows them. A device's folder is its path.

@@ -1,0 +1,114 @@
+#include "tests/core/coretest.h"
+
+namespace
+{
+
+using namespace platform;
+
+// Both systems and all bridges must come to the same number, in files that go from one to another.
+TEST(DiskIdentity, SerialsAreNormalised)
+{
+    const char *const rows[][2] = {{"  WD-wx1 2345\n", "WDWX12345"},
+                                   {"00000000WDWX12345", "WDWX12345"},
+                                   {"WD_WX12345.", "WDWX12345"},
+                                   {"0000 0000", ""},
+                                   {"\x01\xC3\xA4", ""},
+                                   {"1000", "1000"}};
+    for (const auto &[text, normal] : rows)
+        EXPECT_EQ(normalserial(text), normal) << text;
+    EXPECT_EQ(serialchecksum("123456789"), 0xCBF43926U); // the check value of this CRC
+    EXPECT_EQ(serialchecksum(""), 0U);
+}
+
+/// Disks that describe themselves: "serial|wwn|instance", the model is "M".
+class Identity : public CoreTest
+{
+protected:
+    std::shared_ptr<RecordedDisk> adddisk(const std::string &path, const std::string &texts,
+                                          std::uint64_t bytes = 1 << 20,
+                                          std::uint32_t bytespersector = 512)
+    {
+        auto disk = add(path, bytes, bytespersector);
+        disk->sectorsize = bytespersector;
+        describe(*disk, texts);
+        return disk;
+    }
+    static void describe(SimulatedDisk &disk, const std::string &texts)
+    {
+        const std::size_t first = texts.find('|'), second = texts.find('|', first + 1);
+        DiskDescription description;
+        description.serial = texts.substr(0, first);
+        description.wwn = texts.substr(first + 1, second - first - 1);
+        description.instance = texts.substr(second + 1);
+        description.model = "M";
+        disk.description = description;
+    }
+    /// Serial number and instance of what is opened for the chosen disk now, else the reason.
+    std::string found()
+    {
+        std::string reason;
+        const DiskHandle disk = openchosen(chosen, reason);
+        const DiskIdentity now = readidentity(disk.get(), "");
+        return disk ? now.serial + "@" + now.instance : reason;
+    }
+
+    DISKINFO chosen;
+};
+
+TEST_F(Identity, OnlyTheChosenDiskIsOpened)
+{
+    const struct {
+        const char *before, *now;
+        std::uint64_t bytes;
+        std::uint32_t bytespersector;
+        const char *reason; ///< a part of it; empty: the disk is opened
+    } rows[] = {{"S1|w1|i1", "S1|w1|i1", 1 << 20, 512, ""},
+                {"S1|w1|i1", " s-1 |w1|i2", 1 << 20, 512, ""}, // it came back
+                {"|w1|i1", "S1|w1|i2", 1 << 20, 512, ""},
+                {"||i1", "||i1", 1 << 20, 512, ""},
+                {"||", "||", 1 << 20, 512, ""}, // a system that tells nothing
+                {"S1||i1", "||i1", 1 << 20, 512, ""},
+                {"S1|w1|i1", "S2|w1|i2", 1 << 20, 512,
+                 "serial number is S2, that of the chosen disk is S1"},
+                {"S1|w1|i1", "S1|w2|i1", 1 << 20, 512, "world wide name is w2"},
+                {"S1|w1|i1", "S1|w1|i1", 2 << 20, 512, "length in bytes is 2097152"},
+                {"S1|w1|i1", "S1|w1|i1", 1 << 20, 4096, "sector length in bytes is 4096"},
+                {"||i1", "||i2", 1 << 20, 512, "removed"},
+                {"S1||i1", "||i2", 1 << 20, 512, "does not tell"},
+                {"S1||", "||", 1 << 20, 512, "does not tell"}};
+    for (const auto &[before, now, bytes, bytespersector, reason] : rows) {
+        backend.disks.clear();
+        auto disk = adddisk("n", before);
+        std::vector<DISKINFO> list;
+        getallhdinfo(list);
+        chosen = list.at(0);
+        backend.disks.clear();
+        disk = adddisk("n", now, bytes, bytespersector);
+        EXPECT_NE(found().find(*reason == '\0' ? "@" : reason), std::string::npos)
+            << before << " " << now << ": " << found();
+        EXPECT_EQ(disk->recording->count(Operation::Kind::write), 0U);
+    }
+}
+
+// Another disk has its node, it has that of a third one, and a twin without a number stands there.
+TEST_F(Identity, TheDiskIsFoundUnderAnotherNode)
+{
+    const auto first = adddisk("sdb", "S1||i1"), second = adddisk("sdc", "S2||i2");
+    const auto nameless = adddisk("sdd", "||i3");
+    std::vector<DISKINFO> list;
+    getallhdinfo(list);
+    chosen = list.at(0);
+    describe(*first, "S2||i4");
+    describe(*second, "S1||i5");
+    EXPECT_EQ(found(), "S1@i5");
+    describe(*second, "S3||i6");
+    EXPECT_EQ(found(), "Another disk is there now. Its serial number is S2, that of the chosen "
+                       "disk is S1.");
+    first->opens = false;
+    EXPECT_EQ(found(), "no rights");
+    second->opens = nameless->opens = false;
+    backend.disks.clear();
+    EXPECT_EQ(found(), "the disk is not there");
+}
+
+} // namespace
