@@ -1,7 +1,6 @@
 #pragma once
 
 #include "core/tlcore.h"
-#include "platform/status.h"
 
 #include <string>
 #include <utility>
@@ -43,7 +42,8 @@ private:
 
 /// Opens the chosen disk for reading and writing; the one way to it once it was chosen. If another
 /// disk is behind its node now, that one is left alone, and the chosen disk is looked for under all
-/// other nodes. None open: `reason` says why, for the user.
-DiskHandle openchosen(const DISKINFO &chosen, std::string &reason);
-/// Why an operation on the disk failed, for the user: who uses it, or what the system says.
-std::string failurereason(const DISKINFO &disk, const platform::Status &status);
+/// other nodes. None open: `refusal` says so to the user, with the reason on a line of its own.
+DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal);
+/// Why the last transfer or claim on a handle failed, a sentence for the user: who uses the disk,
+/// or what the system says.
+std::string failurereason(void *handle);

@@ -24,6 +24,13 @@ std::string sentence(const char *what, const std::string &found, const std::stri
            ".";
 }
 
+std::string sentenceof(std::string words)
+{
+    if (words.front() >= 'a' && words.front() <= 'z')
+        words.front() = static_cast<char>(words.front() - 'a' + 'A');
+    return words + ".";
+}
+
 } // namespace
 
 std::string normalserial(std::string_view serial)
@@ -104,19 +111,19 @@ std::string differencefrom(const DiskIdentity &chosen, const DiskIdentity &found
     return {};
 }
 
-DiskHandle openchosen(const DISKINFO &chosen, std::string &reason)
+DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal)
 {
-    reason.clear();
+    refusal = "Can not open the disk.\n";
     platform::Status status;
     DiskHandle disk(platform::open(chosen.devicepath, platform::Access::readwrite, &status));
     if (disk) {
         const std::string difference = whynot(chosen.identity, disk, chosen.devicepath);
         if (difference.empty())
             return disk;
-        reason = "Another disk is there now. " + difference;
         disk.reset();
+        refusal += "It is not there, but another disk in its place. " + difference;
     } else {
-        reason = failurereason(chosen, status);
+        refusal += sentenceof(platform::reasontext(status));
     }
     // A disk that came back may have another node; without a number of its own it isn't known.
     if (chosen.identity.serial.empty() && chosen.identity.wwn.empty())
@@ -124,26 +131,24 @@ DiskHandle openchosen(const DISKINFO &chosen, std::string &reason)
     std::vector<std::string> paths;
     static_cast<void>(platform::backend().listdisks(paths));
     for (const std::string &path : paths) {
+        if (path == chosen.devicepath)
+            continue;
         // read-only first: an open for writing claims a disk that may be someone else's
-        if (path == chosen.devicepath ||
-            !whynot(chosen.identity,
-                    DiskHandle(platform::open(path.c_str(), platform::Access::read)), path)
-                 .empty())
+        const DiskHandle looked(platform::open(path.c_str(), platform::Access::read));
+        if (!looked || !whynot(chosen.identity, looked, path).empty())
             continue;
         DiskHandle found(path.c_str());
-        if (found && whynot(chosen.identity, found, path).empty()) {
-            reason.clear();
+        if (found && whynot(chosen.identity, found, path).empty())
             return found;
-        }
     }
     return disk;
 }
 
-std::string failurereason(const DISKINFO &disk, const platform::Status &status)
+std::string failurereason(void *handle)
 {
-    std::string user;
-    if (status.fault == platform::Fault::busy &&
-        platform::backend().inuse(disk.devicepath, user).ok() && !user.empty())
-        return "in use: " + user;
-    return platform::reasontext(status);
+    const platform::Status status = platform::device(handle).lasterror();
+    const std::string refused = refusal(handle);
+    if (!refused.empty())
+        return refused;
+    return status.ok() ? "The reason is not known." : sentenceof(platform::reasontext(status));
 }

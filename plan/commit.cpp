@@ -1,5 +1,6 @@
 #include "plan/commit.h"
 
+#include "core/diskhandle.h"
 #include "core/tlcore.h"
 #include "plan/systypes.h"
 #include "platform/platform.h"
@@ -305,8 +306,8 @@ QString Commit::write(void *handle)
 {
     if (tables.write(handle))
         return {};
-    return diskpresent(handle) ? QString("partition failed!")
-                               : QString("partition failed!\n") + gonetext;
+    return QString("partition failed!\n") +
+           (diskpresent(handle) ? QString::fromStdString(failurereason(handle)) : gonetext);
 }
 
 void Commit::readback(void *handle)

@@ -32,10 +32,11 @@ void DiskPartition::rescan()
     Reading reading = Reading::good;
     {
         DiskJob job(this, "Opening the disk...", true);
+        std::string refusal = "Can not open the disk.";
         DiskHandle disk =
-            job.run([&] { return chosen ? DiskHandle(chosen->devicepath) : DiskHandle(); });
+            job.run([&] { return chosen ? openchosen(*chosen, refusal) : DiskHandle(); });
         if (!disk && !job.cancelled())
-            refuse("Can not open the disk.");
+            refuse(QString::fromStdString(refusal));
         if (!disk)
             return;
         const platform::StayAwake awake("Testing a block of a disk for bad sectors");
@@ -97,9 +98,10 @@ bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString
     };
     if (ends(commit.refusal()))
         return false;
-    DiskHandle handle = job.run([&] { return DiskHandle(disk.devicepath); });
+    std::string refusal;
+    DiskHandle handle = job.run([&] { return openchosen(disk, refusal); });
     const auto closes = qScopeGuard([&] { job.run([&] { handle.reset(); }); });
-    if (ends(handle ? QString() : "Can not open the disk.") ||
+    if (ends(handle ? QString() : QString::fromStdString(refusal)) ||
         ends(job.run([&] { return commit.prepare(handle.get(), disk); })))
         return false;
     if (!commit.risk().isEmpty() &&

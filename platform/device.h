@@ -121,7 +121,7 @@ public:
         return traced("description", dodescription(answer));
     }
     /// Has the system read the partition table again.
-    Status updateproperties() { return traced("updateproperties", doupdateproperties()); }
+    Status updateproperties() { return kept("updateproperties", doupdateproperties()); }
     /// Claims the disk until the handle closes, so that no other user of it refuses or changes what
     /// is written. The first write does it by itself; a caller may do it earlier, any number of
     /// times. `busy` if something else uses the disk; `refusal` then says what.
@@ -130,7 +130,7 @@ public:
     /// Empty if nothing was refused, or the reason is not known.
     [[nodiscard]] virtual std::string refusal() const { return {}; }
 
-    /// The last failed transfer or flush on this handle; a success if none has failed.
+    /// The last failed transfer, flush or update on this handle; a success if none has failed.
     [[nodiscard]] Status lasterror() const { return last; }
 
     /// Traces failed operations from now on, with this path. By default those of this device; a

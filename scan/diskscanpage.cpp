@@ -322,11 +322,11 @@ bool DiskScanPage::writedatafile()
 {
     // A user who knows that the result can't be saved isn't told again.
     const bool known = savefailed;
-    const bool saved =
+    const QString refusal =
         DiskJob(this, "Writing the scan result...").run([this] { return savefile(); });
-    if (!saved && !known)
-        refuse("Can not open bin data file to write.");
-    return saved;
+    if (!known)
+        refuse(refusal);
+    return refusal.isEmpty();
 }
 
 void DiskScanPage::skipscan()

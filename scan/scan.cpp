@@ -2,15 +2,23 @@
 
 #include "platform/plainfile.h"
 
+#include <QDir>
+#include <QFileInfo>
+
 #include <algorithm>
 
 namespace
 {
 
-constexpr const char *cannotopen = "Can not open the disk.";
-constexpr const char *cannotwrite = "Can not open bin data file to write.";
 constexpr const char *changeddisk = "Rough disk scan finds different bad sectors than the previous "
                                     "result. You need to re-scan the disk.";
+
+// That the file of this name can't be written, with the system's own words for its last error.
+QString cannotwrite(const char *name, const QString &why = qt_error_string())
+{
+    return QString("Can not open bin data file to write.\n%1: %2")
+        .arg(QDir::toNativeSeparators(QFileInfo(name).absoluteFilePath()), why);
+}
 
 } // namespace
 
@@ -29,9 +37,10 @@ void Scan::choose(const DISKINFO &disk)
 
 QString Scan::holddisk()
 {
-    held = DiskHandle(chosen.devicepath);
+    std::string refusal;
+    held = openchosen(chosen, refusal);
     diskhandle = held.get();
-    return held ? QString() : cannotopen;
+    return openrefusal = held ? QString() : QString::fromStdString(refusal);
 }
 
 QString Scan::setfactors(int bytespersector, int sectorspertrack, int heads)
@@ -85,7 +94,7 @@ QString Scan::noplan() const
     if (segnum > 0)
         return {};
     // Without a geometry the disk was never opened.
-    return diskgeom == geom() ? cannotopen
+    return diskgeom == geom() ? openrefusal
                               : "The disk has not one whole cylinder. It can not be partitioned.";
 }
 
@@ -110,16 +119,16 @@ QString Scan::begin(const ScanFile *partial)
     const int first = partial ? partial->records : 0;
     QString refusal;
     if (!writer.open(filename, partial ? "ab" : "wb", first))
-        return cannotwrite;
+        return cannotwrite(filename);
     if (!partial && !writer.writeheader(diskgeom)) {
         prevsource = 0;
-        refusal = cannotwrite;
+        refusal = cannotwrite(filename);
     } else {
         refusal = holddisk();
     }
     // The next record must stand at its own place.
     if (refusal.isEmpty() && partial && partial->ragged && !writer.cut(first))
-        refusal = cannotwrite;
+        refusal = cannotwrite(filename);
     if (!refusal.isEmpty()) {
         endrun();
         return refusal;
@@ -192,19 +201,21 @@ void Scan::skip()
 
 Reading Scan::readsectors(std::uint64_t first, std::uint64_t last) const
 {
-    const DiskHandle disk(chosen.devicepath);
+    std::string refusal;
+    const DiskHandle disk = openchosen(chosen, refusal);
     Reading reading = disk ? Reading::good : Reading::gone;
     for (std::uint64_t sector = first; sector <= last && reading == Reading::good; ++sector)
         reading = readsector(disk.get(), sector, static_cast<int>(g.bytespersector));
     return reading;
 }
 
-bool Scan::savefile()
+QString Scan::savefile()
 {
-    const bool saved = replacescanfile(filename, diskgeom, plan);
-    if (saved)
-        savefailed = false;
-    return saved;
+    QString why;
+    if (!replacescanfile(filename, diskgeom, plan, &why))
+        return cannotwrite(filename, why);
+    savefailed = false;
+    return {};
 }
 
 // ---- an earlier result -------------------------------------------------------------------------
@@ -214,16 +225,17 @@ std::pair<ScanFile, QString> Scan::readprevious() const
     if (prevsource == 1) {
         ScanFile file = readscanfile(filename);
         if (file.state == ScanFileState::unreadable)
-            return {file, cannotwrite};
+            return {file, cannotwrite(filename)};
         if (file.state == ScanFileState::damaged)
             return {file, QString("The file %1 with the previous scan result is damaged. Please "
                                   "scan the disk anew.")
                               .arg(filename)};
         return {file, {}};
     }
-    const DiskHandle disk(chosen.devicepath);
+    std::string refusal;
+    const DiskHandle disk = openchosen(chosen, refusal);
     if (!disk)
-        return {{}, cannotopen};
+        return {{}, QString::fromStdString(refusal)};
     // The record was there when the page was entered. One that is gone must not pass for a disk
     // without damage.
     ScanFile record{.state = ScanFileState::complete, .geometry = diskgeom, .segs = plan};

@@ -86,7 +86,7 @@ public:
         return readsectors(first, last) == Reading::good ? 0 : 1;
     }
     /// Disk: replaces the scan file by `diskgeom` and `segs`: whole or not at all.
-    bool savefile();
+    [[nodiscard]] QString savefile();
 
     // ---- an earlier result ---------------------------------------------------------------------
 
@@ -127,6 +127,7 @@ private:
     [[nodiscard]] bool filepresent() const;
 
     DISKINFO chosen;
+    QString openrefusal;   ///< why `holddisk` failed last
     std::vector<SEG> plan; ///< what `segs` points to
     DiskHandle held;       ///< what `diskhandle` stands for
     ScanFileWriter writer; ///< what `datafile` belongs to

@@ -3,6 +3,8 @@
 #include "core/geom.h"
 #include "core/seg.h"
 
+#include <QString>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -77,4 +79,6 @@ private:
 };
 
 /// Replaces the file whole or not at all by the header and `segs`: true on success.
-bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs);
+/// On failure `why` has the system's words.
+bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs,
+                     QString *why = nullptr);

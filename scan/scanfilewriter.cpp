@@ -64,13 +64,17 @@ bool ScanFileWriter::append(const SEG &seg, bool last)
     return false;
 }
 
-bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs)
+bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs,
+                     QString *why)
 {
     const QString filename = QString::fromStdString(name);
     // QSaveFile would replace the target of a link.
     const QFileInfo present(filename);
-    if (present.isSymLink() || (present.exists() && !present.isFile()))
+    if (present.isSymLink() || (present.exists() && !present.isFile())) {
+        if (why != nullptr)
+            *why = "not a plain file";
         return false;
+    }
     QByteArray image;
     const auto add = [&image](const auto &part) {
         image.append(reinterpret_cast<const char *>(part.data()), std::ssize(part));
@@ -79,5 +83,9 @@ bool replacescanfile(const std::string &name, const geom &geometry, const std::v
     for (const SEG &seg : segs)
         add(encodeseg(seg));
     QSaveFile file(filename);
-    return file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.commit();
+    if (file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.commit())
+        return true;
+    if (why != nullptr)
+        *why = file.errorString();
+    return false;
 }

@@ -46,10 +46,11 @@ void restoretables(QWidget *row, const DISKINFO &disk, const TableBackup &kept)
         return;
     DiskJob job(row, "Writing the partition tables to the disk...", true,
                 DiskJob::Cancelling::untilwritten);
-    DiskHandle handle = job.run([&] { return DiskHandle(disk.devicepath); });
+    std::string refusal;
+    DiskHandle handle = job.run([&] { return openchosen(disk, refusal); });
     const auto closes = qScopeGuard([&] { job.run([&] { handle.reset(); }); });
     if (!handle)
-        return refuse("Can not open the disk.");
+        return refuse(QString::fromStdString(refusal));
     const QString fault = job.run([&] { return TableBackup::claim(handle.get()); });
     if (!fault.isEmpty())
         return refuse(fault);

@@ -322,7 +322,12 @@ Status LinuxDevice::doclaim()
     if (!isblock)
         return Status::success();
     const Status status = claimed ? claimed->lock() : Status{Fault::busy, EBUSY};
-    reason = status.fault == Fault::busy ? "Another program uses the disk, or it is mounted." : "";
+    reason.clear();
+    if (status.fault == Fault::busy) {
+        const std::string user = Layers().userof({major, minor});
+        reason = user.empty() ? "Another program uses the disk, or it is mounted."
+                              : "In use: " + user + ".";
+    }
     return status;
 }
 

@@ -46,10 +46,10 @@ protected:
     /// Serial number and instance of what is opened for the chosen disk now, else the reason.
     std::string found()
     {
-        std::string reason;
-        const DiskHandle disk = openchosen(chosen, reason);
+        std::string refusal;
+        const DiskHandle disk = openchosen(chosen, refusal);
         const DiskIdentity now = readidentity(disk.get(), "");
-        return disk ? now.serial + "@" + now.instance : reason;
+        return disk ? now.serial + "@" + now.instance : refusal.substr(23);
     }
 
     DISKINFO chosen;
@@ -102,13 +102,13 @@ TEST_F(Identity, TheDiskIsFoundUnderAnotherNode)
     describe(*second, "S1||i5");
     EXPECT_EQ(found(), "S1@i5");
     describe(*second, "S3||i6");
-    EXPECT_EQ(found(), "Another disk is there now. Its serial number is S2, that of the chosen "
-                       "disk is S1.");
+    EXPECT_EQ(found(), "It is not there, but another disk in its place. Its serial number is S2, "
+                       "that of the chosen disk is S1.");
     first->opens = false;
-    EXPECT_EQ(found(), "no rights");
+    EXPECT_EQ(found(), "No rights.");
     second->opens = nameless->opens = false;
     backend.disks.clear();
-    EXPECT_EQ(found(), "the disk is not there");
+    EXPECT_EQ(found(), "The disk is not there.");
 }
 
 } // namespace

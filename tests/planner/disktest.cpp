@@ -57,7 +57,7 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     EXPECT_EQ(disk->recording->transfers(Kind::read, 512), wanted);
     disk->opens = false;
     page->rescan();
-    EXPECT_TRUE(planstate(*page) == before && told() == "!Can not open the disk.");
+    EXPECT_TRUE(planstate(*page) == before && told() == "!Can not open the disk.\nNo rights.");
     disk->opens = true;
 
     scan->segs[19].isbad = 0;
