@@ -344,6 +344,9 @@ void DiskScanPage::useprev()
     const auto [previous, refusal] = DiskJob(this, checking).run([this] { return readprevious(); });
     if (phase == Phase::closed)
         return;
+    const QString question = strangerquestion(previous);
+    if (!question.isEmpty() && !plainquestion(this, "question", question))
+        return;
     takeprevious(previous);
     showprev();
     if (refuse(refusal))

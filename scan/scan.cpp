@@ -31,8 +31,13 @@ void Scan::choose(const DISKINFO &disk)
     setplan({});
     intsegs.clear();
     prevsource = 0;
+    setfilename(scanfilename(disk.model));
+}
+
+void Scan::setfilename(const std::string &name)
+{
     std::fill(std::begin(filename), std::end(filename), '\0');
-    scanfilename(disk.model).copy(filename, sizeof filename - 1);
+    name.copy(filename, sizeof filename - 1);
 }
 
 QString Scan::holddisk()
@@ -81,8 +86,20 @@ bool Scan::filepresent() const
     return file != nullptr;
 }
 
+bool Scan::isstranger(const ScanFile &file) const
+{
+    return file.checksum != 0 && file.checksum != checksum();
+}
+
 void Scan::findprevious()
 {
+    if (isstranger(readscanfile(filename))) {
+        const std::string twins = filename;
+        setfilename(twinfilename(chosen.model, chosen.identity.serial));
+        // some bridges have serial numbers of their own, so it may be the disk's all the same
+        if (!filepresent() && !(segnum > 0 && hasseginfo(diskhandle, segnum)))
+            setfilename(twins);
+    }
     if (filepresent())
         prevsource = 1;
     else if (segnum > 0 && hasseginfo(diskhandle, segnum))
@@ -117,10 +134,12 @@ int Scan::getsegindexfromcyl(unsigned long long cyl) const
 QString Scan::begin(const ScanFile *partial)
 {
     const int first = partial ? partial->records : 0;
+    if (!partial && isstranger(readscanfile(filename)))
+        setfilename(twinfilename(chosen.model, chosen.identity.serial));
     QString refusal;
     if (!writer.open(filename, partial ? "ab" : "wb", first))
         return cannotwrite(filename);
-    if (!partial && !writer.writeheader(diskgeom)) {
+    if (!partial && !writer.writeheader(diskgeom, checksum())) {
         prevsource = 0;
         refusal = cannotwrite(filename);
     } else {
@@ -212,7 +231,7 @@ Reading Scan::readsectors(std::uint64_t first, std::uint64_t last) const
 QString Scan::savefile()
 {
     QString why;
-    if (!replacescanfile(filename, diskgeom, plan, &why))
+    if (!replacescanfile(filename, diskgeom, plan, checksum(), &why))
         return cannotwrite(filename, why);
     savefailed = false;
     return {};
@@ -246,6 +265,25 @@ std::pair<ScanFile, QString> Scan::readprevious() const
     if (!diskpresent(disk.get()))
         return {{}, gonetext()};
     return {{.state = ScanFileState::damaged}, changeddisk};
+}
+
+QString Scan::strangerquestion(const ScanFile &previous) const
+{
+    if (prevsource != 1 || !isstranger(previous))
+        return {};
+    const std::string &serial = chosen.identity.serial;
+    return QString("The scan result in file %1 seems to be that of another disk:\n"
+                   "%2 bytes, serial number with checksum %3.\n\n"
+                   "The chosen disk is %4, model %5,\n"
+                   "%6 bytes, serial number %7 with checksum %8.\n\n"
+                   "Some USB adapters report a serial number of their own. Use the result for the "
+                   "chosen disk all the same?")
+        .arg(filename, QString::number(previous.geometry.totalbytes),
+             QString::number(previous.checksum, 16).rightJustified(8, '0'),
+             QString::fromStdString(chosen.identity.node), QString::fromLocal8Bit(chosen.model),
+             QString::number(diskgeom.totalbytes),
+             serial.empty() ? "none" : QString::fromStdString(serial),
+             QString::number(checksum(), 16).rightJustified(8, '0'));
 }
 
 void Scan::takeprevious(const ScanFile &previous)

@@ -37,7 +37,8 @@ public:
     [[nodiscard]] QString setfactors(int bytespersector, int sectorspertrack, int heads);
     /// Takes this geometry for the disk and makes the plan, empty if it can't be planned.
     void settle(const geom &geometry);
-    /// Disk: sets `prevsource` from the scan file and the held disk.
+    /// Disk: sets `prevsource` from the scan file and the held disk. A file of the disk's twin is
+    /// passed over if the disk has a result of its own.
     void findprevious();
     /// Why there is no plan to work on.
     [[nodiscard]] QString noplan() const;
@@ -93,6 +94,8 @@ public:
     /// Disk: reads the result that `prevsource` stands for, with a refusal if it can't be used.
     /// Changes nothing.
     [[nodiscard]] std::pair<ScanFile, QString> readprevious() const;
+    /// The question whether to use a result that seems to be another disk's; empty if it does not.
+    [[nodiscard]] QString strangerquestion(const ScanFile &previous) const;
     /// Takes over geometry, plan and marks of an earlier result. A damaged one is only not offered
     /// again.
     void takeprevious(const ScanFile &previous);
@@ -124,7 +127,11 @@ public:
 
 private:
     void setplan(std::vector<SEG> plan);
+    void setfilename(const std::string &name);
     [[nodiscard]] bool filepresent() const;
+    /// Whether the scan file's disk has another serial number than the chosen one.
+    [[nodiscard]] bool isstranger(const ScanFile &file) const;
+    [[nodiscard]] std::uint32_t checksum() const { return serialchecksum(chosen.identity.serial); }
 
     DISKINFO chosen;
     QString openrefusal;   ///< why `holddisk` failed last

@@ -1,5 +1,6 @@
 #include "scan/scanfile.h"
 
+#include "core/bytes.h"
 #include "platform/plainfile.h"
 #include "scan/scanplan.h"
 
@@ -37,6 +38,11 @@ bool fitsname(char c)
     return c >= 0x20 && c < 0x7F && std::string_view("<>:\"/\\|?*").find(c) == std::string::npos;
 }
 
+// Offset of the checksum, in the reserved bytes of the header.
+constexpr std::size_t checksumoffset = 12;
+// How many characters of a serial number tell twins apart in a file's name.
+constexpr std::size_t serialend = 8;
+
 } // namespace
 
 std::string scanfilename(const char *model)
@@ -52,6 +58,21 @@ std::string scanfilename(const char *model)
     if (isdevicename(name))
         name.insert(name.begin(), '_');
     return name;
+}
+
+std::string twinfilename(const char *model, const std::string &serial)
+{
+    const std::string end = serial.empty()
+                                ? "no-serial"
+                                : serial.substr(serial.size() - std::min(serial.size(), serialend));
+    return scanfilename((std::string(model) + "-" + end).c_str());
+}
+
+std::array<std::uint8_t, geomsize> encodescanheader(const geom &geometry, std::uint32_t checksum)
+{
+    auto image = encodegeom(geometry);
+    putlittle(&image[checksumoffset], checksum, 4);
+    return image;
 }
 
 ScanFile parsescanfile(std::span<const std::uint8_t> image)
@@ -81,6 +102,7 @@ ScanFile parsescanfile(std::span<const std::uint8_t> image)
 
     file.state = complete ? ScanFileState::complete : ScanFileState::partial;
     file.geometry = geometry;
+    file.checksum = static_cast<std::uint32_t>(getlittle(&image[checksumoffset], 4));
     file.segs = std::move(segs);
     file.records = static_cast<int>(records);
     file.wholebytes = geomsize + records * segsize;

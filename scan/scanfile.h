@@ -5,6 +5,7 @@
 
 #include <QString>
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -14,11 +15,15 @@
 #include <vector>
 
 /// The scan result file: a `geom` of 56 bytes, then one record of 24 bytes for each tested segment,
-/// in segment order. No magic number, no version, no checksum.
+/// in segment order. No magic number, no version, no checksum of the file. The reserved four bytes
+/// of the `geom` hold the checksum of the disk's serial number (`serialchecksum`).
 
 /// The name of the scan file for a disk's model: a plain name in the current directory on every
 /// system. Characters that a file name can't hold on Windows or Linux are replaced by '_'.
 std::string scanfilename(const char *model);
+/// The name for a disk whose twin of the same model has that file: the end of the normalised serial
+/// number stands behind the model.
+std::string twinfilename(const char *model, const std::string &serial);
 
 /// How reading a scan file ended.
 enum class ScanFileState {
@@ -32,6 +37,7 @@ enum class ScanFileState {
 struct ScanFile {
     ScanFileState state = ScanFileState::unreadable;
     geom geometry{};              ///< of the header
+    std::uint32_t checksum = 0;   ///< of the disk's serial number; 0: it has none, or an old file
     std::vector<SEG> segs{};      ///< the whole plan, with the marks of the records
     int records = 0;              ///< whole records, at most the plan's segments
     std::uint64_t wholebytes = 0; ///< length of the header and those records, in bytes
@@ -55,7 +61,7 @@ public:
     /// creates it, "ab" appends. False on failure.
     bool open(const std::string &filename, const char *mode, int wholerecords);
     /// Writes the header to the medium; false on failure.
-    bool writeheader(const geom &geometry);
+    bool writeheader(const geom &geometry, std::uint32_t checksum);
     /// Cuts what follows the first `wholerecords` records; false on failure.
     bool cut(int wholerecords);
     /// Appends a record; the `last` one is synced. On failure the file is cut back to the records
@@ -81,4 +87,6 @@ private:
 /// Replaces the file whole or not at all by the header and `segs`: true on success.
 /// On failure `why` has the system's words.
 bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs,
-                     QString *why = nullptr);
+                     std::uint32_t checksum = 0, QString *why = nullptr);
+/// The header's image.
+std::array<std::uint8_t, geomsize> encodescanheader(const geom &geometry, std::uint32_t checksum);

@@ -33,9 +33,10 @@ bool ScanFileWriter::open(const std::string &filename, const char *mode, int who
     return file != nullptr;
 }
 
-bool ScanFileWriter::writeheader(const geom &geometry)
+bool ScanFileWriter::writeheader(const geom &geometry, std::uint32_t checksum)
 {
-    return writewhole(file.get(), encodegeom(geometry)) && platform::syncplainfile(file.get());
+    return writewhole(file.get(), encodescanheader(geometry, checksum)) &&
+           platform::syncplainfile(file.get());
 }
 
 bool ScanFileWriter::cut(int wholerecords)
@@ -65,7 +66,7 @@ bool ScanFileWriter::append(const SEG &seg, bool last)
 }
 
 bool replacescanfile(const std::string &name, const geom &geometry, const std::vector<SEG> &segs,
-                     QString *why)
+                     std::uint32_t checksum, QString *why)
 {
     const QString filename = QString::fromStdString(name);
     // QSaveFile would replace the target of a link.
@@ -79,7 +80,7 @@ bool replacescanfile(const std::string &name, const geom &geometry, const std::v
     const auto add = [&image](const auto &part) {
         image.append(reinterpret_cast<const char *>(part.data()), std::ssize(part));
     };
-    add(encodegeom(geometry));
+    add(encodescanheader(geometry, checksum));
     for (const SEG &seg : segs)
         add(encodeseg(seg));
     QSaveFile file(filename);

@@ -1,3 +1,4 @@
+#include "core/bytes.h"
 #include "scan/scanfile.h"
 #include "tests/support/wizardbench.h"
 
@@ -21,6 +22,7 @@ const std::pair<const char *, const char *> messages[] = {
     {"SMALL", "The disk has not one whole cylinder. It can not be partitioned."},
     {"NODISK", "Can not open the disk."},
     {"NOFILE", "Can not open bin data file to write."},
+    {"STRANGER", "The scan result in file disk0 seems to be that of another disk:"},
     {"NEW", "Find new bad sectors."}};
 
 class ScanRun : public ::testing::Test
@@ -104,7 +106,7 @@ TEST_F(ScanRun, ReadsEverySectorOnceAndEndsADamagedSegmentAtItsFirstFailure)
         EXPECT_NE(operation.kind, Kind::write);
         if (operation.kind == Kind::read)
             reads.push_back({operation.offset / 512, operation.bytes / 512});
-        if (!operation.status.ok())
+        if (operation.kind == Kind::read && !operation.status.ok())
             failed.push_back(reads.back());
     }
     EXPECT_EQ(reads, expected);
@@ -245,6 +247,50 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
     EXPECT_EQ(limited(56 + 24 + 5, "nw"), "FULL planner . .........");
     // A finished run leaves Skip scan locked, and an incomplete file is not offered.
     EXPECT_EQ(after("b"), "locked . .........");
+}
+
+// Two disks of one model in turn at one node: each keeps its own file.
+TEST_F(ScanRun, TwinsDoNotTakeEachOthersResults)
+{
+    const auto disk = bench.adddisk(7);
+    disk->description.emplace();
+    disk->description->serial = "AA-00001111";
+    bench.openscanpage();
+    EXPECT_EQ(after("nw"), "SAVED planner .......");
+    const QByteArray first = filecontent("disk0");
+    std::uint8_t checksum[4];
+    putlittle(checksum, serialchecksum("AA00001111"), 4);
+    EXPECT_EQ(first.mid(12, 4), QByteArray(reinterpret_cast<char *>(checksum), 4));
+
+    for (const char *serial : {"AA-00002222", ""}) {
+        const std::string own = std::string("disk0-") + (*serial != 0 ? "00002222" : "no-serial");
+        QFile::remove(own.c_str());
+        disk->description->serial = serial;
+        disk->faults->unreadable.add(2 * 50);
+        bench.dialogs.consent = false;
+        bench.openscanpage();
+        EXPECT_EQ(after("p"), "STRANGER waiting prev .......");
+        EXPECT_EQ(after("nw").substr(0, 26), "Scan completed. The scan r");
+        EXPECT_EQ(page()->filename, own);
+        EXPECT_EQ(filecontent("disk0"), first);
+        EXPECT_EQ(filecontent(own.c_str()).mid(56 + 2 * 24 + 16, 1), QByteArray(1, 1));
+        bench.openscanpage();
+        EXPECT_EQ(page()->filename, own);
+        EXPECT_EQ(after("p"), "segs[4],0 NEW planner ....... ..B.B..");
+        EXPECT_TRUE(QFile::remove(own.c_str()));
+        disk->faults->unreadable.clear();
+        // An adapter with a number of its own: the user knows better.
+        bench.dialogs.consent = true;
+        bench.openscanpage();
+        EXPECT_EQ(after("p"), "STRANGER planner .......");
+    }
+    // The disk itself, and an old file without a checksum, by whatever disk.
+    disk->description->serial = "0aa00001111 ";
+    bench.openscanpage();
+    EXPECT_EQ(after("p"), "planner .......");
+    EXPECT_TRUE(putmarks("......."));
+    bench.openscanpage();
+    EXPECT_EQ(after("p"), "planner .......");
 }
 
 TEST_F(ScanRun, TheRecordOnTheDiskStandsInForAMissingFile)
