@@ -94,6 +94,8 @@ QString TableBackup::claim(void *handle)
 {
     if (claimdisk(handle) == 0)
         return {};
+    if (!diskpresent(handle))
+        return "The disk does not answer any more.";
     return QString("Can not open the disk.\n" + QString::fromStdString(refusal(handle))).trimmed();
 }
 
