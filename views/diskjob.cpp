@@ -136,6 +136,8 @@ bool InputGuard::eventFilter(QObject *watched, QEvent *event)
     const QWidget *window = windowof(watched);
     if (window && admits(window))
         return qobject_cast<const JobDialog *>(window) && isrepeated(event);
+    if (event->type() == QEvent::MouseButtonPress)
+        pressed();
     if (event->type() != QEvent::Close)
         return true;
     // tool tips and menus close by themselves
@@ -178,6 +180,14 @@ bool DiskJob::admits(const QWidget *window) const
 bool DiskJob::closes()
 {
     return cancel();
+}
+
+void DiskJob::pressed()
+{
+    if (!shown || !shown->isVisible())
+        return;
+    shown->raise();
+    shown->activateWindow();
 }
 
 bool DiskJob::cancel()

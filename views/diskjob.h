@@ -38,6 +38,8 @@ protected:
     [[nodiscard]] virtual bool admits(const QWidget *window) const;
     /// Whether the main window may be closed.
     virtual bool closes() { return false; }
+    /// A press elsewhere was dropped.
+    virtual void pressed() {}
 
 private:
     InputGuard *outer;                     ///< the guard before; the innermost one decides
@@ -96,6 +98,8 @@ signals:
 protected:
     [[nodiscard]] bool admits(const QWidget *window) const override;
     bool closes() override;
+    /// Brings the dialog to the front, where the press has put the wizard.
+    void pressed() override;
 
 private:
     void call(const std::function<void()> &work);

@@ -105,6 +105,51 @@ TEST_F(ReadAheadTest, AWriteDropsWhatWasFetched)
     }
 }
 
+// Counts the reads that begin, each of which takes a while.
+class SlowDevice : public Decorator
+{
+public:
+    SlowDevice(std::unique_ptr<Device> decorated, std::atomic<int> &counter)
+        : Decorator(std::move(decorated)), begun(counter)
+    {
+    }
+
+protected:
+    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
+    {
+        ++begun;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        return inner->read(offset, buffer, bytes);
+    }
+
+private:
+    std::atomic<int> &begun;
+};
+
+TEST_F(ReadAheadTest, ACancelEndsTheThreadsReadsToo)
+{
+    std::atomic<int> begun = 0;
+    const auto monitor = std::make_shared<Monitor>(Monitor::Cancelling::untilwritten);
+    device =
+        std::make_unique<ReadAhead>(std::make_unique<SlowDevice>(std::move(device), begun), block);
+    device->watchby(monitor);
+    // the read that starts the thread, which would fetch two blocks
+    for (std::uint64_t i = 0; i < 100; i += 20)
+        EXPECT_EQ(read(i, 20), 20U);
+    EXPECT_TRUE(monitor->offset() == 80 * 512 && monitor->transfers() == 5);
+    const int before = begun;
+    EXPECT_TRUE(monitor->cancel());
+    char sector[512];
+    EXPECT_EQ(device->read(100 * 512, sector, sizeof sector).status.fault, Fault::cancelled);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    device.reset();
+    EXPECT_LE(begun, before + 1);
+    // too late once something is written
+    Monitor commit(Monitor::Cancelling::untilwritten);
+    EXPECT_TRUE(commit.begintransfer(0, true, true));
+    EXPECT_FALSE(commit.cancel() || commit.cancelled());
+}
+
 TEST_F(ReadAheadTest, NeverPastTheEnd)
 {
     for (std::uint64_t i = 900; i < sectors; i += 20)
