@@ -145,6 +145,15 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         }
         if (upto(1) != 0) // damage in the first segment may leave the first tracks alone
             disk.faults->unreadable.remove(0, 2 * 63 - 1);
+        if (guid && segs[0].isbad) {
+            const std::uint64_t at = 2 + upto(60);
+            disk.faults->unreadable.add(at, at + upto(3));
+        }
+        // a GUID table that the disk held before, in sector 1 and at its end
+        const std::string stale = "EFI PART" + std::string(sectorbytes - 8, 'x');
+        const std::uint64_t headers[] = {1, geometry.totalsectors - 1};
+        for (const std::uint64_t at : headers)
+            disk.store->save(at * sectorbytes, stale.data(), stale.size());
 
         page.clearall();
         integratesegs(segs.data(), static_cast<int>(segs.size()), page.segs);
@@ -181,6 +190,13 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         }
 
         const std::array<std::uint64_t, 2> own = {firstgoodsector, secondgoodsector};
+        for (const std::uint64_t at : headers) {
+            std::string now(sectorbytes, ' ');
+            disk.store->load(at * sectorbytes, now.data(), now.size());
+            const bool unreadable = disk.faults->unreadable.contains(at);
+            EXPECT_FALSE(!unreadable && !guid && now.starts_with("EFI PART")) << at;
+            EXPECT_TRUE(unreadable || now != stale) << at;
+        }
         if (!guid)
             keepofftracks(parts, own, 63);
         std::vector<Range> wanted;
