@@ -26,6 +26,8 @@
 #include <QVBoxLayout>
 #include <QWizard>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -203,6 +205,10 @@ void DiskPartition::sizecolumns()
     const QFontMetrics metrics = fontMetrics();
     treeview->header()->resizeSection(
         namecolumn, 2 * treeview->indentation() + metrics.horizontalAdvance("Primary PartitionMM"));
+    int least = 0; // the default is that of the font's widest letters
+    for (const int column : {startcolumn, stopcolumn, sizecolumn, typecolumn})
+        least = std::max(least, treeview->header()->sectionSizeHint(column));
+    treeview->header()->setMinimumSectionSize(least);
     treeview->header()->resizeSection(activecolumn,
                                       treeview->header()->sectionSizeHint(activecolumn));
 }

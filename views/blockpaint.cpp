@@ -20,7 +20,7 @@ void paintwords(QPainter &painter, const EXTPART &part, const QRectF &where)
         if (place.width() > room.width() || place.bottom() > where.bottom())
             continue;
         painter.fillRect(place, part.fillcolor);
-        painter.drawText(place, line);
+        painter.drawText(place, Qt::AlignLeft | Qt::TextSingleLine, line);
         top = place.bottom();
     }
 }

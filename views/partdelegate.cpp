@@ -82,6 +82,8 @@ QWidget *PartDelegate::createEditor(QWidget *parent, const QStyleOptionViewItem 
 
     auto *box = new QComboBox(parent);
     nameeditor(box, index);
+    // else the width is that of the empty box
+    box->setSizeAdjustPolicy(QComboBox::AdjustToContents);
     if (column == activecolumn) {
         box->addItems({"Inactive", "Active"});
         return box;

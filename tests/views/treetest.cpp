@@ -16,6 +16,8 @@ protected:
         if (!box)
             return "no editor";
         const QString last = box->itemText(box->count() - 1);
+        EXPECT_GE(box->width(), box->fontMetrics().horizontalAdvance(last));
+        EXPECT_TRUE(box->accessibleName().endsWith(" of " + page.treemodel->rowname(index)));
         const QString shown = QString("%1, %2: %3").arg(box->currentText()).arg(box->count());
         if (box->lineEdit() && !text.isNull()) {
             box->lineEdit()->selectAll();
