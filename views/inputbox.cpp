@@ -30,11 +30,13 @@ bool ask(QInputDialog &dialog, const Question &question)
 {
     dialog.setWindowTitle(question.title);
     dialog.setLabelText(question.label);
-    if (auto *layout = qobject_cast<QBoxLayout *>(dialog.layout());
-        layout && !question.hint.isEmpty())
-        layout->insertWidget(0, new QLabel(question.hint));
-    // room for the title between the frame's own buttons
-    dialog.setMinimumWidth(dialog.fontMetrics().horizontalAdvance(question.title + "MM") * 3 / 2);
+    static_cast<void>(dialog.sizeHint()); // the dialog makes its layout only then
+    if (auto *layout = qobject_cast<QBoxLayout *>(dialog.layout())) {
+        if (!question.hint.isEmpty())
+            layout->insertWidget(0, new QLabel(question.hint));
+        // room for the title between the frame's own buttons
+        layout->addStrut(dialog.fontMetrics().horizontalAdvance(question.title + "MM") * 3 / 2);
+    }
     return dialog.exec() == QDialog::Accepted;
 }
 
