@@ -2,6 +2,7 @@
 
 #include "platform/windows/records.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <map>
@@ -32,8 +33,8 @@ struct CloseVolumes {
     }
 };
 
-/// Adds the numbers of a volume's disks; false if they can't be had.
-bool adddisks(const std::string &volume, std::set<DWORD> &disks)
+/// Adds the disks of a volume; false if they can't be had.
+bool adddisks(const std::string &volume, std::map<DWORD, std::uint64_t> &disks)
 {
     const FileHandle handle = openforrequests(volume);
     const auto answer = handle ? longanswer(handle.get(), IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS,
@@ -44,11 +45,13 @@ bool adddisks(const std::string &volume, std::set<DWORD> &disks)
         std::memcpy(&count, answer.data(), sizeof count);
     for (std::size_t i = 0; i < count; ++i) {
         DISK_EXTENT extent;
-        const std::size_t offset = offsetof(VOLUME_DISK_EXTENTS, Extents) + i * sizeof extent;
-        if (offset + sizeof extent > answer.size())
+        const std::size_t at = offsetof(VOLUME_DISK_EXTENTS, Extents) + i * sizeof extent;
+        if (at + sizeof extent > answer.size())
             return false;
-        std::memcpy(&extent, answer.data() + offset, sizeof extent);
-        disks.insert(extent.DiskNumber);
+        std::memcpy(&extent, answer.data() + at, sizeof extent);
+        const auto offset = static_cast<std::uint64_t>(extent.StartingOffset.QuadPart);
+        const auto [known, added] = disks.emplace(extent.DiskNumber, offset);
+        known->second = std::min(known->second, offset);
     }
     return count > 0;
 }
@@ -67,13 +70,13 @@ std::string pagefilevolume(const std::string &file)
 
 BOOL WINAPI addpagefile(LPVOID context, PENUM_PAGE_FILE_INFORMATION, LPCSTR file)
 {
-    adddisks(pagefilevolume(file), *static_cast<std::set<DWORD> *>(context));
+    adddisks(pagefilevolume(file), *static_cast<std::map<DWORD, std::uint64_t> *>(context));
     return TRUE;
 }
 
 /// Adds the disks of the partition that the machine boots from. Setup keeps its name; where it is
 /// missing, any disk with an EFI system partition counts.
-void addbootpartition(std::set<DWORD> &disks)
+void addbootpartition(std::map<DWORD, std::uint64_t> &disks)
 {
     std::array<char, 512> name{};
     DWORD bytes = name.size() - 1;
@@ -82,11 +85,11 @@ void addbootpartition(std::set<DWORD> &disks)
         adddisks("\\\\?\\GLOBALROOT" + std::string(name.data()), disks))
         return;
     for (const Volume &volume : volumes()) {
-        for (const DWORD disk : volume.disks) {
+        for (const auto &[disk, offset] : volume.disks) {
             const FileHandle handle =
                 openforrequests("\\\\.\\PhysicalDrive" + std::to_string(disk));
             if (handle && haspartition(handle.get(), efisystem))
-                disks.insert(disk);
+                disks.emplace(disk, offset);
         }
     }
 }
@@ -148,18 +151,35 @@ std::optional<DWORD> disknumber(HANDLE handle)
     return std::nullopt;
 }
 
-bool haspartition(HANDLE handle, const GUID &type)
+Layout layoutof(HANDLE handle)
 {
     constexpr std::size_t first = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry);
     const auto answer = longanswer(handle, IOCTL_DISK_GET_DRIVE_LAYOUT_EX, first);
-    PARTITION_INFORMATION_EX entry;
-    for (std::size_t at = first; at + sizeof entry <= answer.size(); at += sizeof entry) {
-        std::memcpy(&entry, answer.data() + at, sizeof entry);
-        if (entry.PartitionStyle == PARTITION_STYLE_GPT &&
-            std::memcmp(&entry.Gpt.PartitionType, &type, sizeof type) == 0)
-            return true;
+    Layout layout;
+    DWORD count = 0;
+    if (!answer.empty()) {
+        std::memcpy(&layout.style, answer.data(), sizeof layout.style);
+        std::memcpy(&count, answer.data() + offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionCount),
+                    sizeof count);
     }
-    return false;
+    PARTITION_INFORMATION_EX entry;
+    for (std::size_t at = first;
+         layout.partitions.size() < count && at + sizeof entry <= answer.size();
+         at += sizeof entry) {
+        std::memcpy(&entry, answer.data() + at, sizeof entry);
+        layout.partitions.push_back(entry);
+    }
+    return layout;
+}
+
+bool haspartition(HANDLE handle, const GUID &type)
+{
+    const Layout layout = layoutof(handle);
+    return std::any_of(layout.partitions.begin(), layout.partitions.end(),
+                       [&type](const auto &entry) {
+                           return entry.PartitionStyle == PARTITION_STYLE_GPT &&
+                                  std::memcmp(&entry.Gpt.PartitionType, &type, sizeof type) == 0;
+                       });
 }
 
 std::vector<Volume> volumes()
@@ -195,12 +215,17 @@ std::vector<Volume> volumes()
 
 SystemDisks systemdisks()
 {
-    SystemDisks system;
+    std::map<DWORD, std::uint64_t> needed, pagefiles;
     std::array<char, MAX_PATH> folder{};
+    SystemDisks system;
     if (::GetSystemDirectoryA(folder.data(), static_cast<UINT>(folder.size())) != 0)
-        system.known = adddisks(std::string("\\\\.\\") + folder[0] + ":", system.disks);
-    addbootpartition(system.disks);
-    ::K32EnumPageFilesA(addpagefile, &system.pagefiles);
+        system.known = adddisks(std::string("\\\\.\\") + folder[0] + ":", needed);
+    addbootpartition(needed);
+    ::K32EnumPageFilesA(addpagefile, &pagefiles);
+    for (const auto &[disk, offset] : pagefiles)
+        system.pagefiles.insert(disk);
+    for (const auto &[disk, offset] : needed)
+        system.disks.insert(disk);
     system.disks.insert(system.pagefiles.begin(), system.pagefiles.end());
     return system;
 }

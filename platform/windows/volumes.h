@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -17,7 +18,8 @@ namespace platform
 struct Volume {
     std::string path;                ///< `\\?\Volume{...}`, as CreateFile takes it
     std::vector<std::string> mounts; ///< its drive letter ("D:") and folders ("C:\mnt\x")
-    std::set<DWORD> disks;           ///< numbers of the disks that it lies on
+    /// The disks that it lies on: number, and offset of its first part there in bytes.
+    std::map<DWORD, std::uint64_t> disks;
 };
 
 /// All volumes whose disks can be had.
@@ -37,6 +39,13 @@ std::vector<std::uint8_t> longanswer(HANDLE handle, DWORD code, std::size_t mins
 FileHandle openforrequests(const std::string &path);
 /// The number of an open disk; nothing if it has none.
 std::optional<DWORD> disknumber(HANDLE handle);
+/// The partition table of an open disk as the system knows it, with entries of MBR disks that hold
+/// no partition.
+struct Layout {
+    DWORD style = PARTITION_STYLE_RAW;
+    std::vector<PARTITION_INFORMATION_EX> partitions;
+};
+Layout layoutof(HANDLE handle);
 /// Whether an open disk has a partition of this GPT type.
 bool haspartition(HANDLE handle, const GUID &type);
 /// The type of a partition that belongs to a storage pool.

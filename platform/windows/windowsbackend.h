@@ -5,6 +5,10 @@
 namespace platform
 {
 
+/// The device instance of the disk with this path, and the time of its last arrival, since the same
+/// instance names the next disk in the same place. Empty if there is none.
+std::string deviceinstance(const std::string &path);
+
 /// The disks of a Windows system.
 class WindowsBackend : public Backend
 {
@@ -17,6 +21,8 @@ public:
     /// Mounted volumes are claimable. A disk is refused if it holds a page file, belongs to a
     /// storage pool, or can't be told from the system's.
     Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
+    /// The table as the system knows it, and its volumes' file systems and labels.
+    Status contents(const std::string &path, DiskContents &answer) override;
 };
 
 } // namespace platform

@@ -1,10 +1,13 @@
 #include "platform/windows/windowsdevice.h"
 
+#include "platform/atadescription.h"
 #include "platform/windows/errors.h"
 #include "platform/windows/records.h"
+#include "platform/windows/windowsbackend.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 namespace platform
@@ -15,6 +18,19 @@ namespace
 
 /// Most bytes in one call: its count has 32 bits, and this is a multiple of every sector length.
 constexpr std::size_t maxbytes = std::size_t{1} << 30;
+
+/// The bus of a disk for the user (STORAGE_BUS_TYPE; the headers of some compilers end before
+/// NVMe).
+std::string busname(int bus)
+{
+    constexpr std::array<const char *, 18> names{
+        "",    "SCSI",         "ATAPI",        "ATA", "IEEE 1394", "SSA",     "Fibre Channel",
+        "USB", "RAID",         "iSCSI",        "SAS", "SATA",      "SD card", "MMC",
+        "",    "virtual disk", "storage pool", "NVMe"};
+    return bus > 0 && static_cast<std::size_t>(bus) < names.size()
+               ? names[static_cast<std::size_t>(bus)]
+               : "";
+}
 
 } // namespace
 
@@ -29,7 +45,7 @@ std::unique_ptr<Device> WindowsDevice::open(const std::string &path, Access acce
         status = lastfailure();
         return nullptr;
     }
-    return std::make_unique<WindowsDevice>(std::move(handle), access);
+    return std::make_unique<WindowsDevice>(std::move(handle), access, path);
 }
 
 template <class Call, class Memory>
@@ -203,18 +219,54 @@ Status WindowsDevice::doidentify(const IdentifyCommand &command, IdentifyData &d
     return isshort ? Status::success() : status;
 }
 
-Status WindowsDevice::doremovable(bool &answer)
+Status WindowsDevice::descriptor(std::uint8_t *bytes)
 {
     STORAGE_PROPERTY_QUERY query{};
     query.PropertyId = StorageDeviceProperty;
     query.QueryType = PropertyStandardQuery;
-    alignas(STORAGE_DEVICE_DESCRIPTOR) std::array<std::uint8_t, records::descriptorsize> bytes{};
-    const Status status =
-        request(IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, bytes.data(), bytes.size(),
-                offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia) + 1);
+    return request(IOCTL_STORAGE_QUERY_PROPERTY, &query, sizeof query, bytes,
+                   records::descriptorsize,
+                   offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia) + 1);
+}
+
+Status WindowsDevice::doremovable(bool &answer)
+{
+    std::array<std::uint8_t, records::descriptorsize> bytes{};
+    const Status status = descriptor(bytes.data());
     if (status.ok())
         answer = bytes[offsetof(STORAGE_DEVICE_DESCRIPTOR, RemovableMedia)] != 0;
     return status;
+}
+
+Status WindowsDevice::dodescription(DiskDescription &answer)
+{
+    std::array<std::uint8_t, records::descriptorsize + 1> bytes{}; // the last text ends in any case
+    const Status status = descriptor(bytes.data());
+    if (!status.ok())
+        return status;
+    STORAGE_DEVICE_DESCRIPTOR known;
+    std::memcpy(&known, bytes.data(), sizeof known);
+    // 0 or all bits set: there is none
+    const auto text = [&bytes](DWORD offset) {
+        return offset == 0 || offset >= bytes.size()
+                   ? std::string()
+                   : trimmed(reinterpret_cast<const char *>(bytes.data() + offset));
+    };
+    answer = DiskDescription();
+    answer.vendor = text(known.VendorIdOffset);
+    answer.model = text(known.ProductIdOffset);
+    answer.serial = text(known.SerialNumberOffset);
+    answer.bus = busname(known.BusType);
+    answer.instance = deviceinstance(path);
+    std::uint8_t map = 0;
+    IdentifyData identity{};
+    if (doidentitymap(map).ok() && (map & 0x0F) != 0) {
+        const auto drive = static_cast<std::uint8_t>(std::countr_zero(map));
+        const auto head = static_cast<std::uint8_t>((drive & 1) != 0 ? 0xB0 : 0xA0);
+        if (doidentify({0xEC, head, drive}, identity).ok())
+            describeata(identity, answer);
+    }
+    return Status::success();
 }
 
 Status WindowsDevice::doupdateproperties()

@@ -22,7 +22,10 @@ class WindowsDevice : public Device
 public:
     /// Opens `path`; null on failure, with the reason in `status`.
     static std::unique_ptr<Device> open(const std::string &path, Access access, Status &status);
-    WindowsDevice(FileHandle opened, Access wanted) : handle(std::move(opened)), access(wanted) {}
+    WindowsDevice(FileHandle opened, Access wanted, std::string devicepath)
+        : handle(std::move(opened)), access(wanted), path(std::move(devicepath))
+    {
+    }
 
     [[nodiscard]] std::string refusal() const override { return reason; }
 
@@ -41,6 +44,8 @@ protected:
     Status doidentitymap(std::uint8_t &map) override;
     Status doidentify(const IdentifyCommand &command, IdentifyData &data) override;
     Status doremovable(bool &answer) override;
+    /// The storage descriptor's texts; those of the drive's ATA identity go before them.
+    Status dodescription(DiskDescription &answer) override;
     Status doupdateproperties() override;
     /// Locks and dismounts the disk's volumes.
     Status doclaim() override;
@@ -55,6 +60,8 @@ private:
     /// The failure of the transfer just made: `medium`, or `gone` if the disk has no size any more.
     Status transferfailure();
 
+    /// The storage descriptor with its texts behind it, in a buffer of `descriptorsize` bytes.
+    Status descriptor(std::uint8_t *bytes);
     /// Whether the handle is that of a file used as a disk.
     [[nodiscard]] bool isfile() const;
 
@@ -62,6 +69,7 @@ private:
     std::shared_ptr<VolumeClaim> claimed; ///< released after the disk's handle is closed
     FileHandle handle;
     Access access;
+    std::string path;
 };
 
 } // namespace platform

@@ -114,6 +114,26 @@ TEST_F(DescribedSystem, RefusesTheSystemsDisksAndNamesVolumes)
     EXPECT_EQ(rows(), "disk-5-may be the system's disk, Windows does not say which that is;");
 }
 
+TEST_F(DescribedSystem, TellsWhatADiskIsAndHolds)
+{
+    const std::string data = volume(1, 1, "filesystem=NTFS label=data");
+    standin::describe(disk(1, "table=gpt bus=17 vendor=V product=P serial=S-01 arrival=7") + data +
+                      disk(2, "table=mbr bus=11 serial=x identity=MODEL"));
+    DiskDescription texts;
+    Status status;
+    ASSERT_TRUE(nativebackend().open(path(1), Access::read, status)->description(texts).ok());
+    EXPECT_EQ(texts.bus + texts.vendor + texts.model + texts.serial, "NVMeVPS-01");
+    EXPECT_EQ(texts.instance, "SCSI\\DISK\\0 7");
+    ASSERT_TRUE(nativebackend().open(path(2), Access::read, status)->description(texts).ok());
+    EXPECT_EQ(texts.bus + texts.vendor + texts.model + texts.serial, "SATAMODELx");
+    DiskContents contents;
+    ASSERT_TRUE(nativebackend().contents(path(1), contents).ok());
+    ASSERT_EQ(contents.volumes.size(), 1U);
+    const DiskContents::Volume &held = contents.volumes[0];
+    EXPECT_EQ(contents.table + held.filesystem + held.label, "gptNTFSdata");
+    EXPECT_TRUE(held.number == 1 && held.offset == 1048576 && held.bytes == 33554432);
+}
+
 TEST_F(DescribedSystem, ClaimsVolumesBeforeTheFirstWriteAndReadsAhead)
 {
     standin::describe(disk(1, "table=gpt") + volume(0, 0, "mounts=C:\\ system") +

@@ -246,17 +246,33 @@ BOOL volumecontrol(Opened &opened, DWORD code, void *out, DWORD room, DWORD *ret
 
 BOOL layout(Item &disk, void *out, DWORD room, DWORD *returned)
 {
-    // no partition is known by its number here, only one of a storage pool by its type
-    const bool pool = disk["table"] == "pool";
-    std::vector<std::uint8_t> bytes(offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry) +
-                                    sizeof(PARTITION_INFORMATION_EX));
-    auto *known = reinterpret_cast<DRIVE_LAYOUT_INFORMATION_EX *>(bytes.data());
-    known->PartitionStyle = disk["table"] == "mbr" ? PARTITION_STYLE_MBR : PARTITION_STYLE_GPT;
-    known->PartitionCount = pool ? 1 : 0;
-    known->PartitionEntry[0].PartitionStyle = PARTITION_STYLE_GPT;
-    known->PartitionEntry[0].Gpt.PartitionType =
-        pool ? GUID{0xE75CAF8F, 0xF680, 0x4CEE, {0xAF, 0xA3, 0xB0, 0x01, 0xE5, 0x6E, 0xFC, 0x2D}}
-             : GUID{};
+    const bool mbr = disk["table"] == "mbr";
+    std::vector<PARTITION_INFORMATION_EX> entries;
+    for (Item &volume : volumes) {
+        if (volume["disk"] != disk["number"])
+            continue;
+        PARTITION_INFORMATION_EX &entry = entries.emplace_back();
+        entry.PartitionStyle = mbr ? PARTITION_STYLE_MBR : PARTITION_STYLE_GPT;
+        entry.StartingOffset.QuadPart = static_cast<LONGLONG>(volume.number("offset"));
+        entry.PartitionLength.QuadPart = static_cast<LONGLONG>(volume.number("length"));
+        entry.PartitionNumber = static_cast<DWORD>(entries.size());
+    }
+    if (disk["table"] == "pool") {
+        entries.emplace_back().PartitionStyle = PARTITION_STYLE_GPT;
+        // PARTITION_SPACES_GUID
+        entries.back().Gpt.PartitionType = {
+            0xE75CAF8F, 0xF680, 0x4CEE, {0xAF, 0xA3, 0xB0, 0x01, 0xE5, 0x6E, 0xFC, 0x2D}};
+    }
+    DRIVE_LAYOUT_INFORMATION_EX known{};
+    known.PartitionStyle = mbr ? PARTITION_STYLE_MBR : PARTITION_STYLE_GPT;
+    known.PartitionCount = static_cast<DWORD>(entries.size());
+    const auto *front = reinterpret_cast<const std::uint8_t *>(&known);
+    std::vector<std::uint8_t> bytes(front,
+                                    front + offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry));
+    for (const PARTITION_INFORMATION_EX &entry : entries) {
+        const auto *image = reinterpret_cast<const std::uint8_t *>(&entry);
+        bytes.insert(bytes.end(), image, image + sizeof entry);
+    }
     return answer(bytes.data(), bytes.size(), out, room, returned);
 }
 
@@ -455,12 +471,40 @@ BOOL WINAPI enuminterfaces(HDEVINFO, PSP_DEVINFO_DATA, const GUID *, DWORD membe
 
 BOOL WINAPI interfacedetail(HDEVINFO, PSP_DEVICE_INTERFACE_DATA data,
                             PSP_DEVICE_INTERFACE_DETAIL_DATA_A detail, DWORD room, PDWORD,
-                            PSP_DEVINFO_DATA)
+                            PSP_DEVINFO_DATA device)
 {
     const std::string &path = (*std::next(disks.begin(), data->Reserved))["path"];
     if (room < offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath) + path.size() + 1)
         return fail(ERROR_INSUFFICIENT_BUFFER);
+    if (device != nullptr)
+        device->DevInst = static_cast<DWORD>(data->Reserved);
     std::strcpy(detail->DevicePath, path.c_str());
+    return TRUE;
+}
+
+BOOL WINAPI instanceid(HDEVINFO, PSP_DEVINFO_DATA device, PSTR id, DWORD room, PDWORD)
+{
+    std::snprintf(id, room, "SCSI\\DISK\\%lu", device->DevInst);
+    return TRUE;
+}
+
+BOOL WINAPI deviceproperty(HDEVINFO, PSP_DEVINFO_DATA device, const DEVPROPKEY *, DEVPROPTYPE *,
+                           PBYTE out, DWORD, PDWORD, DWORD)
+{
+    const std::uint64_t arrival = std::next(disks.begin(), device->DevInst)->number("arrival");
+    std::memcpy(out, &arrival, sizeof arrival);
+    return TRUE;
+}
+
+BOOL WINAPI volumeinformation(LPCSTR root, LPSTR label, DWORD, LPDWORD, LPDWORD, LPDWORD,
+                              LPSTR filesystem, DWORD)
+{
+    const std::lock_guard hold(guard);
+    Item *volume = volumeof(std::string(root, std::strlen(root) - 1));
+    if (volume == nullptr || !volume->has("filesystem"))
+        return fail(ERROR_UNRECOGNIZED_VOLUME);
+    std::strcpy(label, (*volume)["label"].c_str());
+    std::strcpy(filesystem, (*volume)["filesystem"].c_str());
     return TRUE;
 }
 
@@ -490,6 +534,9 @@ const std::map<std::string, void *> replacements{
     {"SetupDiGetClassDevsA", address(getclassdevs)},
     {"SetupDiEnumDeviceInterfaces", address(enuminterfaces)},
     {"SetupDiGetDeviceInterfaceDetailA", address(interfacedetail)},
+    {"SetupDiGetDeviceInstanceIdA", address(instanceid)},
+    {"SetupDiGetDevicePropertyW", address(deviceproperty)},
+    {"GetVolumeInformationA", address(volumeinformation)},
     {"SetupDiDestroyDeviceInfoList", address(destroylist)},
 };
 

@@ -10,8 +10,10 @@
 ///   disk number=1 path=\\?\usbstor#disk&... file=C:\disk length=4294967296 [table=gpt|mbr|pool]
 ///   [nogeometry]
 ///        [identity=MODEL|short] [serial=TEXT] [vendor=TEXT] [product=TEXT] [bus=NUMBER]
+///        [arrival=NUMBER]
 ///   volume name=\\?\Volume{1} disk=1 offset=1048576 length=1073741824 [mounts=D:\,C:\mnt\x\]
 ///        [device=\Device\HarddiskVolume2] [open] [system] [boot] [pagefile]
+///        [filesystem=NAME] [label=TEXT]
 /// `identity`: SMART answers with this model, or with short records; without it, SMART is refused.
 /// `open`: another program has a file open. `system`, `boot`: Windows and its boot files are there.
 namespace standin
