@@ -73,9 +73,12 @@ DiskIdentity readidentity(void *handle, std::string_view devicepath)
         identity.bus = description.bus;
         identity.instance = description.instance;
     }
-    unsigned long long bytes = 0;
-    diskbytesize(handle, &bytes);
-    identity.bytes = bytes;
+    // not by diskbytesize: its first way is refused on some tables, so a commit would change it
+    if (!disk.length(identity.bytes).ok()) {
+        unsigned long long bytes = 0;
+        diskbytesize(handle, &bytes);
+        identity.bytes = bytes;
+    }
     if (!disk.sectorsize(identity.bytespersector).ok())
         identity.bytespersector = 0;
     return identity;
