@@ -37,7 +37,7 @@ Reading readrange(void *handle, std::uint64_t first, std::uint64_t last, int byt
 /// with those that run on from it (`platform::Gathering`), so its failure may show at a later
 /// batch; it still fails the range.
 Reading writerange(void *handle, std::uint64_t first, std::uint64_t last, int bytespersector);
-/// Reads one sector. Only the call's success decides, not its byte count.
+/// Reads one sector. One that is not transferred whole, as behind the disk's end, is `refused`.
 Reading readsector(void *handle, std::uint64_t sector, int bytespersector);
 /// Reads the first sector of each good record (cylinders x `g.sectorspercyl`), up to the first that
 /// is not delivered. Bad records are skipped.

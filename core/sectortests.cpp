@@ -136,11 +136,11 @@ Status testwriting(void *handle, std::uint64_t first, std::uint64_t last, int by
                        });
 }
 
-Status testsector(void *handle, unsigned long long sector, int bytespersector)
+platform::Transfer testsector(void *handle, unsigned long long sector, int bytespersector)
 {
     const auto sectorbytes = static_cast<std::size_t>(bytespersector);
     const auto buffer = sectorbuffer(sectorbytes, nosectorbuffer);
-    return platform::device(handle).read(sector * sectorbytes, buffer.get(), sectorbytes).status;
+    return platform::device(handle).read(sector * sectorbytes, buffer.get(), sectorbytes);
 }
 
 Status testroughly(void *handle, const std::vector<SEG> &list, int bytespersector)
@@ -193,7 +193,11 @@ Reading writerange(void *handle, std::uint64_t first, std::uint64_t last, int by
 
 Reading readsector(void *handle, std::uint64_t sector, int bytespersector)
 {
-    return readingof(handle, testsector(handle, sector, bytespersector));
+    const platform::Transfer transfer = testsector(handle, sector, bytespersector);
+    // nothing is read behind the end: whoever asked for that is wrong, not the medium
+    if (transfer.status.ok() && transfer.bytes < static_cast<std::size_t>(bytespersector))
+        return Reading::refused;
+    return readingof(handle, transfer.status);
 }
 
 Reading roughcheck(void *handle, const std::vector<SEG> &list, int bytespersector)
@@ -218,7 +222,7 @@ int write_test(void *handle, unsigned long long first, unsigned long long last, 
 
 int readtestonesector(void *handle, unsigned long long sector, int bytespersector)
 {
-    return testsector(handle, sector, bytespersector).ok() ? 0 : 1;
+    return testsector(handle, sector, bytespersector).status.ok() ? 0 : 1;
 }
 
 int writeandreadtestonesector(void *handle, unsigned long long sector, int bytespersector)

@@ -30,6 +30,7 @@ void DiskPartition::rescan()
     const DISKINFO *chosen = wiz->chosendisk();
     std::vector<int> failed;
     Reading reading = Reading::good;
+    std::string why;
     {
         DiskJob job(this, "Opening the disk...", true);
         std::string refusal = "Can not open the disk.";
@@ -48,7 +49,7 @@ void DiskPartition::rescan()
         progress.fittitle(ScanSpeed::maxtext);
         progress.setWindowTitle(QString::fromStdString(speed.text()));
         progress.show();
-        for (int i = first; i <= last && !job.cancelled() && reading != Reading::gone; ++i) {
+        for (int i = first; i <= last && !job.cancelled() && !endswork(reading); ++i) {
             const SEG &seg = scan.segs[i];
             progress.setValue(i);
             if (seg.isbad != 0)
@@ -68,6 +69,7 @@ void DiskPartition::rescan()
             speed.add(bytes, static_cast<double>(clock.nsecsElapsed()) / 1e9, isdamage(reading));
             progress.setWindowTitle(QString::fromStdString(speed.text()));
         }
+        why = ::refusal(disk.get());
         job.run([&disk] { disk.reset(); });
         if (job.cancelled())
             return;
@@ -75,7 +77,9 @@ void DiskPartition::rescan()
     if (reading == Reading::gone)
         refuse("The disk does not answer any more. Nothing was marked and the plan stands; re-scan "
                "the block again once the disk is back.");
-    if (reading == Reading::gone || failed.empty())
+    if (reading == Reading::refused)
+        refuse(scan.stoptext(reading, why));
+    if (endswork(reading) || failed.empty())
         return;
     QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
     scan.markretested(failed, first, last);

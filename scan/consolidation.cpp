@@ -56,10 +56,10 @@ const BoundaryCheck::Step &BoundaryCheck::next(Reading answer)
             list.erase(list.begin() + static_cast<std::ptrdiff_t>(current));
         ++movecount;
     } else if (step.action == Action::read) {
-        if (answer == Reading::gone || answer == Reading::cancelled) {
+        if (endswork(answer)) {
             std::copy(segsbefore.begin(), segsbefore.end(), segs);
             list = listbefore;
-            return step = {.action = Action::gone};
+            return step = {.action = Action::gone, .reading = answer};
         }
         if (isdamage(answer)) {
             const int raw = segindex(list[current].start + 1, geometry, segnum);

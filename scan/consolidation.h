@@ -10,10 +10,16 @@
 /// From raw marks to the list that partitions are laid around. `BoundaryCheck` states what a
 /// finished list guarantees.
 
-/// Whether what was read counts as damaged. A refused reading does.
+/// Whether a reading says that the medium is damaged.
 constexpr bool isdamage(Reading reading)
 {
-    return reading == Reading::bad || reading == Reading::refused;
+    return reading == Reading::bad;
+}
+
+/// Whether a reading says nothing about the medium, so that the work ends there.
+constexpr bool endswork(Reading reading)
+{
+    return reading != Reading::good && reading != Reading::bad;
 }
 
 /// Widens the damage by one segment: marks both neighbours of a bad record and skips the next one,
@@ -41,17 +47,18 @@ class BoundaryCheck
 {
 public:
     /// Read: read the sectors and call `next` with the reading. Moved: show the raw segment that is
-    /// going to be marked. Done: the list is finished. Gone: the disk is gone or the check was
-    /// cancelled; list and marks are again as they were before.
+    /// going to be marked. Done: the list is finished. Gone: a reading ended the check; list and
+    /// marks are again as they were before.
     enum class Action { read, moved, done, gone };
     /// What the owner does next.
     struct Step {
         Action action = Action::done;
-        int index = 0;           ///< read: record of the list, for the progress
-        std::uint64_t first = 0; ///< read: first sector
-        std::uint64_t last = 0;  ///< read: last sector, inclusive; below `first`: empty
-        int rawindex = 0;        ///< moved: the raw segment
-        int isbad = 0;           ///< moved: its mark until now
+        int index = 0;                   ///< read: record of the list, for the progress
+        std::uint64_t first = 0;         ///< read: first sector
+        std::uint64_t last = 0;          ///< read: last sector, inclusive; below `first`: empty
+        int rawindex = 0;                ///< moved: the raw segment
+        int isbad = 0;                   ///< moved: its mark until now
+        Reading reading = Reading::good; ///< gone: the reading that ended the check
     };
 
     /// Checks `list`, merged from the `segnum` records of `segs`. Both must outlive the check.

@@ -176,11 +176,14 @@ void DiskScanPage::scan()
     const Reading reading = job->run(
         [this, test = rangetest(testfunc)] { return testsegment(diskhandle, curseg, test); });
     // An aborted segment is neither marked nor recorded, however far its test got.
-    if (job->cancelled() || reading == Reading::gone || phase == Phase::closed) {
+    if (job->cancelled() || endswork(reading) || phase == Phase::closed) {
         const bool cancelled = job->cancelled();
+        const std::string why = refusal(diskhandle);
+        if (reading == Reading::gone && !cancelled)
+            job->run([this] { takeback(); });
         breakoff();
         if (!cancelled && phase != Phase::closed)
-            refuse(gonetext());
+            refuse(stoptext(reading, why));
         return;
     }
     mark(reading);
@@ -216,7 +219,8 @@ void DiskScanPage::finishrun()
 {
     stoprun();
     protect();
-    const bool complete = consolidate(0);
+    const Reading stopped = consolidate(0);
+    const bool complete = stopped == Reading::good;
     awake.reset();
     if (!complete && phase != Phase::closed)
         waitagain();
@@ -227,7 +231,7 @@ void DiskScanPage::finishrun()
     if (phase == Phase::closed)
         return;
     if (!complete) {
-        refuse(gonetext());
+        refuse(stoptext(stopped));
         return;
     }
     prevsource = savefailed ? 0 : 1;
@@ -278,16 +282,26 @@ void DiskScanPage::wizardfinished()
         scanprogress->hide();
 }
 
-bool DiskScanPage::consolidate(int report)
+Reading DiskScanPage::consolidate(int report)
 {
     std::vector<SEG> list = merged();
-    if ((hasbad(list) && fixsegs(list, report) < 0) || phase == Phase::closed)
-        return false;
-    intsegs = list;
-    return true;
+    Reading stopped = Reading::good;
+    if (hasbad(list))
+        checkboundaries(list, report, stopped);
+    if (phase == Phase::closed)
+        return Reading::cancelled;
+    if (stopped == Reading::good)
+        intsegs = list;
+    return stopped;
 }
 
 int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
+{
+    Reading stopped = Reading::good;
+    return checkboundaries(list, report, stopped);
+}
+
+int DiskScanPage::checkboundaries(std::vector<SEG> &list, int report, Reading &stopped)
 {
     using Action = BoundaryCheck::Action;
     JobDialog dialog(checking, {}, 0, static_cast<int>(list.size()), this);
@@ -299,7 +313,13 @@ int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
     while (step.action == Action::read || step.action == Action::moved) {
         Reading reading = Reading::good;
         if (step.action == Action::moved) {
-            refuse(QString("segs[%1],%2").arg(step.rawindex).arg(step.isbad));
+            const SEG &raw = segs[step.rawindex];
+            const auto gb = [](std::uint64_t cylinder) {
+                return QString::number(cylinderstogb(cylinder, g), 'f', 1);
+            };
+            refuse(QString("segs[%1],%2\nThe disk fails at the boundary before %3 GB to %4 GB.")
+                       .arg(QString::number(step.rawindex), QString::number(step.isbad),
+                            gb(raw.start), gb(raw.stop + 1)));
         } else {
             dialog.setValue(step.index);
             reading = phase == Phase::closed
@@ -308,8 +328,10 @@ int DiskScanPage::fixsegs(std::vector<SEG> &list, int report)
         }
         step = steps.next(reading);
     }
-    if (step.action == Action::gone)
+    if (step.action == Action::gone) {
+        stopped = step.reading;
         return -1;
+    }
     if (steps.moves() > 0) {
         writedatafile();
         if (report == 1 && phase != Phase::closed)
@@ -341,47 +363,63 @@ void DiskScanPage::useprev()
 {
     if (!canbegin() || prevsource == 0)
         return;
-    const auto [previous, refusal] = DiskJob(this, checking).run([this] { return readprevious(); });
+    const bool earlier = DiskJob(this, checking).run([this] {
+        return hascompleteearlier();
+    }) && plainquestion(this, "Use prev.",
+                        "The last scan was interrupted, and a complete result of an earlier one is "
+                        "there too.\nUse the earlier result and give the interrupted scan up?");
+    const auto [previous, refusal] = DiskJob(this, checking).run([this, earlier] {
+        if (earlier)
+            recallearlier();
+        return readprevious();
+    });
     if (phase == Phase::closed)
         return;
     const QString question = strangerquestion(previous);
     if (!question.isEmpty() && !plainquestion(this, "question", question))
         return;
+    const Result before = result();
     takeprevious(previous);
     showprev();
     if (refuse(refusal))
         return;
     if (previous.state == ScanFileState::complete) {
-        reuse();
+        if (!reuse())
+            restoreresult(before);
     } else if (startrun(&previous)) {
         scanprogress->setValue(curseg);
         scanprogress->setMinimumDuration(0);
         scanprogress->show();
+    } else {
+        restoreresult(before);
     }
 }
 
-void DiskScanPage::reuse()
+bool DiskScanPage::reuse()
 {
     savefailed = false;
     std::optional<DiskJob> check(std::in_place, this, checking);
     const QString unopened = check->run([this] { return holddisk(); });
     if (phase == Phase::closed || refuse(unopened))
-        return;
-    const bool complete = consolidate(1);
-    const Reading found = check->run([&] {
+        return false;
+    Reading found = consolidate(1);
+    found = check->run([&] {
         const Reading reading =
-            complete ? roughcheck(diskhandle, intsegs, static_cast<int>(diskgeom.bytespersector))
-                     : Reading::gone;
+            found == Reading::good
+                ? roughcheck(diskhandle, intsegs, static_cast<int>(diskgeom.bytespersector))
+                : found;
         releasedisk();
         return reading;
     });
     check.reset();
     if (phase == Phase::closed)
-        return;
+        return false;
     const QString refusal = judge(found);
     showprev();
-    if (!refuse(refusal))
-        dpwizard(this)->leavepage();
+    if (refuse(refusal) || found != Reading::good)
+        return false;
+    dpwizard(this)->leavepage();
+    return true;
 }
 
 void DiskScanPage::writeteststatechanged(bool checked)

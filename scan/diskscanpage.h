@@ -83,12 +83,14 @@ private:
     /// Consolidates the marks of a complete run and leaves the page.
     void finishrun();
     /// Merges the marks, checks the boundaries as `fixsegs` does, and takes the list for the
-    /// planner. False if the disk is gone or the window was closed.
-    bool consolidate(int report);
+    /// planner. Returns the reading that ended it before, or good.
+    Reading consolidate(int report);
+    /// The work of `fixsegs`; -1 if the reading in `stopped` ended it.
+    int checkboundaries(std::vector<SEG> &list, int report, Reading &stopped);
     /// Goes back to waiting after a run that was ended early.
     void waitagain();
-    /// Checks a complete earlier result and leaves the page with it.
-    void reuse();
+    /// Checks a complete earlier result and leaves the page with it; false if it is refused.
+    bool reuse();
 
     /// Waiting: for the user, or a boundary check or a reuse is on. Running: the ticks of a run are
     /// on, or stopped behind a message box. Closed: the window was closed; no work goes on.

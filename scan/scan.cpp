@@ -20,6 +20,24 @@ QString cannotwrite(const char *name, const QString &why = qt_error_string())
         .arg(QDir::toNativeSeparators(QFileInfo(name).absoluteFilePath()), why);
 }
 
+// Why a stored geometry is not that of a disk with `bytes` bytes in sectors of `bytespersector`
+// bytes, a sentence for the user; empty if it fits. A length of 0 is not known and fits.
+QString geometrymisfit(const geom &stored, std::uint64_t bytes, std::uint32_t bytespersector)
+{
+    if (stored.bytespersector != bytespersector)
+        return QString("It is that of a disk with sectors of %1 bytes; this disk has sectors of %2 "
+                       "bytes.")
+            .arg(QString::number(stored.bytespersector), QString::number(bytespersector));
+    // systems tell either the whole length or that of the whole cylinders
+    const bool fits =
+        stored.totalbytes == bytes || (stored.totalbytes == stored.cylinders * stored.bytespercyl &&
+                                       stored.cylinders == bytes / stored.bytespercyl);
+    if (bytes == 0 || fits)
+        return {};
+    return QString("It is that of a disk with %1 bytes; this disk has %2 bytes.")
+        .arg(QString::number(stored.totalbytes), QString::number(bytes));
+}
+
 } // namespace
 
 // ---- the disk and its plan ---------------------------------------------------------------------
@@ -76,14 +94,13 @@ void Scan::setplan(std::vector<SEG> newplan)
     segs = plan.empty() ? nullptr : plan.data();
     segnum = static_cast<int>(plan.size());
     curseg = 0;
+    lastgood = -1;
+    failures.clear();
 }
 
 bool Scan::filepresent() const
 {
-    std::FILE *file = platform::openplainfile(filename, "rb");
-    if (file)
-        std::fclose(file);
-    return file != nullptr;
+    return readscanfile(filename).state != ScanFileState::unreadable;
 }
 
 bool Scan::isstranger(const ScanFile &file) const
@@ -100,10 +117,14 @@ void Scan::findprevious()
         if (!filepresent() && !(segnum > 0 && hasseginfo(diskhandle, segnum)))
             setfilename(twins);
     }
-    if (filepresent())
+    recallresult(filename);
+    // a file without a result does not hide the disk's own record
+    if (readscanfile(filename).holdsresult())
         prevsource = 1;
     else if (segnum > 0 && hasseginfo(diskhandle, segnum))
         prevsource = 2;
+    else
+        prevsource = filepresent() ? 1 : 0;
 }
 
 QString Scan::noplan() const
@@ -115,8 +136,16 @@ QString Scan::noplan() const
                               : "The disk has not one whole cylinder. It can not be partitioned.";
 }
 
-QString Scan::gonetext() const
+QString Scan::stoptext(Reading reading, const std::string &why) const
 {
+    if (reading == Reading::cancelled)
+        return {};
+    if (reading == Reading::refused) {
+        return QString("The disk refuses the test, which says nothing about its sectors. Nothing "
+                       "was marked for that.\n%1")
+            .arg(why.empty() ? "Something else may use it, or its writing may be locked."
+                             : QString::fromStdString(why));
+    }
     QString text = "The disk does not answer any more.";
     if (prevsource != 0)
         text += " Click \"Use prev. >\" to go on from here once it is back.";
@@ -137,23 +166,28 @@ QString Scan::begin(const ScanFile *partial)
     if (!partial && isstranger(readscanfile(filename)))
         setfilename(twinfilename(chosen.model, chosen.identity.serial));
     QString refusal;
-    if (!writer.open(filename, partial ? "ab" : "wb", first))
-        return cannotwrite(filename);
-    if (!partial && !writer.writeheader(diskgeom, checksum())) {
-        prevsource = 0;
+    if ((!partial && !keepresult(filename)) ||
+        !writer.open(filename, partial ? "ab" : "wb", first)) {
         refusal = cannotwrite(filename);
-    } else {
-        refusal = holddisk();
+        recallresult(filename);
+        return refusal;
     }
+    if (!partial && !writer.writeheader(diskgeom, checksum()))
+        refusal = cannotwrite(filename);
+    else
+        refusal = holddisk();
     // The next record must stand at its own place.
     if (refusal.isEmpty() && partial && partial->ragged && !writer.cut(first))
         refusal = cannotwrite(filename);
     if (!refusal.isEmpty()) {
         endrun();
+        findafterrun();
         return refusal;
     }
     datafile = writer.stream();
     curseg = first;
+    lastgood = -1;
+    failures.clear();
     savefailed = false;
     speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
                       segs[first].start * diskgeom.bytespercyl);
@@ -163,21 +197,62 @@ QString Scan::begin(const ScanFile *partial)
 Reading Scan::testsegment(void *handle, int index, RangeTest test) const
 {
     const SEG &seg = segs[index];
-    return test(handle, seg.firstsector(diskgeom.sectorspercyl),
-                seg.lastsector(diskgeom.sectorspercyl), static_cast<int>(diskgeom.bytespersector));
+    const Reading reading =
+        test(handle, seg.firstsector(diskgeom.sectorspercyl),
+             seg.lastsector(diskgeom.sectorspercyl), static_cast<int>(diskgeom.bytespersector));
+    return reading == Reading::bad && !answers(handle, index) ? Reading::gone : reading;
+}
+
+bool Scan::answers(void *handle, int failed) const
+{
+    const auto reads = [this, handle](int index) {
+        return readsector(handle, segs[index].lastsector(diskgeom.sectorspercyl),
+                          static_cast<int>(diskgeom.bytespersector)) == Reading::good;
+    };
+    if (lastgood >= 0)
+        return reads(lastgood);
+    // At the start of a run no place is known to be good: several ones all over the disk.
+    constexpr int places = 8;
+    for (int i = 0; i <= places; ++i) {
+        const int index = (segnum - 1) * i / places;
+        if ((index != failed || segnum == 1) && reads(index))
+            return true;
+    }
+    return false;
 }
 
 void Scan::mark(Reading reading)
 {
-    if (isdamage(reading))
-        segs[curseg].isbad = 1;
+    if (!isdamage(reading)) {
+        lastgood = curseg;
+        failures.clear();
+        return;
+    }
+    failures.emplace_back(curseg, segs[curseg].isbad);
+    segs[curseg].isbad = 1;
+}
+
+void Scan::takeback()
+{
+    if (failures.empty())
+        return;
+    for (const auto &[index, isbad] : failures)
+        segs[index].isbad = isbad;
+    curseg = failures.front().first;
+    failures.clear();
+    if (!savefailed && !writer.cut(curseg))
+        savefailed = true;
 }
 
 bool Scan::append()
 {
     // Record n is segment n, so no record can follow one that is missing.
-    if (savefailed || writer.append(segs[curseg], curseg + 1 == segnum))
+    const bool last = curseg + 1 == segnum;
+    if (savefailed || writer.append(segs[curseg], last)) {
+        if (last && !savefailed)
+            dropkeptresult(filename);
         return true;
+    }
     savefailed = true;
     datafile = nullptr;
     return false;
@@ -198,10 +273,29 @@ void Scan::endrun()
 
 void Scan::findafterrun()
 {
-    if (savefailed || prevsource == 1)
-        prevsource = 0;
-    if (!savefailed && filepresent())
+    recallresult(filename);
+    if (readscanfile(filename).holdsresult() && !savefailed)
         prevsource = 1;
+    else if (prevsource == 1)
+        prevsource = 0;
+}
+
+bool Scan::hascompleteearlier() const
+{
+    return prevsource == 1 && readscanfile(filename).state == ScanFileState::partial &&
+           readkeptresult(filename).state == ScanFileState::complete;
+}
+
+Scan::Result Scan::result() const
+{
+    return {diskgeom, plan, intsegs};
+}
+
+void Scan::restoreresult(const Result &result)
+{
+    diskgeom = g = result.geometry;
+    setplan(result.plan);
+    intsegs = result.intsegs;
 }
 
 std::vector<SEG> Scan::merged() const
@@ -249,6 +343,13 @@ std::pair<ScanFile, QString> Scan::readprevious() const
             return {file, QString("The file %1 with the previous scan result is damaged. Please "
                                   "scan the disk anew.")
                               .arg(filename)};
+        const QString misfit =
+            geometrymisfit(file.geometry, chosen.identity.bytes, diskgeom.bytespersector);
+        if (!misfit.isEmpty())
+            return {{.state = ScanFileState::damaged},
+                    QString("The previous scan result in file %1 does not fit this disk. %2 Please "
+                            "scan the disk anew.")
+                        .arg(filename, misfit)};
         return {file, {}};
     }
     std::string refusal;
@@ -263,7 +364,7 @@ std::pair<ScanFile, QString> Scan::readprevious() const
         readseginfofromdisk(disk.get(), sector, record.segs.data(), segnum) == 0)
         return {record, {}};
     if (!diskpresent(disk.get()))
-        return {{}, gonetext()};
+        return {{}, stoptext(Reading::gone)};
     return {{.state = ScanFileState::damaged}, changeddisk};
 }
 
@@ -298,8 +399,8 @@ void Scan::takeprevious(const ScanFile &previous)
 
 QString Scan::judge(Reading roughcheck)
 {
-    if (roughcheck == Reading::gone)
-        return gonetext();
+    if (endswork(roughcheck))
+        return stoptext(roughcheck);
     if (!isdamage(roughcheck))
         return {};
     prevsource = 0;

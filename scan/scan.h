@@ -42,8 +42,9 @@ public:
     void findprevious();
     /// Why there is no plan to work on.
     [[nodiscard]] QString noplan() const;
-    /// That the disk is gone, and how to go on once it is back.
-    [[nodiscard]] QString gonetext() const;
+    /// Why a reading ended the work, and how to go on; empty for one that was cancelled. `why` is
+    /// what `refusal` says of the handle.
+    [[nodiscard]] QString stoptext(Reading reading, const std::string &why = {}) const;
 
     /// Raw segment index of a cylinder by arithmetic; may be one off `getsegindexfromcyl`.
     /// Kept inside the array.
@@ -59,7 +60,8 @@ public:
     /// Disk: starts a run at segment 0 with an empty scan file, or behind the records of a partial
     /// one.
     [[nodiscard]] QString begin(const ScanFile *partial = nullptr);
-    /// Disk: tests the raw segment `index`. Reads the plan and the geometry, changes nothing.
+    /// Disk: tests the raw segment `index`. Changes nothing. A disk that fails the test, and then
+    /// also where it was good before, is gone: a bridge that has locked up fails every read.
     [[nodiscard]] Reading testsegment(void *handle, int index, RangeTest test) const;
     /// Marks segment `curseg` if it was found damaged.
     void mark(Reading reading);
@@ -68,9 +70,13 @@ public:
     [[nodiscard]] bool append();
     /// Moves on from segment `curseg`, whose test and record took `seconds`.
     void advance(Reading reading, double seconds);
+    /// Disk: takes back the failures in a row up to `curseg`, in memory and in the file: those of a
+    /// disk that turned out to be gone.
+    void takeback();
     /// Disk: closes the scan file and the disk; what was recorded stays.
     void endrun();
-    /// Disk: sets `prevsource` after a run that was ended early.
+    /// Disk: sets `prevsource` after a run that was ended early. A former result comes back if the
+    /// run has recorded nothing.
     void findafterrun();
     /// Widens the marks of a complete run by the margin.
     void protect() { addprotect(segs, segnum); }
@@ -103,6 +109,19 @@ public:
     /// again.
     [[nodiscard]] QString judge(Reading roughcheck);
 
+    /// Disk: whether an interrupted scan stands in front of a complete former result, which
+    /// `recallearlier` brings back for good.
+    [[nodiscard]] bool hascompleteearlier() const;
+    void recallearlier() { recallresult(filename, true); }
+
+    /// What `takeprevious` and the checks behind it change, so that a refusal can undo it.
+    struct Result {
+        geom geometry;
+        std::vector<SEG> plan, intsegs;
+    };
+    [[nodiscard]] Result result() const;
+    void restoreresult(const Result &result);
+
     // ---- a re-test -----------------------------------------------------------------------------
 
     /// First and last index of the raw segments that touch cylinders `start` to `stop`, both
@@ -126,6 +145,8 @@ public:
     bool savefailed = false; ///< this run's records could not be written to the scan file
 
 private:
+    /// Disk: whether the disk still delivers a sector outside the segment `failed`.
+    [[nodiscard]] bool answers(void *handle, int failed) const;
     void setplan(std::vector<SEG> plan);
     void setfilename(const std::string &name);
     [[nodiscard]] bool filepresent() const;
@@ -134,8 +155,10 @@ private:
     [[nodiscard]] std::uint32_t checksum() const { return serialchecksum(chosen.identity.serial); }
 
     DISKINFO chosen;
-    QString openrefusal;   ///< why `holddisk` failed last
-    std::vector<SEG> plan; ///< what `segs` points to
-    DiskHandle held;       ///< what `diskhandle` stands for
-    ScanFileWriter writer; ///< what `datafile` belongs to
+    QString openrefusal; ///< why `holddisk` failed last
+    int lastgood = -1;   ///< last segment that passed a test of this plan
+    std::vector<std::pair<int, std::int32_t>> failures; ///< in a row up to `curseg`; marks before
+    std::vector<SEG> plan;                              ///< what `segs` points to
+    DiskHandle held;                                    ///< what `diskhandle` stands for
+    ScanFileWriter writer;                              ///< what `datafile` belongs to
 };

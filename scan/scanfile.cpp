@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
 namespace
 {
@@ -86,6 +88,7 @@ ScanFile parsescanfile(std::span<const std::uint8_t> image)
         return file;
 
     std::vector<SEG> segs = makeplan(geometry);
+    const std::uint64_t planend = segs.back().stop + 1;
     const std::span<const std::uint8_t> body = image.subspan(geomsize);
     const std::size_t records = std::min(body.size() / segsize, segs.size());
     std::uint64_t next = 0;
@@ -97,7 +100,7 @@ ScanFile parsescanfile(std::span<const std::uint8_t> image)
         next = segs[i].stop + 1;
     }
     const bool complete = records == segs.size();
-    if (!complete && segs[records].start != next)
+    if (records == 0 || next != (complete ? planend : segs[records].start))
         return file;
 
     file.state = complete ? ScanFileState::complete : ScanFileState::partial;
@@ -123,4 +126,48 @@ ScanFile readscanfile(const std::string &name)
     if (failed)
         return {};
     return parsescanfile(std::span(image).first(length));
+}
+
+namespace
+{
+
+std::string keptname(const std::string &name)
+{
+    return name + ".previous";
+}
+
+bool movefile(const std::string &from, const std::string &to)
+{
+    std::error_code error;
+    std::filesystem::rename(from, to, error);
+    return !error;
+}
+
+} // namespace
+
+bool keepresult(const std::string &name)
+{
+    const ScanFile present = readscanfile(name);
+    if (!present.holdsresult() || (present.state == ScanFileState::partial &&
+                                   readkeptresult(name).state == ScanFileState::complete))
+        return true;
+    return movefile(name, keptname(name));
+}
+
+bool recallresult(const std::string &name, bool always)
+{
+    if (!readkeptresult(name).holdsresult() || (!always && readscanfile(name).holdsresult()))
+        return false;
+    return movefile(keptname(name), name);
+}
+
+void dropkeptresult(const std::string &name)
+{
+    std::error_code error;
+    std::filesystem::remove(keptname(name), error);
+}
+
+ScanFile readkeptresult(const std::string &name)
+{
+    return readscanfile(keptname(name));
 }

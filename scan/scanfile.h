@@ -28,7 +28,7 @@ std::string twinfilename(const char *model, const std::string &serial);
 /// How reading a scan file ended.
 enum class ScanFileState {
     unreadable, ///< it can't be opened or read
-    damaged,    ///< shorter than its header, or its content contradicts itself
+    damaged,    ///< no whole record, or its content contradicts itself
     partial,    ///< fewer records than the plan of its geometry has segments
     complete    ///< all records are present
 };
@@ -42,14 +42,32 @@ struct ScanFile {
     int records = 0;              ///< whole records, at most the plan's segments
     std::uint64_t wholebytes = 0; ///< length of the header and those records, in bytes
     bool ragged = false;          ///< part of a record follows them
+
+    /// Whether it holds a result, of a whole scan or of its beginning.
+    [[nodiscard]] bool holdsresult() const
+    {
+        return state == ScanFileState::partial || state == ScanFileState::complete;
+    }
 };
 
 /// Reads a scan file's image. Records must be adjacent from cylinder 0 on, lie inside the disk, and
-/// be followed by the rest of the plan. Bytes behind the last record of a complete plan are
-/// ignored.
+/// reach the plan's end or be followed by the rest of it. Bytes behind the last record of a
+/// complete plan are ignored.
 ScanFile parsescanfile(std::span<const std::uint8_t> image);
 /// Reads the file of this name.
 ScanFile readscanfile(const std::string &name);
+
+/// While a new scan runs, the former result is kept beside it as `<name>.previous`.
+///
+/// Moves the result out of the way of a new scan: false if that fails. An interrupted result does
+/// not replace a complete one that is kept already.
+bool keepresult(const std::string &name);
+/// Brings the kept result back if the file holds none, or at all if `always`. True if it did.
+bool recallresult(const std::string &name, bool always = false);
+/// Deletes the kept result.
+void dropkeptresult(const std::string &name);
+/// The kept result; unreadable if there is none.
+ScanFile readkeptresult(const std::string &name);
 
 /// Writes the scan file of a run. Every record is handed to the system at once, which is enough for
 /// a crash of the program. The medium gets them once a second, so a power cut costs that much of

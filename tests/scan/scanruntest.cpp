@@ -1,5 +1,7 @@
 #include "core/bytes.h"
+#include "platform/decorator.h"
 #include "scan/scanfile.h"
+#include "scan/scanplan.h"
 #include "tests/support/wizardbench.h"
 
 #include <csignal>
@@ -23,7 +25,31 @@ const std::pair<const char *, const char *> messages[] = {
     {"NODISK", "Can not open the disk."},
     {"NOFILE", "Can not open bin data file to write."},
     {"STRANGER", "The scan result in file disk0 seems to be that of another disk:"},
-    {"NEW", "Find new bad sectors."}};
+    {"NEW", "Find new bad sectors."},
+    {"MISFIT",
+     "The previous scan result in file disk0 does not fit this disk. It is that of a disk"},
+    {"REFUSED", "The disk refuses the test, which says nothing about its sectors."},
+    {"EARLIER", "The last scan was interrupted, and a complete result of an earlier one is there"}};
+
+/// Fails every read after the first `left` ones.
+class LockingDevice : public platform::Decorator
+{
+public:
+    LockingDevice(std::unique_ptr<platform::Device> device, int &healthy)
+        : Decorator(std::move(device)), left(healthy)
+    {
+    }
+
+protected:
+    platform::Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
+    {
+        return left-- > 0 ? inner->read(offset, buffer, bytes)
+                          : platform::Transfer{{platform::Fault::medium, 0}, 0};
+    }
+
+private:
+    int &left;
+};
 
 class ScanRun : public ::testing::Test
 {
@@ -53,7 +79,8 @@ protected:
             text += (waits ? bench.waitrun() : bench.click(button)) ? "" : "not done ";
         }
         for (const DialogAnswers::Seen &one : bench.dialogs.takeseen()) {
-            std::string name = one.text.toStdString();
+            // what is given; the lines behind it say where or why
+            std::string name = one.text.section('\n', 0, 0).toStdString();
             for (const auto &[shortname, begin] : messages)
                 name = one.text.startsWith(begin) ? shortname : name;
             text += name + " ";
@@ -99,6 +126,8 @@ TEST_F(ScanRun, ReadsEverySectorOnceAndEndsADamagedSegmentAtItsFirstFailure)
     for (std::uint64_t sector = 0; sector < 1000; sector += expected.back().second)
         expected.push_back({sector, sector % 50 < 40 ? 20 : 10});
     expected.erase(expected.begin() + 5 * 3 + 2); // behind the failure
+    // After a failure the last good sector is read again: the disk may be gone.
+    expected.insert(expected.begin() + 5 * 3 + 2, {4 * 50 + 49, 1});
     // The boundary behind the margin: one cylinder on either side, sector by sector.
     for (std::uint64_t sector = 300; sector < 400; ++sector)
         expected.push_back({sector, 1});
@@ -163,25 +192,30 @@ TEST_F(ScanRun, EveryLengthOfAFileResumesReusesOrIsRefusedWithWords)
         after("bn");
         page()->segs[2].isbad = 1;
         bench.click(prev);
-        const bool resumed = length >= 56 && length < whole;
+        // A header alone holds no result.
+        const bool damaged = length < 56 + 24;
+        const bool resumed = !damaged && length < whole;
         EXPECT_EQ(page()->curseg, resumed ? (length - 56) / 24 : 0);
-        EXPECT_EQ(after("w"), length < 56 ? "DAMAGED waiting damaged ..B...."
-                              : resumed   ? "SAVED planner ......B .....BB"
-                                          : "planner ......B");
+        EXPECT_EQ(after("w"), damaged   ? "DAMAGED waiting damaged ..B...."
+                              : resumed ? "SAVED planner ......B .....BB"
+                                        : "planner ......B");
         EXPECT_EQ(filecontent("disk0"), resumed ? complete : content);
         EXPECT_TRUE(page()->diskgeom == found && g == found);
-        ASSERT_TRUE(length < 56 || bench.click(back));
+        ASSERT_TRUE(damaged || bench.click(back));
     }
     // A refused resume does not change the file, also if it ends in part of a record.
     disk->opens = false;
     EXPECT_TRUE(QFile::resize("disk0", 100));
-    EXPECT_EQ(after("p"), "NODISK waiting prev .? .......");
+    EXPECT_EQ(after("p"), "NODISK waiting prev .? ......B");
     EXPECT_TRUE(QFile("disk0").size() == 100 && QFile::remove("disk0"));
-    EXPECT_EQ(after("p"), "NOFILE waiting prev none .......");
+    EXPECT_EQ(after("p"), "NOFILE waiting prev none ......B");
     // The geometry of a file replaces the disk's own.
     disk->opens = true;
     const geom stored = withfactors(found, 512, 25, 1);
-    EXPECT_TRUE(replacescanfile("disk0", stored, {}));
+    List segs;
+    for (std::uint64_t i = 0; i < 13; ++i)
+        segs.push_back({i, i, 0});
+    EXPECT_TRUE(replacescanfile("disk0", stored, segs));
     EXPECT_EQ(after("pw"), "SAVED planner .............B ............BB");
     EXPECT_TRUE(page()->diskgeom == stored && g == stored);
 }
@@ -211,7 +245,7 @@ TEST_F(ScanRun, ADiskThatWentAwayIsNotFullOfBadSectors)
         after("bn");
         disk->faults->vanishafter = operations;
         const char *const expected =
-            operations < 450 ? "GONE waiting prev ...B......" : "planner ...B......";
+            operations < 450 ? "GONE waiting prev ...B...... .........." : "planner ...B......";
         EXPECT_EQ(after("p"), expected) << operations;
     }
     // The rough check may fail in a known bad stretch, not in a good one.
@@ -357,8 +391,8 @@ TEST_F(ScanRun, ClosingTheWindowBehindABoxEndsTheWork)
     const struct {
         const char *box, *steps, *outcome;
     } cases[] = {{"segs[", "nw", "segs[5],0 closed ..BB..... .BBB....."},
-                 {"segs[", "p", "segs[5],0 closed ..BB....."},
-                 {"Find new", "p", "segs[5],0 NEW closed ..BB.B..."},
+                 {"segs[", "p", "segs[5],0 closed ..BB..... ........."},
+                 {"Find new", "p", "segs[5],0 NEW closed ..BB.B... ........."},
                  {"Scan completed", "nw", "segs[5],0 SAVED closed .BBB.B..."}};
     for (const auto &row : cases) {
         bench.openscanpage();
@@ -390,10 +424,67 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
         EXPECT_FALSE(page()->segnum || page()->prevsource || !page()->intsegs.empty());
         EXPECT_STREQ(page()->filename, row ? "disk1" : "disk0");
     }
-    // The disk can't be opened when the run begins: the file is closed and holds its header.
+    // The disk can't be opened when the run begins: the former result is back.
     disk->opens = true;
     bench.selectpage()->selectdisk(0);
     after("n");
     disk->opens = false;
-    EXPECT_EQ(after("n"), "NODISK waiting prev  ..");
+    EXPECT_EQ(after("n"), "NODISK waiting prev ..");
+}
+
+// What a file or an answer says about this program or another disk is never taken for the medium's.
+TEST_F(ScanRun, OnlyWhatWasReadFromThisDiskCounts)
+{
+    const auto disk = bench.adddisk(10);
+    bench.openscanpage();
+    const geom found = page()->diskgeom;
+    // The file of a larger disk, of one with other sectors, and one that claims more than there is:
+    // geometry, plan and marks stay, and the scan that is asked for is that of this disk.
+    geom larger = found, huge = found;
+    larger = withfactors({.totalbytes = found.totalbytes * 4}, 512, 25, 2);
+    const geom longer = withfactors({.totalbytes = found.totalbytes}, 1024, 25, 1);
+    huge.totalbytes = huge.bytespercyl << 40;
+    huge.cylinders = 1ULL << 40;
+    huge.totalsectors = huge.totalbytes / 512;
+    for (const geom &stored : {larger, longer, huge}) {
+        ASSERT_TRUE(replacescanfile("disk0", stored, makeplan(stored)));
+        after("bn");
+        page()->segs[7].isbad = 1;
+        EXPECT_EQ(after("p").substr(0, 15), "MISFIT waiting ");
+        EXPECT_TRUE(page()->diskgeom == found && g == found && page()->segnum == 10);
+        EXPECT_EQ(page()->segs[7].isbad, 1);
+    }
+    QFile::remove("disk0");
+    after("bn");
+    EXPECT_EQ(after("nw"), "SAVED planner ..........");
+    after("bbn");
+    // A bridge that locks up after so many reads and fails every one, its length unchanged: the
+    // failures up to there are taken back, and a resumed run ends as if nothing had happened.
+    int reads = 0;
+    disk->wrap = [&reads, inner = disk->wrap](std::unique_ptr<platform::Device> device) {
+        return std::make_unique<LockingDevice>(inner(std::move(device)), reads);
+    };
+    for (const int healthy : {0, 10, 11}) {
+        QFile::remove("disk0");
+        reads = healthy;
+        const std::string expected =
+            healthy < 3 ? "waiting damaged .........." : "waiting prev ... ..........";
+        EXPECT_EQ(after("nw").substr(healthy < 3 ? 35 : 5), expected) << healthy;
+        reads = 1 << 20;
+    }
+    EXPECT_EQ(after("pw"), "SAVED planner ..........");
+    after("bbn");
+    // A mistaken Next: the former result comes back, also in front of an interrupted scan.
+    EXPECT_TRUE(putmarks("....B....."));
+    disk->opens = true;
+    after("bn");
+    disk->opens = false;
+    EXPECT_EQ(after("n"), "NODISK waiting prev ....B..... ..........");
+    disk->opens = true;
+    disk->faults->vanishafter = 8;
+    EXPECT_EQ(after("nw").substr(0, 4), "GONE");
+    disk->faults->vanishafter.reset();
+    EXPECT_TRUE(QFile::exists("disk0.previous"));
+    EXPECT_EQ(after("bnpw"), "EARLIER SAVED planner ..........");
+    EXPECT_FALSE(QFile::exists("disk0.previous"));
 }
