@@ -74,6 +74,16 @@ runsof(const std::map<std::uint64_t, std::vector<std::uint8_t>> &sectors)
     return runs;
 }
 
+DiskIdentity identityof(const TableBackup &backup)
+{
+    DiskIdentity identity;
+    identity.serial = backup.serial.toStdString();
+    identity.model = backup.model.toStdString();
+    identity.bytes = backup.diskbytes;
+    identity.bytespersector = backup.sectorbytes;
+    return identity;
+}
+
 QByteArray content(const QString &filename)
 {
     const File file(platform::openplainfile(filename.toLocal8Bit().constData(), "rb"));
@@ -103,9 +113,9 @@ TableBackup TableBackup::ofdisk(void *handle, const DISKINFO &disk)
 {
     TableBackup backup;
     backup.model = printable(QString::fromLocal8Bit(disk.model));
-    unsigned long long bytes = 0;
-    diskbytesize(handle, &bytes);
-    backup.diskbytes = bytes;
+    const DiskIdentity identity = readidentity(handle, disk.devicepath);
+    backup.serial = QString::fromStdString(identity.serial);
+    backup.diskbytes = identity.bytes;
     geom geometry{};
     get_geometry(handle, &geometry);
     backup.sectorbytes = geometry.bytespersector;
@@ -155,8 +165,16 @@ void TableBackup::keepchain(void *handle)
 
 bool TableBackup::mayfit(const DISKINFO &disk) const
 {
-    return model == printable(QString::fromLocal8Bit(disk.model)) &&
-           diskbytes / 1'000'000 == disk.sizemb;
+    DiskIdentity listed;
+    listed.serial = disk.identity.serial;
+    listed.model = printable(QString::fromLocal8Bit(disk.model)).toStdString();
+    listed.bytes = disk.identity.bytes;
+    return differencefrom(identityof(*this), listed).empty();
+}
+
+bool TableBackup::isof(const TableBackup &other) const
+{
+    return differencefrom(identityof(*this), identityof(other)).empty();
 }
 
 Tables TableBackup::tables() const
@@ -177,13 +195,15 @@ QByteArray TableBackup::encode() const
     // The header's length in sectors stands in the header itself: a longer one is tried until it
     // fits.
     for (std::uint64_t length = 1;; ++length) {
-        QByteArray header =
-            QString("%1\ndisk: %2\nbytes: %3\nsector: %4\ndate: %5\n")
-                .arg(title, model)
-                .arg(diskbytes)
-                .arg(sectorbytes)
-                .arg(date.toOffsetFromUtc(date.offsetFromUtc()).toString(Qt::ISODate))
-                .toLatin1();
+        // put together by hand: a model may hold what looks like a place marker
+        QByteArray header = QByteArray(title) + "\ndisk: " + model.toLatin1() + "\n";
+        if (!serial.isEmpty())
+            header += "serial: " + serial.toLatin1() + "\n";
+        header += QString("bytes: %1\nsector: %2\ndate: %3\n")
+                      .arg(diskbytes)
+                      .arg(sectorbytes)
+                      .arg(date.toOffsetFromUtc(date.offsetFromUtc()).toString(Qt::ISODate))
+                      .toLatin1();
         for (const std::uint64_t sector : unreadable)
             header += "not readable: " + QByteArray::number(static_cast<qulonglong>(sector)) + "\n";
         header += "To put them back: FILE is this file, DISK the disk; run the lines that begin "
@@ -218,6 +238,8 @@ std::optional<TableBackup> TableBackup::decode(const QByteArray &content)
         };
         if (const QByteArray text = value("disk: "); !text.isEmpty())
             backup.model = QString::fromLatin1(text);
+        else if (const QByteArray number = value("serial: "); !number.isEmpty())
+            backup.serial = QString::fromLatin1(number);
         else if (const QByteArray bytes = value("bytes: "); !bytes.isEmpty())
             backup.diskbytes = bytes.toULongLong();
         else if (const QByteArray sector = value("sector: "); !sector.isEmpty())

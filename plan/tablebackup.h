@@ -18,6 +18,7 @@
 /// beside the scan file, from which standard tools can put them back too (docs/formats.md).
 struct TableBackup {
     QString model;                 ///< of the disk; printable ASCII in the file
+    QString serial;                ///< of the disk, normalised; empty: unknown
     std::uint64_t diskbytes = 0;   ///< length of the disk; 0: unknown
     std::uint32_t sectorbytes = 0; ///< length of a sector
     QDateTime date;                ///< when the sectors were read; whole seconds
@@ -36,12 +37,8 @@ struct TableBackup {
 
     /// Whether it can be of a listed disk.
     [[nodiscard]] bool mayfit(const DISKINFO &disk) const;
-    /// Whether both are of one disk, as far as model and lengths tell.
-    [[nodiscard]] bool isof(const TableBackup &other) const
-    {
-        return model == other.model && diskbytes == other.diskbytes &&
-               sectorbytes == other.sectorbytes;
-    }
+    /// Whether it is of the disk that `other` was read from.
+    [[nodiscard]] bool isof(const TableBackup &other) const;
     /// The kept sectors as images to be written.
     [[nodiscard]] Tables tables() const;
 

@@ -1,3 +1,4 @@
+#include "plan/tablebackup.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
 
@@ -300,7 +301,17 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     EXPECT_TRUE(restore(1).contains("are on the disk again."));
     EXPECT_TRUE(image(false) == old);
 
-    // a damaged file, and one of a disk of another length
+    // a file of a twin, and damaged ones
+    TableBackup twin = readbackup(backupfiles("disk0").front()).value();
+    twin.serial = "OTHER";
+    ASSERT_EQ(twin.save("disk1"), "");
+    QFile::rename(backupfiles("disk1").front(), "disk0.tables-twin");
+    EXPECT_TRUE(readbackup("disk0.tables-twin").has_value() && offers().size() == 3);
+    twin.model += " %1%3";
+    const auto decoded = TableBackup::decode(twin.encode());
+    ASSERT_TRUE(decoded.has_value());
+    EXPECT_TRUE(decoded->isof(twin) && decoded->sectors == twin.sectors);
+    QFile::remove("disk0.tables-twin");
     const QStringList files = QDir().entryList({"disk0.tables-*"});
     ASSERT_EQ(files.size(), 3);
     for (const QString &name : files) {
