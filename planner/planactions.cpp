@@ -176,8 +176,9 @@ void DiskPartition::ondelPartTreeNode()
 void DiskPartition::moverow(const char *name, bool (PartTreeModel::*move)(const QModelIndex &))
 {
     const QModelIndex index = treeview->currentIndex();
-    perform(QString("move %1 %2").arg(treemodel->rowname(index), name), placeof(index), [&] {
-        return Outcome{(treemodel->*move)(index), {}};
+    PartTreeModel &model = *treemodel;
+    perform(QString("move %1 %2").arg(model.rowname(index), name), placeof(index), [&] {
+        return Outcome{(model.*move)(index), {}};
     });
 }
 
