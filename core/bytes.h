@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 /// Little-endian numbers, byte by byte. All formats on disk and in files are encoded with these,
 /// whatever the byte order of the machine.
@@ -20,4 +21,17 @@ inline std::uint64_t getlittle(const std::uint8_t *bytes, std::size_t width)
     for (std::size_t i = 0; i < width; ++i)
         value |= static_cast<std::uint64_t>(bytes[i]) << (8 * i);
     return value;
+}
+
+/// CRC-32 as in IEEE 802.3, the one of GUID partition tables.
+inline std::uint32_t crc32(std::span<const std::uint8_t> bytes)
+{
+    constexpr std::uint32_t polynomial = 0xEDB88320; // bits reflected
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const std::uint8_t byte : bytes) {
+        crc ^= byte;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? polynomial : 0);
+    }
+    return ~crc;
 }

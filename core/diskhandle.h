@@ -40,6 +40,9 @@ private:
     void *handle = invaliddisk;
 };
 
+/// The identity of the disk behind a handle, as far as it tells. `devicepath` gives the node.
+DiskIdentity readidentity(void *handle, std::string_view devicepath);
+
 /// Opens the chosen disk for reading and writing; the one way to it once it was chosen. If another
 /// disk is behind its node now, that one is left alone, and the chosen disk is looked for under all
 /// other nodes. None open: `refusal` says so to the user, with the reason on a line of its own.

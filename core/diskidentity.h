@@ -25,9 +25,6 @@ std::string normalserial(std::string_view serial);
 /// CRC-32 of a normalised serial number, for places that have room for no more. 0: none known.
 std::uint32_t serialchecksum(std::string_view normalised);
 
-/// The identity of the disk behind a handle, as far as it tells. `devicepath` gives the node.
-DiskIdentity readidentity(void *handle, std::string_view devicepath);
-
 /// Why `found` is not the disk `chosen`, a sentence for the user; empty if it is. The only place
 /// where two disks are compared.
 ///

@@ -107,17 +107,6 @@ Guid gpttype(std::uint8_t systype)
     return guidof(linuxdata);
 }
 
-std::uint32_t crc32(std::span<const std::uint8_t> bytes)
-{
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (const std::uint8_t byte : bytes) {
-        crc ^= byte;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320 : 0);
-    }
-    return ~crc;
-}
-
 std::vector<std::uint8_t> encodegptarray(std::span<const GptEntry> entries,
                                          std::uint32_t bytespersector)
 {

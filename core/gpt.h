@@ -54,8 +54,6 @@ struct GptHeader {
     std::uint32_t arraycrc = 0;
 };
 
-/// CRC-32 as in IEEE 802.3.
-std::uint32_t crc32(std::span<const std::uint8_t> bytes);
 /// The array of `entries`, at most `gptentries`, in whole sectors.
 std::vector<std::uint8_t> encodegptarray(std::span<const GptEntry> entries,
                                          std::uint32_t bytespersector);

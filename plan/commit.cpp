@@ -178,7 +178,7 @@ std::vector<TableSectors> Commit::outcomes() const
 
 QString Commit::prepare(void *handle, const DISKINFO &disk)
 {
-    if (const QString fault = TableBackup::claim(handle); !fault.isEmpty())
+    if (QString fault = TableBackup::claim(handle); !fault.isEmpty())
         return fault;
     before = TableBackup::ofdisk(handle, disk);
     before.sectorbytes = geometry.bytespersector;

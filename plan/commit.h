@@ -29,10 +29,10 @@ public:
     /// then about sectors 0 and 1, which it needs, a place for its entries, and the scan record
     /// behind them.
     ///
-    /// The scan record is that of the raw segments `segs`. Master boot sector and scan record go to
-    /// sectors 0 and 1. If the first segment is bad, or `searching` asks for it since sector 0 took
+    /// The scan record is that of the raw segments. Master boot sector and scan record go to
+    /// sectors 0 and 1. If the first segment is bad, or `search` asks for it since sector 0 took
     /// no table before, the first two tracks are searched for two sectors that take them.
-    Commit(const geom &geometry, std::vector<SEG> segs, std::vector<PART> parts, bool searching);
+    Commit(const geom &disk, std::vector<SEG> raw, std::vector<PART> plan, bool search);
 
     /// What refuses the plan on every disk.
     [[nodiscard]] QString refusal() const;

@@ -69,7 +69,7 @@ PlanState Plan::save() const
     PlanState state;
     state.segs = segs;
     const auto saved = [](const EXTPART *part) {
-        const auto named =
+        const auto *const named =
             std::find_if(partkinds.begin(), partkinds.end(), [part](const PARTKIND &one) {
                 return std::strcmp(one.name, part->name) == 0;
             });

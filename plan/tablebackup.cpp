@@ -1,5 +1,6 @@
 #include "plan/tablebackup.h"
 
+#include "core/diskhandle.h"
 #include "platform/plainfile.h"
 
 #include <QCryptographicHash>
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 
@@ -96,6 +96,23 @@ QByteArray content(const QString &filename)
         bytes.append(part, static_cast<qsizetype>(read));
     }
     return bytes;
+}
+
+// The numbers of "skip=1 seek=2 count=3 ...".
+bool readnumbers(const QByteArray &text, std::uint64_t &skip, std::uint64_t &seek,
+                 std::uint64_t &count)
+{
+    const QByteArrayList words = text.split(' ');
+    const std::pair<const char *, std::uint64_t *> numbers[] = {
+        {"skip=", &skip}, {"seek=", &seek}, {"count=", &count}};
+    for (qsizetype i = 0; i < 3; ++i) {
+        bool ok = i < words.size() && words[i].startsWith(numbers[i].first);
+        if (ok)
+            *numbers[i].second = words[i].mid(words[i].indexOf('=') + 1).toULongLong(&ok);
+        if (!ok)
+            return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -214,7 +231,8 @@ QByteArray TableBackup::encode() const
             skip += count;
         }
         const QByteArray whole = header + hashkey + checksum(header, body) + "\n";
-        const auto room = static_cast<qsizetype>(length * sectorbytes);
+        const std::uint64_t roombytes = length * sectorbytes;
+        const auto room = static_cast<qsizetype>(roombytes);
         if (whole.size() <= room)
             return whole.leftJustified(room, '\n') + body;
         length =
@@ -250,13 +268,12 @@ std::optional<TableBackup> TableBackup::decode(const QByteArray &content)
             backup.unreadable.insert(lost.toULongLong());
         if (!line.startsWith("dd "))
             continue;
-        unsigned long long skip = 0;
-        unsigned long long seek = 0;
-        unsigned long long count = 0;
+        std::uint64_t skip = 0;
+        std::uint64_t seek = 0;
+        std::uint64_t count = 0;
         const qsizetype numbers = line.indexOf("skip=");
         if (backup.sectorbytes == 0 || numbers < 0 ||
-            std::sscanf(line.constData() + numbers, "skip=%llu seek=%llu count=%llu", &skip, &seek,
-                        &count) != 3 ||
+            !readnumbers(line.mid(numbers), skip, seek, count) ||
             line + '\n' != ddline(skip, seek, count, backup.sectorbytes))
             return {};
         if (place == 0)
@@ -271,7 +288,8 @@ std::optional<TableBackup> TableBackup::decode(const QByteArray &content)
         }
         place += count;
     }
-    const QByteArray body = content.mid(static_cast<qsizetype>(first * backup.sectorbytes));
+    const std::uint64_t headerbytes = first * backup.sectorbytes;
+    const QByteArray body = content.mid(static_cast<qsizetype>(headerbytes));
     const QByteArray stored = content.mid(end + static_cast<qsizetype>(std::strlen(hashkey)), 64);
     if (!header.startsWith(title) || !backup.date.isValid() || stored != checksum(header, body))
         return {};

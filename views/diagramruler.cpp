@@ -42,8 +42,9 @@ void DiagramRuler::paintEvent(QPaintEvent *)
     const double step = scalestep(
         fontMetrics().horizontalAdvance(QString::number(total, 'f', 1) + " GBMM") / pixels);
     const int decimals = std::max(0, static_cast<int>(-std::floor(std::log10(step))));
-    for (double gb = std::max(std::ceil(-origin / pixels / step) * step, 0.0); gb <= total;
-         gb += step) {
+    const auto first = static_cast<long long>(std::ceil(std::max(-origin / pixels / step, 0.0)));
+    for (long long mark = first; static_cast<double>(mark) * step <= total; ++mark) {
+        const double gb = static_cast<double>(mark) * step;
         const double x = origin + gb * pixels;
         if (x > width())
             break;

@@ -26,7 +26,7 @@ public:
     /// Adds a line below the label; empty: none.
     void shownote(const QString &note);
     /// Takes the cancel button away, with a line that says so.
-    void lock(const QString &why);
+    void lock(const QString &reason);
     /// As wide as its title, but not wider than the screen.
     void fittitle(const char *longest);
 

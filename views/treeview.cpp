@@ -22,6 +22,8 @@ void TreeView::currentChanged(const QModelIndex &current, const QModelIndex &pre
     if (hasFocus())
         QTreeView::currentChanged(current, previous);
     else
+        // QTreeView's own would make a screen reader speak
+        // NOLINTNEXTLINE(bugprone-parent-virtual-call)
         QAbstractItemView::currentChanged(current, previous);
 }
 
@@ -30,5 +32,7 @@ void TreeView::selectionChanged(const QItemSelection &selected, const QItemSelec
     if (hasFocus())
         QTreeView::selectionChanged(selected, deselected);
     else
+        // QTreeView's own would make a screen reader speak
+        // NOLINTNEXTLINE(bugprone-parent-virtual-call)
         QAbstractItemView::selectionChanged(selected, deselected);
 }

@@ -17,7 +17,8 @@ TurningDisk::TurningDisk(std::unique_ptr<Device> decorated, std::shared_ptr<Turn
 void TurningDisk::access(std::uint64_t offset, std::size_t bytes, bool reading, double earliest)
 {
     const double sectortime = disk->revolution / disk->sectorspertrack;
-    const double time = static_cast<double>(bytes / disk->bytespersector) * sectortime;
+    const std::size_t sectors = bytes / disk->bytespersector;
+    const double time = static_cast<double>(sectors) * sectortime;
     const std::uint64_t sector = offset / disk->bytespersector;
     double begins = disk->passed;
     const bool runson = sector == disk->head && reading == disk->reading;

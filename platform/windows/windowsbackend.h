@@ -5,10 +5,6 @@
 namespace platform
 {
 
-/// The device instance of the disk with this path, and the time of its last arrival, since the same
-/// instance names the next disk in the same place. Empty if there is none.
-std::string deviceinstance(const std::string &path);
-
 /// The disks of a Windows system.
 class WindowsBackend : public Backend
 {

@@ -1,9 +1,9 @@
 #include "platform/windows/windowsdevice.h"
 
 #include "platform/atadescription.h"
+#include "platform/windows/disklist.h"
 #include "platform/windows/errors.h"
 #include "platform/windows/records.h"
-#include "platform/windows/windowsbackend.h"
 
 #include <algorithm>
 #include <array>

@@ -1,3 +1,4 @@
+#include "core/diskhandle.h"
 #include "tests/core/coretest.h"
 
 namespace
