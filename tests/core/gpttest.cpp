@@ -114,6 +114,7 @@ TEST_F(GptTest, OtherToolsFindNoProblemAndTheSamePartitions)
         std::uint64_t array; // where 32 good sectors are
     } const rows[] = {{3'000'592'982'016, 512, 2}, {8'001'563'222'016, 512, 70}};
     const std::string file = "gpttest.image";
+    const bool tools = outputof("sgdisk --version").find("GPT fdisk") != std::string::npos;
     for (const auto &row : rows) {
         const geom geometry = geometryof(row.bytes, row.sectorbytes);
         const TableSectors sectors{0, row.array + 32, row.array, row.bytes / row.sectorbytes};
@@ -129,7 +130,8 @@ TEST_F(GptTest, OtherToolsFindNoProblemAndTheSamePartitions)
         ASSERT_TRUE(tables.faults().empty());
         const auto disk = add("disk", row.bytes, row.sectorbytes);
         std::filesystem::remove(file);
-        disk->store = platform::imagestore(file, row.bytes);
+        if (tools)
+            disk->store = platform::imagestore(file, row.bytes);
         void *handle = opened("disk");
         g = geometry;
         EXPECT_TRUE(tables.write(handle));
@@ -143,16 +145,17 @@ TEST_F(GptTest, OtherToolsFindNoProblemAndTheSamePartitions)
         const std::string end = std::to_string((sectors.disksectors - 33) / 2048 * 2048 - 1);
         EXPECT_EQ(entries, "2048-1999998975*\n2100000768-2100099071\n5000001536-" + end + "\n")
             << entries;
-        const std::string verdict = outputof("sgdisk -v " + file);
-        EXPECT_TRUE(verdict.empty() || verdict.find("No problems found") != std::string::npos)
-            << verdict;
-        const std::string list = outputof("sfdisk -d " + file);
-        EXPECT_TRUE(list.empty() ||
-                    list.find("0657FD6D-A4AB-43C4-84E5-0933C84B4F4F") != std::string::npos)
-            << list;
+        if (tools) {
+            const std::string verdict = outputof("sgdisk -v " + file),
+                              list = outputof("sfdisk -d " + file);
+            EXPECT_NE(verdict.find("No problems found"), std::string::npos) << verdict;
+            EXPECT_NE(list.find("0657FD6D-A4AB-43C4-84E5-0933C84B4F4F"), std::string::npos) << list;
+        }
         backend.disks.clear();
     }
     std::filesystem::remove(file);
+    if (!tools)
+        GTEST_SKIP() << "sgdisk is not here: the tables were read by our own reader alone";
 }
 
 // Good blocks between bad ones, as parts; every entry lies inside its block and off the tables.
