@@ -4,6 +4,7 @@
 #include "views/blockpaint.h"
 #include "views/diagramaccessible.h"
 #include "views/diagramruler.h"
+#include "views/diskdetails.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
 #include "views/partdelegate.h"
@@ -248,6 +249,8 @@ void DiskPartition::initializePage()
     undostack->clear();
     historyline->clear();
     wiz->givenext(this, &DiskPartition::writetodisk);
+    if (const DISKINFO *disk = wiz->chosendisk())
+        setToolTip(tooltipof(disktext(*disk)));
 }
 
 void DiskPartition::cleanupPage()

@@ -2,6 +2,7 @@
 
 #include "planner/diskpartition.h"
 #include "platform/formatcommands.h"
+#include "views/diskdetails.h"
 #include "wizard/dpwizard.h"
 
 #include <QAbstractButton>
@@ -87,6 +88,8 @@ void LastPage::initializePage()
     hidecancel(frame->lastpageid);
     connect(frame, &QWizard::currentIdChanged, this, &LastPage::hidecancel, Qt::UniqueConnection);
     const PARTRESULT result = frame->planner()->partresult;
+    if (const DISKINFO *disk = frame->chosendisk())
+        setToolTip(tooltipof(disktext(*disk)));
 
     headlabel->setText(headline(result));
     headlabel->setWordWrap(true);

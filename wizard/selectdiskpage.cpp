@@ -1,6 +1,8 @@
 #include "wizard/selectdiskpage.h"
 
+#include "platform/platform.h"
 #include "platform/windowicon.h"
+#include "views/diskdetails.h"
 #include "views/diskjob.h"
 #include "views/indicators.h"
 #include "wizard/tablerestore.h"
@@ -16,25 +18,14 @@
 #include <QVBoxLayout>
 #include <QWizard>
 
+#include <algorithm>
+#include <string>
 #include <system_error>
 
 // The pictures lie in a static library, where nothing else asks for them.
 static void loadresources()
 {
     Q_INIT_RESOURCE(quarn);
-}
-
-// A name that others chose, without characters that would break the row or turn its order round.
-static QString onerow(const QString &text)
-{
-    QString plain;
-    for (const QChar c : text) {
-        const bool hidden =
-            c.category() == QChar::Other_Control || c.category() == QChar::Other_Format ||
-            c.category() == QChar::Separator_Line || c.category() == QChar::Separator_Paragraph;
-        plain += hidden ? QChar('?') : c;
-    }
-    return plain;
 }
 
 QString diskrowtext(const DISKINFO &disk)
@@ -115,6 +106,37 @@ void SelectDiskPage::initializePage()
     wizard()->setWindowIcon(icon);
     if (!platform::setwindowicon(wizard()->winId()))
         QMessageBox::warning(this, "error", "can not get hInstance", QMessageBox::Ok);
+    readcontents();
+}
+
+SelectDiskPage::~SelectDiskPage()
+{
+    readers.clear();
+    readers.waitForDone();
+}
+
+void SelectDiskPage::readcontents()
+{
+    platform::Backend &backend = platform::backend();
+    readers.setMaxThreadCount(static_cast<int>(std::clamp<std::size_t>(alldisks.size(), 1, 8)));
+    for (std::size_t i = 0; i < alldisks.size(); ++i) {
+        describe(i, "What it holds is being read.");
+        readers.start([this, &backend, i, path = std::string(alldisks[i].devicepath)] {
+            platform::DiskContents contents;
+            const platform::Status status = backend.contents(path, contents);
+            QMetaObject::invokeMethod(
+                this, [this, i, status, contents] { describe(i, contentstext(status, contents)); },
+                Qt::QueuedConnection);
+        });
+    }
+}
+
+void SelectDiskPage::describe(std::size_t i, const QString &contents)
+{
+    QAbstractButton *row = diskgroup->button(static_cast<int>(i));
+    const QString text = disktext(alldisks[i]) + "\n" + contents;
+    row->setToolTip(tooltipof(text));
+    row->setAccessibleDescription(text);
 }
 
 bool SelectDiskPage::validatePage()

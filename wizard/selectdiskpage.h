@@ -2,6 +2,7 @@
 
 #include "core/tlcore.h"
 
+#include <QThreadPool>
 #include <QWizardPage>
 
 #include <vector>
@@ -19,6 +20,7 @@ class SelectDiskPage : public QWizardPage
 
 public:
     explicit SelectDiskPage(QWidget *parent = nullptr);
+    ~SelectDiskPage() override;
 
     void initializePage() override;
     bool validatePage() override;
@@ -34,6 +36,14 @@ public:
 
 public slots:
     void selectdisk(int id);
+
+private:
+    /// Has every disk's contents read beside the page, since a failing disk takes long to answer.
+    void readcontents();
+    /// Puts what is known of a disk into its row's tool tip and accessible description.
+    void describe(std::size_t i, const QString &contents);
+
+    QThreadPool readers;
 };
 
 /// A disk's row: "model,size" in decimal GB, and why it can't be chosen.

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -295,6 +296,42 @@ std::string Layers::userof(DeviceNumber disk) const
             return "part of a mounted btrfs file system";
     }
     return holderof(whole);
+}
+
+std::string Layers::writerof(DeviceNumber disk) const
+{
+    const fs::path whole = folder(disk);
+    std::set<DeviceNumber> own = {disk};
+    for (const fs::path &part : entries(whole)) {
+        if (const auto number = parsenumber(attribute(part / "dev")); number && !whole.empty())
+            own.insert(*number);
+    }
+    std::error_code error;
+    const std::string self = fs::read_symlink(processes / "self", error).filename().string();
+    for (const fs::path &process : entries(processes)) {
+        const std::string id = process.filename().string();
+        if (id == self || id.find_first_not_of("0123456789") != std::string::npos)
+            continue;
+        for (const fs::path &open : entries(process / "fd")) {
+            // a file elsewhere isn't looked at: it may lie on a server that does not answer
+            struct stat info;
+            if (!fs::read_symlink(open, error).string().starts_with("/dev/") ||
+                ::stat(open.c_str(), &info) != 0 || !S_ISBLK(info.st_mode) ||
+                !own.contains(numberfrom(info.st_rdev)))
+                continue;
+            std::ifstream stream(process / "fdinfo" / open.filename());
+            int flags = O_RDONLY;
+            for (std::string name; stream >> name;) {
+                if (name == "flags:") {
+                    stream >> std::oct >> flags;
+                    break;
+                }
+            }
+            if ((flags & O_ACCMODE) != O_RDONLY)
+                return "open for writing by " + shown(attribute(process / "comm"));
+        }
+    }
+    return {};
 }
 
 } // namespace platform

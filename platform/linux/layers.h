@@ -39,6 +39,9 @@ public:
     /// The user of a whole disk or of anything on it, in words: a mount, swap, or a device above
     /// it; empty if there is none.
     [[nodiscard]] std::string userof(DeviceNumber disk) const;
+    /// Another program that has opened a whole disk or a partition of it for writing, in words;
+    /// empty if there is none, or if it may not be seen.
+    [[nodiscard]] std::string writerof(DeviceNumber disk) const;
 
 private:
     struct Mount {

@@ -1,4 +1,5 @@
 #include "platform/linux/linuxbackend.h"
+#include "platform/linux/contents.h"
 #include "platform/linux/describe.h"
 #include "platform/linux/errors.h"
 #include "platform/linux/linuxdevice.h"
@@ -233,7 +234,14 @@ Status LinuxBackend::inuse(const std::string &path, std::string &reason, bool &c
     // mounted in another mount namespace, or used in a way that sysfs does not show
     if (reason.empty() && LinuxDevice::claimedbyother(node))
         reason = "held by another program";
+    if (reason.empty())
+        reason = layers.writerof(*number);
     return Status::success();
+}
+
+Status LinuxBackend::contents(const std::string &path, DiskContents &answer)
+{
+    return readcontents(path.substr(0, path.find('#')), answer);
 }
 
 Backend &nativebackend()

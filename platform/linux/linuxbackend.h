@@ -47,6 +47,7 @@ public:
     Status listdisks(std::vector<std::string> &paths) override;
     std::unique_ptr<Device> open(const std::string &path, Access access, Status &status) override;
     Status inuse(const std::string &path, std::string &reason, bool &claimable) override;
+    Status contents(const std::string &path, DiskContents &answer) override;
 
 private:
     /// The device-interface path of the disk with this name in sysfs.

@@ -1,4 +1,4 @@
-#include "core/tlcore.h"
+#include "core/diskhandle.h"
 #include "platform/linux/ataidentity.h"
 #include "platform/linux/describe.h"
 #include "platform/linux/errors.h"
@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <fstream>
 #include <memory>
 
@@ -21,6 +22,7 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace platform;
@@ -505,4 +507,74 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
     const int holder = ::open(disk.node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
     EXPECT_EQ(user(), "held by another program");
     ::close(holder);
+}
+
+TEST_P(LoopDevice, TellsWhatADiskHoldsAndWhoHasItOpen)
+{
+    LoopDisk disk({16 << 20, GetParam()});
+    LinuxBackend backend;
+    std::string reason;
+    bool claimable = false;
+    DiskContents contents;
+    if (backend.contents(disk.node, contents).fault == Fault::unsupported)
+        GTEST_SKIP() << "built without libblkid";
+    EXPECT_TRUE(contents.table.empty() && contents.volumes.empty());
+    std::string swap(8192, '\0');
+    swap[1024] = swap[1028] = 1; // version and last page
+    swap.replace(4086, 10, "SWAPSPACE2");
+    EXPECT_TRUE(LinuxDevice::open(disk.node, Access::readwrite, status)
+                    ->write(0, swap.data(), swap.size())
+                    .status.ok());
+    EXPECT_TRUE(backend.contents(disk.node, contents).ok());
+    ASSERT_EQ(contents.volumes.size(), 1U);
+    EXPECT_EQ(contents.volumes[0].filesystem, "swap");
+
+    EXPECT_TRUE(backend.inuse(disk.node, reason, claimable).ok() && reason.empty()) << reason;
+    for (const auto &[flags, writes] : {std::pair(O_RDONLY, false), {O_RDWR, true}}) {
+        int ready[2];
+        ASSERT_EQ(::pipe(ready), 0);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            const bool opened = ::open(disk.node.c_str(), flags) >= 0;
+            static_cast<void>(::write(ready[1], opened ? "y" : "n", 1));
+            ::pause();
+        }
+        char opened = 'n';
+        EXPECT_TRUE(::read(ready[0], &opened, 1) == 1 && opened == 'y');
+        EXPECT_TRUE(backend.inuse(disk.node, reason, claimable).ok());
+        EXPECT_EQ(reason.starts_with("open for writing by "), writes) << reason;
+        ::kill(child, SIGKILL);
+        ::waitpid(child, nullptr, 0);
+        ::close(ready[0]);
+        ::close(ready[1]);
+    }
+}
+
+// Another disk of the same model and length behind the node, and another sector length.
+TEST_P(LoopDevice, ASwappedDiskIsNotTheChosenOne)
+{
+    const LoopDisk::Options options{16 << 20, GetParam()};
+    auto disk = std::make_unique<LoopDisk>(options);
+    DISKINFO chosen;
+    disk->node.copy(chosen.devicepath, sizeof chosen.devicepath - 1);
+    std::string refusal;
+    chosen.identity = readidentity(DiskHandle(chosen.devicepath).get(), chosen.devicepath);
+    EXPECT_EQ(chosen.identity.model, "disk");
+    EXPECT_TRUE(openchosen(chosen, refusal)) << refusal;
+    DISKINFO other = chosen;
+    other.identity.bytespersector = GetParam() == 512 ? 4096 : 512;
+    EXPECT_FALSE(openchosen(other, refusal));
+    EXPECT_NE(refusal.find("Its sector length in bytes is"), std::string::npos) << refusal;
+    disk.reset();
+    EXPECT_FALSE(openchosen(chosen, refusal));
+    // other tests take devices too
+    std::vector<std::unique_ptr<LoopDisk>> twins;
+    do
+        twins.push_back(std::make_unique<LoopDisk>(options));
+    while (twins.back()->node != chosen.devicepath && twins.size() < 8);
+    if (twins.back()->node != chosen.devicepath)
+        GTEST_SKIP() << "the device was taken by something else";
+    EXPECT_FALSE(openchosen(chosen, refusal));
+    EXPECT_NE(refusal.find("The disk was removed"), std::string::npos) << refusal;
+    EXPECT_EQ(twins.back()->medium(0, 16 << 20), std::string(16 << 20, '\0'));
 }

@@ -64,6 +64,47 @@ TEST_F(Wizard, AsksForADisk)
     EXPECT_FALSE(bench.wizard->windowIcon().pixmap(48).isNull());
 }
 
+// The row says which disk it is and what it holds; what could not be read is not empty.
+TEST_F(Wizard, RowsTellWhatTheDisksHold)
+{
+    platform::DiskDescription description;
+    description.serial = "s-1";
+    description.bus = "USB";
+    description.model = "<b>M";
+    platform::DiskContents contents;
+    contents.table = "dos";
+    contents.volumes = {{1, 0, 5'000'000'000, "ext4", "my\ndata", true},
+                        {5, 0, 100'000'000, "", "", true},
+                        {6, 0, 0, "", "", false}};
+    for (int i = 0; i < 4; ++i)
+        bench.adddisk(4)->sectorsize = 512;
+    bench.backend.disks[0]->description = description;
+    bench.backend.disks[0]->contents = contents;
+    bench.backend.disks[1]->contents.emplace();
+    bench.backend.disks[1]->inuse = "mounted at /x";
+    bench.backend.disks[2]->contents =
+        platform::DiskContents{"", {{0, 0, 102'400, "xfs", "", true}}};
+    bench.open();
+    const char *const rows[] = {
+        "sim0, USB, <b>M\nSerial number: S1\n102400 bytes, sectors of 512 bytes\n"
+        "Partition table: dos\n1: 5.0 GB, ext4, \"my?data\"\n5: 0.1 GB, no known file system\n"
+        "6: 0.0 GB, could not be read",
+        "sim1\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nRefused, in use: "
+        "mounted at /x\nIt holds no partition table and no known file system.",
+        "sim2\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nWithout a partition "
+        "table:\n0.0 GB, xfs",
+        "sim3\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nWhat it holds can not "
+        "be told here."};
+    for (int i = 0; i < 4; ++i) {
+        const QAbstractButton *row = bench.selectpage()->diskgroup->button(i);
+        WizardBench::wait([row] { return !row->accessibleDescription().contains("being read"); });
+        EXPECT_EQ(row->accessibleDescription(), rows[i]);
+        EXPECT_EQ(row->toolTip().contains("&lt;b&gt;M"), i == 0);
+    }
+    bench.click(next, skip);
+    EXPECT_TRUE(bench.planner()->toolTip().contains("Serial number: S1"));
+}
+
 TEST_F(Wizard, HostileNamesStayPlainText)
 {
     const auto disk = bench.adddisk(4, 2, 16);
