@@ -1,0 +1,34 @@
+#pragma once
+
+#include "core/diskidentity.h"
+#include "core/geom.h"
+#include "core/surface.h"
+
+#include <QByteArray>
+#include <QDateTime>
+#include <QString>
+
+#include <optional>
+#include <vector>
+
+/// What is to be reported of a scan.
+struct ScanReport {
+    DiskIdentity disk;
+    geom geometry;
+    std::vector<SurfaceCell> cells; ///< of the whole plan
+    QDateTime date;                 ///< of the result
+    std::optional<bool> writetest;  ///< by writing, else by reading; nothing: not known
+    std::optional<int> slowlimit;   ///< milliseconds from which a segment counts as bad
+    QString verdict;                ///< empty: none yet
+
+    /// Length of the disk in bytes, as far as it is known.
+    [[nodiscard]] std::uint64_t diskbytes() const
+    {
+        return disk.bytes ? disk.bytes : geometry.totalbytes;
+    }
+};
+
+/// The report as text, in lines that end with LF.
+QString textreport(const ScanReport &report);
+/// The same as JSON, with each segment and exact numbers.
+QByteArray jsonreport(const ScanReport &report);
