@@ -1,0 +1,188 @@
+#include "scan/badblocks.h"
+#include "scan/mapfile.h"
+#include "scan/scan.h"
+#include "scan/verdict.h"
+#include "tests/support/loopdisk.h"
+
+#include <QProcess>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+namespace
+{
+
+// Ten segments of one cylinder, 3 x 512 bytes each, and 512 bytes behind the last one.
+MapTarget smalldisk()
+{
+    const geom geometry = withfactors({.totalbytes = 31 * 512}, 512, 3, 1);
+    return {geometry, makeplan(geometry), 31 * 512};
+}
+
+// A cell for each letter: '?' not tested, '.' good, 's' slow, 'B' bad, 'm' margin.
+std::vector<SurfaceCell> cellsof(const char *letters)
+{
+    std::vector<SurfaceCell> cells;
+    for (std::uint64_t i = 0; letters[i] != 0; ++i)
+        cells.push_back({i, i, SurfaceCell::State(std::strchr("?.sBm", letters[i]) - "?.sBm" + 0)});
+    return cells;
+}
+
+// The marks that a map leaves on the plan, or why it is refused. A block size of 0: a mapfile.
+std::string read(const MapTarget &disk, std::uint32_t blocksize, const std::string &text)
+{
+    MapfileReader mapfile(disk);
+    BadBlocksReader list(disk, std::max(blocksize, 1U));
+    MapReader &reader = blocksize == 0 ? static_cast<MapReader &>(mapfile) : list;
+    for (std::size_t i = 0; i < text.size(); i += 7) // by pieces, as a file comes
+        reader.feed(std::string_view(text).substr(i, 7));
+    std::string marks = reader.finish();
+    for (std::size_t i = 0; reader.finish().empty() && i < reader.plan().size(); ++i)
+        marks += reader.plan()[i].isbad ? 'B' : '.';
+    return marks;
+}
+
+// What a command prints; nothing if there are no such tools.
+std::string run(const std::string &command, const std::string &input = {})
+{
+    QProcess process;
+    process.start("sh", {"-c", QString::fromStdString("PATH=$PATH:/usr/sbin:/sbin; " + command)});
+    process.write(input.c_str());
+    process.closeWriteChannel();
+    EXPECT_TRUE(process.waitForFinished());
+    return process.readAllStandardOutput().toStdString();
+}
+
+} // namespace
+
+TEST(TakeAlong, ReadsWhatOtherToolsWriteAndRefusesTheRest)
+{
+    const std::string head = "# by hand\n0x0 + 1\n";
+    const struct {
+        std::uint32_t blocksize;
+        std::string text;
+        const char *expected; ///< all of the marks, or words of the refusal
+    } cases[] = {
+        // Hexadecimal, decimal and octal; comments; CR LF; no pass; no end of the last line.
+        {0, head + "0 0x600 +\n0x600 01000 -\n2048 13824 +", ".B........"},
+        {0, "0\t?\r\n\r\n# c\r\n0 1535 + # -\r\n1535 2 /\r\n1537 14335 *", "BBBBBBBBBB"},
+        {0, head + "0 15359 +\n15359 1 -\n15360 0 -\n15360 512 ?\n", ".........B"},
+        {0, head + "0 15360 +\n15360 512 -\n", ".........."},
+        {0, head + "0 1536 +\n1536 3072 ?\n4608 11264 +\n", "not finished: 0.000 GB (3072 bytes)"},
+        {0, head + "512 15360 +\n", "not finished: 0.000 GB (512 bytes)"},
+        {0, head + "0 15000 +\n", "of a disk with 15000 bytes; this disk has 15872 bytes."},
+        {0, head + "0 15873 +\n", "Line 3: the block ends at byte 15873, behind the end"},
+        {0, head + "0 512 +\n256 512 +\n", "Line 4: the block does not begin where"},
+        {0, head + "0 0x10000000000000000 +\n", "Line 3: \"0x10000000000000000\" is not"},
+        {0, head + "1 0xFFFFFFFFFFFFFFFF +\n", "Line 3: \"0xFFFFFFFFFFFFFFFF\" is not"},
+        {0, head + "0 15872 x\n", "Line 3: \"x\" is not a block's status."},
+        {0, head + "0 09 +\n", "Line 3: \"09\" is not a length"},
+        {0, head, "There is no block in the mapfile."},
+        {0, "0 15872 +\n", "Line 1: a mapfile begins with"},
+        {0, "\n" + std::string(300, '\1'), "Line 2: it is too long for a map."},
+        {512, "3\n", ".B........"},
+        {1024, "# c\r\n\r\n 1 \r\n", "BB........"},
+        {4096, "3", "........BB"},
+        {512, "29\n30\n0\n0", "B........B"},
+        {512, "3\n31\n", "Line 2: block 31 lies behind the end of this disk, which has 31 blocks"},
+        {512, "18446744073709551616\n", "Line 1: a list of bad blocks has one number"},
+        {512, "3 4\n", "on each line, not \"4\"."},
+        {512, "\n#\n", "There is no block in the list."}};
+    for (const auto &[blocksize, text, expected] : cases) {
+        const std::string found = read(smalldisk(), blocksize, text);
+        EXPECT_NE(found.find(expected), std::string::npos) << text << found;
+    }
+    EXPECT_TRUE(islistofnumbers("# c\n 12\nx y") == true && islistofnumbers("0 +") == false &&
+                !islistofnumbers("#\n\n"));
+}
+
+TEST(TakeAlong, WritesWhatOtherToolsRead)
+{
+    const auto [geometry, plan, bytes] = smalldisk();
+    std::string map = encodemapfile(cellsof("smBBm....B"), geometry, bytes, "a\nb 1 + 3");
+    EXPECT_EQ(read(smalldisk(), 0, map), "..BB.....B");
+    map = encodemapfile(cellsof("smBBm..?.B"), geometry, bytes, "a");
+    EXPECT_NE(read(smalldisk(), 0, map).find("(1536 bytes)"), std::string::npos);
+    const std::string told = run("ddrescuelog -t -", map);
+    for (const char *line :
+         {"non-tried:     2048 B,  in      2", "bad-sector:     4608 B,  in      2"})
+        EXPECT_TRUE(told.empty() || told.find(line) != std::string::npos) << told;
+    const auto bad = bytesof(cellsof("smBBm..?.B"), geometry, {SurfaceCell::State::bad});
+    for (const auto &[blocksize, expected] : {std::pair{512U, "6\n7\n8\n9\n10\n11\n27\n28\n29\n"},
+                                              {1024U, "3\n4\n5\n13\n14\n"},
+                                              {4096U, "0\n1\n3\n"}}) {
+        std::string text;
+        writebadblocks(bad, blocksize, [&text](auto piece) { return !(text += piece).empty(); });
+        EXPECT_EQ(text, expected);
+        EXPECT_EQ(badblockssize(bad, blocksize).bytes, text.size());
+    }
+    EXPECT_EQ(badblockssize({{512ULL * 7, 512 * 123456789012}}, 512).bytes, 1493827146032U);
+}
+
+// A real disk with damage, by this program and by the others.
+TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
+{
+    std::string why = "needs ddrescue";
+    if (run("command -v ddrescue").empty() || !LoopDisk::available(why))
+        GTEST_SKIP() << why;
+    const std::vector<LoopDisk::Range> damage = {{1500, 1520}, {10600, 10600}, {15700, 15700}};
+    const LoopDisk disk({.bytes = 10'000'000, .badread = damage});
+    ASSERT_FALSE(disk.node.empty()) << disk.error;
+    Scan scan;
+    DISKINFO info;
+    disk.node.copy(info.devicepath, sizeof info.devicepath - 1);
+    scan.choose(info);
+    EXPECT_EQ(scan.holddisk(), "");
+    scan.readgeometry();
+    scan.settle(withfactors(scan.diskgeom, 512, 63, 16));
+    std::string marks;
+    for (int i = 0; i < scan.segnum; ++i)
+        marks += scan.testsegment(scan.diskhandle, i, readrange) == Reading::bad ? 'B' : '.';
+    scan.releasedisk();
+    EXPECT_EQ(std::count(marks.begin(), marks.end(), 'B'), 3);
+    const MapTarget target{scan.diskgeom, {scan.segs, scan.segs + scan.segnum}, 10'000'000};
+    const std::string rescued = run("ddrescue -qfd " + disk.node + " /dev/null m && cat m");
+    EXPECT_EQ(read(target, 0, rescued), marks);
+    for (const std::uint32_t size : {512, 1024, 4096})
+        EXPECT_EQ(read(target, size, run("badblocks -b" + std::to_string(size) + " " + disk.node)),
+                  marks);
+}
+
+TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
+{
+    // Twenty segments of 1 GB; former marks of as many, or else of cylinders with 2 GB.
+    const struct {
+        const char *now, *former, *expected;
+    } cases[] = {
+        {"B?..................", "", ""},
+        {"...................s", "",
+         "0 segments bad and 1 slow. Nothing of the disk is lost to damage."},
+        {"mBm.................", "",
+         "1 segment bad and 0 slow. 1.0 GB of the disk are lost to damage, 2.0 GB to the margin."},
+        {"mBm.................", "....................",
+         " 1 bad segment more than on 2026-11-01. Do not use this disk: its damage has grown by "
+         "more than half."},
+        {"mBm.................", "BBB.................",
+         " No more bad segments than on 2026-11-01."},
+        {"B...................", ".BB.................",
+         " 1 bad segment fewer than on 2026-11-01."},
+        {"B.B.................", "BB..................",
+         " No more bad segments than on 2026-11-01. Do not use this disk: a tenth of it or more is "
+         "bad."},
+        {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."},
+        {"BBBB................", ".B",
+         " 2.0 GB of damage more than on 2026-11-01. Do not use this disk: a tenth of it or more "
+         "is bad."},
+    };
+    for (const auto &[now, former, expected] : cases) {
+        FormerResult before{{.bytespercyl = 2'000'000'000}, {}, {2026, 11, 1}};
+        for (std::uint64_t i = 0; former[i] != 0; ++i)
+            before.segs.push_back({i, i, former[i] == 'B'});
+        if (before.segs.size() == 20)
+            before.geometry.bytespercyl /= 2;
+        const std::string found =
+            verdict(cellsof(now), {.bytespercyl = 1'000'000'000}, before).toStdString();
+        EXPECT_TRUE(*expected ? found.ends_with(expected) : found.empty()) << found;
+    }
+}
