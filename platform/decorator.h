@@ -24,6 +24,11 @@ public:
         inner->watchby(watcher, false);
         Device::watchby(std::move(watcher), counts);
     }
+    void timeby(std::shared_ptr<TransferTimes> newtimes) override
+    {
+        inner->timeby(newtimes);
+        Device::timeby(std::move(newtimes));
+    }
 
 protected:
     /// Makes one request, or a flush, by `call`, which forwards it to the inner device. `name` is

@@ -24,6 +24,8 @@
 namespace platform
 {
 
+class TransferTimes;
+
 /// A drive's own geometry, as the system reports it (the fields of `DISK_GEOMETRY`).
 struct DriveGeometry {
     std::uint64_t cylinders = 0;
@@ -144,6 +146,13 @@ public:
         counted = counts;
     }
 
+    /// Has the reads from now on timed there, range by range; null: no more. No read that a
+    /// decorator makes by itself then crosses the end of a range. The first read of a handle, which
+    /// may wait for the disk to spin up, is left out.
+    virtual void timeby(std::shared_ptr<TransferTimes> newtimes) { timed = std::move(newtimes); }
+    /// What `timeby` was given; null if nothing.
+    [[nodiscard]] const std::shared_ptr<TransferTimes> &times() const { return timed; }
+
 protected:
     virtual Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) = 0;
     virtual Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) = 0;
@@ -202,6 +211,7 @@ private:
     std::vector<char> scratch; ///< for `doverify`
     std::string tracepath;     ///< empty: not traced
     std::shared_ptr<Monitor> monitor;
+    std::shared_ptr<TransferTimes> timed;
     bool counted = false; ///< whether the monitor counts this device's transfers
 };
 

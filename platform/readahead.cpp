@@ -1,5 +1,7 @@
 #include "platform/readahead.h"
 
+#include "platform/timing.h"
+
 #include <algorithm>
 #include <cstring>
 #include <system_error>
@@ -51,9 +53,19 @@ void ReadAhead::drop()
     fetched = 0;
 }
 
+void ReadAhead::timeby(std::shared_ptr<TransferTimes> newtimes)
+{
+    drop(); // the thread asks them for the ends of ranges
+    Decorator::timeby(std::move(newtimes));
+}
+
 std::size_t ReadAhead::lengthfrom(std::uint64_t offset) const
 {
-    const std::uint64_t end = std::min((offset / length + 1) * length, devicebytes);
+    constexpr std::size_t parts = 32;
+    const std::size_t grid = times() ? length / parts : length;
+    std::uint64_t end = std::min((offset + length) / grid * grid, devicebytes);
+    if (times())
+        end = std::min(end, times()->endof(offset));
     const bool hasfailed = offset >= failedstart && offset < failedend;
     return end <= offset || hasfailed ? 0 : static_cast<std::size_t>(end - offset);
 }
@@ -73,7 +85,8 @@ bool ReadAhead::fetch(std::uint64_t offset, std::size_t bytes)
     }
     const bool delivered = blockbytes > 0;
     const std::size_t wanted = buffer ? lengthfrom(offset) : 0;
-    if (wanted <= bytes) {
+    // one that is no longer than the read is worth it only if the thread has it
+    if (wanted < bytes || (wanted == bytes && !delivered)) {
         drop();
         return false;
     }

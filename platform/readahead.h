@@ -14,7 +14,9 @@ namespace platform
 
 /// Serves small sequential reads from large blocks.
 ///
-/// A block ends at a multiple of its length, so that most blocks are aligned. Fetched bytes are
+/// A block ends at a multiple of its length, so that most blocks are aligned. Where reads are timed
+/// (`timeby`) a block also ends where a range does, so that its time is that of one range; the
+/// blocks behind are then whole again, and aligned to less than their length. Fetched bytes are
 /// delivered once and in order; a read at any other offset, or a write, discards them. A block that
 /// fails or is short is discarded as a whole; the caller's read is then made exactly as requested,
 /// and so are all others inside that block. A damaged place thus costs at most one more failed
@@ -34,6 +36,7 @@ public:
     ~ReadAhead() override;
 
     void traceas(std::string path) override { inner->traceas(std::move(path)); }
+    void timeby(std::shared_ptr<TransferTimes> newtimes) override;
 
 protected:
     Status request(const char *name, const std::function<Status()> &call) override;

@@ -1,6 +1,7 @@
 #include "platform/writegather.h"
 
 #include "platform/readahead.h"
+#include "platform/timing.h"
 
 #include <algorithm>
 #include <cstring>
@@ -102,7 +103,8 @@ Status WriteGather::dogatherwrites(Gathering step)
 
 std::unique_ptr<Device> inlargeblocks(std::unique_ptr<Device> device)
 {
-    return std::make_unique<WriteGather>(std::make_unique<ReadAhead>(std::move(device)));
+    return std::make_unique<WriteGather>(
+        std::make_unique<ReadAhead>(std::make_unique<Timing>(std::move(device))));
 }
 
 } // namespace platform

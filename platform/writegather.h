@@ -46,7 +46,7 @@ private:
     std::size_t piece = 0;   ///< length in bytes of the caller's write that began the block
 };
 
-/// A native disk as it is used: reads ahead, and gathers writes.
+/// A native disk as it is used: times its reads, reads ahead, and gathers writes.
 std::unique_ptr<Device> inlargeblocks(std::unique_ptr<Device> device);
 
 } // namespace platform

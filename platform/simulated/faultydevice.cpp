@@ -41,6 +41,14 @@ FaultyDevice::FaultyDevice(std::unique_ptr<Device> decorated, std::shared_ptr<Fa
 {
 }
 
+void FaultyDevice::wait(std::chrono::milliseconds time)
+{
+    if (plan->clock)
+        *plan->clock += time;
+    else
+        std::this_thread::sleep_for(time);
+}
+
 Status FaultyDevice::count()
 {
     if (plan->vanishafter == 0U)
@@ -52,7 +60,7 @@ Status FaultyDevice::count()
 
 Status FaultyDevice::count(std::uint64_t offset)
 {
-    std::this_thread::sleep_for(plan->delay);
+    wait(plan->delay);
     const Status status = count();
     if (status.ok() && plan->unreachable.contains(offset / plan->bytespersector))
         return {Fault::position, 0};
@@ -64,9 +72,13 @@ Transfer FaultyDevice::doread(std::uint64_t offset, void *buffer, std::size_t by
     if (const Status status = count(offset); !status.ok())
         return {status, 0};
     const std::size_t sector = plan->bytespersector;
+    for (const FaultPlan::Slow &slow : plan->slow) {
+        if (offset / sector <= slow.last && offset + bytes > slow.first * sector)
+            wait(slow.time);
+    }
     const std::size_t allowed = limited(plan->shortreads, offset / sector, bytes);
     if (touches(plan->unreadable, offset, allowed, plan->bytespersector)) {
-        std::this_thread::sleep_for(plan->faildelay);
+        wait(plan->faildelay);
         return {{Fault::medium, 0}, 0};
     }
     if (allowed == bytes)
@@ -87,7 +99,7 @@ Transfer FaultyDevice::dowrite(std::uint64_t offset, const void *buffer, std::si
     const std::size_t sector = plan->bytespersector;
     const std::size_t allowed = limited(plan->shortwrites, offset / sector, bytes);
     if (touches(plan->unwritable, offset, allowed, plan->bytespersector)) {
-        std::this_thread::sleep_for(plan->faildelay);
+        wait(plan->faildelay);
         return {{Fault::medium, 0}, 0};
     }
     // A write that ends inside a sector stores only the whole sectors.

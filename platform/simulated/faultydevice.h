@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace platform
 {
@@ -30,6 +31,14 @@ struct FaultPlan {
     /// How long a failing transfer takes, like a drive that retries.
     std::chrono::milliseconds faildelay{0};
     std::chrono::milliseconds delay{0}; ///< how long every transfer takes before that
+    /// Sectors, both ends inclusive, where the disk is slow.
+    struct Slow {
+        std::uint64_t first = 0, last = 0;
+        std::chrono::milliseconds time{0}; ///< what each read that touches them takes longer
+    };
+    std::vector<Slow> slow;
+    /// A simulated clock: what takes time moves it on and does not wait. Not set: it waits.
+    std::optional<std::chrono::nanoseconds> clock;
 };
 
 /// Adds the faults of a plan to a device.
@@ -44,6 +53,7 @@ protected:
     Status request(const char *name, const std::function<Status()> &call) override;
 
 private:
+    void wait(std::chrono::milliseconds time);
     /// Counts an operation; fails if the disk is gone.
     Status count();
     /// The same for a transfer; fails also if its offset can't be reached.

@@ -1,5 +1,7 @@
 #include "platform/simulated/simulated.h"
 
+#include "platform/timing.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -179,7 +181,12 @@ std::unique_ptr<Device> SimulatedBackend::open(const std::string &path, Access a
         disk->faults->bytespersector = disk->bytespersector;
         device = std::make_unique<FaultyDevice>(std::move(device), disk->faults);
     }
-    return disk->wrap ? disk->wrap(std::move(device)) : std::move(device);
+    if (disk->wrap)
+        device = disk->wrap(std::move(device));
+    Timing::Clock clock;
+    if (disk->faults != nullptr && disk->faults->clock)
+        clock = [faults = disk->faults] { return *faults->clock; };
+    return std::make_unique<Timing>(std::move(device), clock);
 }
 
 Status SimulatedBackend::inuse(const std::string &path, std::string &reason, bool &claimable)

@@ -53,7 +53,8 @@ struct SimulatedDisk {
 
     std::shared_ptr<SectorStore> store = memorystore();
     std::shared_ptr<FaultPlan> faults = std::make_shared<FaultPlan>();
-    /// Wraps each opened device, outside the faults; not set: no wrapper.
+    /// Wraps each opened device, outside the faults and inside the timing of its reads; not set: no
+    /// wrapper.
     std::function<std::unique_ptr<Device>(std::unique_ptr<Device>)> wrap;
 };
 

@@ -1,5 +1,7 @@
 #include "platform/readahead.h"
 
+#include "platform/timing.h"
+
 #include "tests/support/recording.h"
 
 #include <gtest/gtest.h>
@@ -208,6 +210,45 @@ TEST_F(ReadAheadTest, DamageCostsOneFailedTransferMore)
     for (at = 404; read(at, 10) == 10;)
         at += 10;
     EXPECT_EQ(reads(), (Pairs{{404, 10}, {414, 10}, {424, 24}, {448, 32}, {474, 10}}));
+}
+
+// Ranges of every length against the blocks: each has the time of its own slow sectors, and the
+// disk still gets large reads.
+TEST_F(ReadAheadTest, ASlowPlaceIsTimedInItsOwnRange)
+{
+    disk->faults->clock.emplace();
+    for (std::uint64_t length = 21; length < 100; length += 1) {
+        std::vector<std::uint64_t> ends;
+        for (std::uint64_t end = length; end <= sectors; end += length)
+            ends.push_back(end * 512);
+        const std::size_t count = ends.size();
+        // the last sector of one range, the first of another, the whole of a third
+        disk->faults->slow = {{3 * length - 1, 3 * length - 1, std::chrono::milliseconds(40)},
+                              {5 * length, 5 * length, std::chrono::milliseconds(60)},
+                              {8 * length, 9 * length - 1, std::chrono::milliseconds(10)}};
+        Status status;
+        device = std::make_unique<ReadAhead>(backend.open("disk", Access::read, status), block);
+        const auto times = std::make_shared<TransferTimes>(ends);
+        device->timeby(times);
+        reads();
+        for (std::size_t i = 0; i < count; ++i) {
+            for (std::uint64_t at = 0; at < length; at += 20)
+                read(i * length + at, std::min<std::uint64_t>(20, length - at));
+        }
+        const Pairs made = reads();
+        for (const auto &[first, sectorcount] : made)
+            EXPECT_LE((first + sectorcount) * 512, times->endof(first * 512)) << length;
+        EXPECT_LE(made.size(), 4 + count * ((length + 31) / 32)) << length;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double slowest = times->range(i).slowest;
+            EXPECT_DOUBLE_EQ(slowest, i == 2 ? 0.04 : i == 5 ? 0.06 : i == 8 ? 0.01 : 0) << length;
+        }
+        EXPECT_EQ(times->range(1).bytes, length * 512);
+        // no more than is asked for: a handle that is not timed any more
+        device->timeby(nullptr);
+        read(2 * length, length);
+        EXPECT_EQ(times->range(2).bytes, length * 512);
+    }
 }
 
 // A slow disk that counts concurrent operations.

@@ -2,9 +2,11 @@
 //
 //   quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME]
 //                 [--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS]
+//                 [--slow FIRST-LAST:MILLISECONDS]...
 //
 // Ranges are in sectors of 512 bytes, both ends inclusive. The data is in the sparse file FILE,
-// created if missing, which shows bad sectors as well. Every read and write takes the delay longer.
+// created if missing, which shows bad sectors as well. Every read and write takes the delay longer,
+// and a read that touches slow sectors takes their time besides.
 // Nothing is cached. Truncating the served file changes its size, but not FILE.
 
 #define FUSE_USE_VERSION 31
@@ -29,8 +31,9 @@ namespace
 constexpr std::uint64_t sector = 512;
 
 struct Range {
-    std::uint64_t first; ///< bytes, inclusive
-    std::uint64_t stop;  ///< bytes, exclusive
+    std::uint64_t first;               ///< bytes, inclusive
+    std::uint64_t stop;                ///< bytes, exclusive
+    std::chrono::milliseconds time{0}; ///< of a slow one
 };
 
 struct Served {
@@ -40,14 +43,19 @@ struct Served {
     std::uint64_t size = 0;
     std::vector<Range> badread;
     std::vector<Range> badwrite;
+    std::vector<Range> slow;
     std::chrono::milliseconds delay{0};
 } served;
 
+bool touches(const Range &range, std::uint64_t from, std::uint64_t bytes)
+{
+    return from < range.stop && from + bytes > range.first;
+}
+
 bool touches(const std::vector<Range> &ranges, std::uint64_t from, std::uint64_t bytes)
 {
-    return std::any_of(ranges.begin(), ranges.end(), [&](const Range &range) {
-        return from < range.stop && from + bytes > range.first;
-    });
+    return std::any_of(ranges.begin(), ranges.end(),
+                       [&](const Range &range) { return touches(range, from, bytes); });
 }
 
 int getattr(const char *path, struct stat *info, fuse_file_info *)
@@ -77,6 +85,10 @@ int read(const char *, char *buffer, std::size_t bytes, off_t offset, fuse_file_
     const auto from = static_cast<std::uint64_t>(offset);
     std::this_thread::sleep_for(served.delay);
     bytes = std::min<std::uint64_t>(bytes, served.size > from ? served.size - from : 0);
+    for (const Range &range : served.slow) {
+        if (touches(range, from, bytes))
+            std::this_thread::sleep_for(range.time);
+    }
     if (touches(served.badread, from, bytes))
         return -EIO;
     const ssize_t count = ::pread(served.file, buffer, bytes, offset);
@@ -113,6 +125,17 @@ bool parse(const char *text, std::vector<Range> &ranges)
     return true;
 }
 
+/// Parses "FIRST-LAST:MILLISECONDS".
+bool parseslow(const std::string &text)
+{
+    const std::size_t colon = text.find(':');
+    if (colon == std::string::npos || !parse(text.substr(0, colon).c_str(), served.slow))
+        return false;
+    served.slow.back().time =
+        std::chrono::milliseconds(std::strtoul(text.c_str() + colon + 1, nullptr, 10));
+    return true;
+}
+
 bool parsearguments(int count, char **arguments, std::string &mountpoint)
 {
     for (int i = 1; i < count; ++i) {
@@ -130,7 +153,8 @@ bool parsearguments(int count, char **arguments, std::string &mountpoint)
         } else if (argument == "--name") {
             served.path = std::string("/") + arguments[i];
         } else if (!(argument == "--bad" && parse(arguments[i], served.badread)) &&
-                   !(argument == "--badwrite" && parse(arguments[i], served.badwrite))) {
+                   !(argument == "--badwrite" && parse(arguments[i], served.badwrite)) &&
+                   !(argument == "--slow" && parseslow(arguments[i]))) {
             return false;
         }
     }
@@ -144,7 +168,8 @@ int main(int argc, char **argv)
     std::string mountpoint;
     if (!parsearguments(argc, argv, mountpoint)) {
         std::fputs("usage: quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
-                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS]\n",
+                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS] "
+                   "[--slow FIRST-LAST:MILLISECONDS]...\n",
                    stderr);
         return 2;
     }
