@@ -40,6 +40,7 @@ void DiskPartition::rescan()
             refuse(QString::fromStdString(refusal));
         if (!disk)
             return;
+        scan.timesegments(disk.get());
         const platform::StayAwake awake("Testing a block of a disk for bad sectors");
         JobDialog progress("Re-scan the block...", "Abort", first, last + 1, this);
         job.setdialog(&progress);
@@ -61,12 +62,16 @@ void DiskPartition::rescan()
             };
             QElapsedTimer clock;
             clock.start();
-            reading = job.run([&scan, &disk, i, test = rangetest(scan.testfunc)] {
+            const SegmentTest found = job.run([&scan, &disk, i, test = rangetest(scan.testfunc)] {
                 return scan.testsegment(disk.get(), i, test);
             });
-            if (isdamage(reading))
+            reading = found.reading;
+            const bool damaged = scan.isdamaged(found);
+            if (damaged)
                 failed.push_back(i);
-            speed.add(bytes, static_cast<double>(clock.nsecsElapsed()) / 1e9, isdamage(reading));
+            if (!endswork(reading) && !job.cancelled())
+                scan.keeptimes(i, found);
+            speed.add(bytes, static_cast<double>(clock.nsecsElapsed()) / 1e9, damaged);
             progress.setWindowTitle(QString::fromStdString(speed.text()));
         }
         why = ::refusal(disk.get());

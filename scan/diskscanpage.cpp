@@ -171,8 +171,9 @@ void DiskScanPage::scan()
     showplace(0);
     QElapsedTimer clock;
     clock.start();
-    const Reading reading = job->run(
+    const SegmentTest found = job->run(
         [this, test = rangetest(testfunc)] { return testsegment(diskhandle, curseg, test); });
+    const Reading reading = found.reading;
     // An aborted segment is neither marked nor recorded, however far its test got.
     if (job->cancelled() || endswork(reading) || phase == Phase::closed) {
         const bool cancelled = job->cancelled();
@@ -184,9 +185,9 @@ void DiskScanPage::scan()
             refuse(stoptext(reading, why));
         return;
     }
-    mark(reading);
+    mark(found);
     const bool kept = job->run([this] { return append(); });
-    advance(reading, static_cast<double>(clock.nsecsElapsed()) / 1e9);
+    advance(found, static_cast<double>(clock.nsecsElapsed()) / 1e9);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
     if (job->cancelled()) {
         breakoff();

@@ -1,6 +1,8 @@
 #include "scan/scan.h"
 
 #include "platform/plainfile.h"
+#include "platform/platform.h"
+#include "platform/timing.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -93,6 +95,7 @@ void Scan::setplan(std::vector<SEG> newplan)
     plan = std::move(newplan);
     segs = plan.empty() ? nullptr : plan.data();
     segnum = static_cast<int>(plan.size());
+    known.assign(plan.size(), {});
     curseg = 0;
     lastgood = -1;
     failures.clear();
@@ -188,19 +191,41 @@ QString Scan::begin(const ScanFile *partial)
     curseg = first;
     lastgood = -1;
     failures.clear();
+    for (std::size_t i = first; i < known.size(); ++i)
+        known[i] = {.margin = known[i].margin};
+    running = true;
+    timesegments(diskhandle);
+    times = platform::device(diskhandle).times();
     savefailed = false;
     speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
                       segs[first].start * diskgeom.bytespercyl);
     return {};
 }
 
-Reading Scan::testsegment(void *handle, int index, RangeTest test) const
+SegmentTest Scan::testsegment(void *handle, int index, RangeTest test) const
 {
     const SEG &seg = segs[index];
-    const Reading reading =
-        test(handle, seg.firstsector(diskgeom.sectorspercyl),
-             seg.lastsector(diskgeom.sectorspercyl), static_cast<int>(diskgeom.bytespersector));
-    return reading == Reading::bad && !answers(handle, index) ? Reading::gone : reading;
+    SegmentTest found{.reading = test(handle, seg.firstsector(diskgeom.sectorspercyl),
+                                      seg.lastsector(diskgeom.sectorspercyl),
+                                      static_cast<int>(diskgeom.bytespersector))};
+    platform::Device &disk = platform::device(handle);
+    const std::shared_ptr<platform::TransferTimes> measured = disk.times();
+    if (measured) {
+        const platform::TransferTimes::Range range = measured->range(index);
+        if (range.slowest >= 0)
+            found.slowest = range.slowest * 1000;
+        // a test that ended early says little of the speed
+        if (range.seconds > 0 && found.reading == Reading::good)
+            found.speed = static_cast<double>(range.bytes) / range.seconds / 1e6;
+    }
+    if (found.reading != Reading::bad)
+        return found;
+    // a read right behind a failure waits for the drive, which tells nothing of its own segment
+    disk.timeby(nullptr);
+    if (!answers(handle, index))
+        found.reading = Reading::gone;
+    disk.timeby(measured);
+    return found;
 }
 
 bool Scan::answers(void *handle, int failed) const
@@ -221,23 +246,28 @@ bool Scan::answers(void *handle, int failed) const
     return false;
 }
 
-void Scan::mark(Reading reading)
+void Scan::mark(const SegmentTest &test)
 {
-    if (!isdamage(reading)) {
+    keeptimes(curseg, test);
+    if (!isdamaged(test)) {
         lastgood = curseg;
         failures.clear();
         return;
     }
-    failures.emplace_back(curseg, segs[curseg].isbad);
+    if (isdamage(test.reading) || !failures.empty())
+        failures.emplace_back(curseg, segs[curseg].isbad);
     segs[curseg].isbad = 1;
+    known[curseg].margin = false;
 }
 
 void Scan::takeback()
 {
     if (failures.empty())
         return;
-    for (const auto &[index, isbad] : failures)
+    for (const auto &[index, isbad] : failures) {
         segs[index].isbad = isbad;
+        known[index] = {};
+    }
     curseg = failures.front().first;
     failures.clear();
     if (!savefailed && !writer.cut(curseg))
@@ -258,14 +288,15 @@ bool Scan::append()
     return false;
 }
 
-void Scan::advance(Reading reading, double seconds)
+void Scan::advance(const SegmentTest &test, double seconds)
 {
     const SEG &seg = segs[curseg++];
-    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl, seconds, isdamage(reading));
+    speed.add((seg.stop - seg.start + 1) * diskgeom.bytespercyl, seconds, isdamaged(test));
 }
 
 void Scan::endrun()
 {
+    running = false;
     writer.close();
     datafile = nullptr;
     releasedisk();
@@ -288,7 +319,7 @@ bool Scan::hascompleteearlier() const
 
 Scan::Result Scan::result() const
 {
-    return {diskgeom, plan, intsegs};
+    return {diskgeom, plan, intsegs, known};
 }
 
 void Scan::restoreresult(const Result &result)
@@ -296,6 +327,7 @@ void Scan::restoreresult(const Result &result)
     diskgeom = g = result.geometry;
     setplan(result.plan);
     intsegs = result.intsegs;
+    known = result.known;
 }
 
 std::vector<SEG> Scan::merged() const
@@ -309,6 +341,7 @@ void Scan::skip()
 {
     for (SEG &seg : plan)
         seg.isbad = 0;
+    known.assign(plan.size(), {});
     intsegs = merged();
 }
 
@@ -394,6 +427,10 @@ void Scan::takeprevious(const ScanFile &previous)
     } else if (previous.state != ScanFileState::unreadable) {
         diskgeom = g = previous.geometry;
         setplan(previous.segs);
+        const bool whole = previous.state == ScanFileState::complete;
+        const int tested = whole ? segnum : previous.records;
+        for (int i = 0; i < tested; ++i)
+            known[i].tested = true;
     }
 }
 
@@ -423,6 +460,6 @@ void Scan::markretested(const std::vector<int> &failed, int first, int last)
 {
     for (const int index : failed)
         segs[index].isbad = 1;
-    addprotect(segs + first, last - first + 1);
+    widen(first, last - first + 1);
     intsegs = merged();
 }

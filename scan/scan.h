@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/diskhandle.h"
+#include "core/surface.h"
 #include "core/tlcore.h"
 #include "scan/consolidation.h"
 #include "scan/scanfile.h"
@@ -11,8 +12,21 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <utility>
 #include <vector>
+
+namespace platform
+{
+class TransferTimes;
+}
+
+/// What a test of one segment found.
+struct SegmentTest {
+    Reading reading = Reading::good;
+    double slowest = -1; ///< milliseconds of its slowest block read; negative: not measured
+    double speed = -1;   ///< MB/s, of 10^6 bytes, of its reads; negative: not measured
+};
 
 /// The scan of one disk: its geometry, the raw plan with its marks, the run with its position and
 /// its file, and the outcome. It shows nothing.
@@ -60,16 +74,23 @@ public:
     /// Disk: starts a run at segment 0 with an empty scan file, or behind the records of a partial
     /// one.
     [[nodiscard]] QString begin(const ScanFile *partial = nullptr);
+    /// Has the reads of a handle timed by the segments of the plan, for `testsegment`. `begin` does
+    /// it for `diskhandle`.
+    void timesegments(void *handle) const;
     /// Disk: tests the raw segment `index`. Changes nothing. A disk that fails the test, and then
     /// also where it was good before, is gone: a bridge that has locked up fails every read.
-    [[nodiscard]] Reading testsegment(void *handle, int index, RangeTest test) const;
-    /// Marks segment `curseg` if it was found damaged.
-    void mark(Reading reading);
+    [[nodiscard]] SegmentTest testsegment(void *handle, int index, RangeTest test) const;
+    /// Whether a segment is to be marked: it failed, or it was slow and `slowisbad`.
+    [[nodiscard]] bool isdamaged(const SegmentTest &test) const;
+    /// Marks segment `curseg` if it was found damaged, and keeps its times. A slow one is neither a
+    /// failure that `takeback` may take for that of a disk that is gone, nor a sign that it is
+    /// there.
+    void mark(const SegmentTest &test);
     /// Disk: appends the record of segment `curseg`, unless the file was given up. False if it
     /// can't hold the record and is given up now.
     [[nodiscard]] bool append();
     /// Moves on from segment `curseg`, whose test and record took `seconds`.
-    void advance(Reading reading, double seconds);
+    void advance(const SegmentTest &test, double seconds);
     /// Disk: takes back the failures in a row up to `curseg`, in memory and in the file: those of a
     /// disk that turned out to be gone.
     void takeback();
@@ -79,11 +100,17 @@ public:
     /// run has recorded nothing.
     void findafterrun();
     /// Widens the marks of a complete run by the margin.
-    void protect() { addprotect(segs, segnum); }
+    void protect() { widen(0, segnum); }
     /// The raw marks, merged into a list.
     [[nodiscard]] std::vector<SEG> merged() const;
     /// Makes the whole plan good, as if it had been scanned without a failure.
     void skip();
+
+    /// What is known of each segment, in the order of the plan. It stays until the next run, or
+    /// another disk or result, and says what the marks say: a slow segment that was marked is bad.
+    [[nodiscard]] std::vector<SurfaceCell> surface() const;
+    /// Number of reads of this run that delivered something; may be asked while one is under way.
+    [[nodiscard]] std::uint64_t goodreads() const;
 
     /// Disk: reads sectors `first` to `last`, inclusive, one by one on a handle of its own.
     [[nodiscard]] Reading readsectors(std::uint64_t first, std::uint64_t last) const;
@@ -114,10 +141,18 @@ public:
     [[nodiscard]] bool hascompleteearlier() const;
     void recallearlier() { recallresult(filename, true); }
 
+    /// What is known of a segment beside its mark.
+    struct Known {
+        bool tested = false;
+        bool margin = false; ///< its mark, if it has one, is that of a neighbour
+        double slowest = -1; ///< as in `SurfaceCell`
+        double speed = -1;   ///< the same
+    };
     /// What `takeprevious` and the checks behind it change, so that a refusal can undo it.
     struct Result {
         geom geometry;
         std::vector<SEG> plan, intsegs;
+        std::vector<Known> known;
     };
     [[nodiscard]] Result result() const;
     void restoreresult(const Result &result);
@@ -127,6 +162,8 @@ public:
     /// First and last index of the raw segments that touch cylinders `start` to `stop`, both
     /// inclusive. None: the first is above the last.
     [[nodiscard]] std::pair<int, int> segmentsunder(std::uint64_t start, std::uint64_t stop) const;
+    /// Keeps the times of segment `index`, which was tested anew.
+    void keeptimes(int index, const SegmentTest &test);
     /// Marks the raw segments `failed` and their margin within `first` to `last`, both inclusive,
     /// and rebuilds `intsegs`.
     void markretested(const std::vector<int> &failed, int first, int last);
@@ -139,6 +176,8 @@ public:
     void *diskhandle = invaliddisk; ///< open while `holddisk` holds it
     std::FILE *datafile = nullptr;  ///< scan file during a run
     TestFunction testfunc = read_test;
+    double slowlimit = 500;  ///< milliseconds; a segment with a block read of that time is slow
+    bool slowisbad = false;  ///< whether a slow segment is marked as if a read had failed
     char filename[512] = {}; ///< name of the scan file, in the current directory
     int prevsource = 0;      ///< earlier result: 0 none, 1 the scan file, 2 the record on the disk
     ScanSpeed speed;         ///< figures of the run
@@ -148,6 +187,8 @@ private:
     /// Disk: whether the disk still delivers a sector outside the segment `failed`.
     [[nodiscard]] bool answers(void *handle, int failed) const;
     void setplan(std::vector<SEG> plan);
+    /// Widens the marks by the margin, within `count` segments from `first` on.
+    void widen(int first, int count);
     void setfilename(const std::string &name);
     [[nodiscard]] bool filepresent() const;
     /// Whether the scan file's disk has another serial number than the chosen one.
@@ -157,8 +198,12 @@ private:
     DISKINFO chosen;
     QString openrefusal; ///< why `holddisk` failed last
     int lastgood = -1;   ///< last segment that passed a test of this plan
-    std::vector<std::pair<int, std::int32_t>> failures; ///< in a row up to `curseg`; marks before
-    std::vector<SEG> plan;                              ///< what `segs` points to
-    DiskHandle held;                                    ///< what `diskhandle` stands for
-    ScanFileWriter writer;                              ///< what `datafile` belongs to
+    /// Since the last good segment: those that failed, and slow ones behind them; marks before.
+    std::vector<std::pair<int, std::int32_t>> failures;
+    std::vector<SEG> plan;                          ///< what `segs` points to
+    std::vector<Known> known;                       ///< beside `plan`
+    bool running = false;                           ///< from `begin` to `endrun`
+    DiskHandle held;                                ///< what `diskhandle` stands for
+    ScanFileWriter writer;                          ///< what `datafile` belongs to
+    std::shared_ptr<platform::TransferTimes> times; ///< of the last run
 };

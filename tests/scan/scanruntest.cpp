@@ -105,6 +105,17 @@ protected:
                 states[static_cast<int>(file.state)] + (file.ragged ? "?" : "");
         return memory == stored ? text : text + " " + memory;
     }
+    /// The state of each cell: untested, good, slow, bad, margin, in work; `times` in milliseconds.
+    std::string surface(std::string *times = nullptr)
+    {
+        std::string states;
+        for (const SurfaceCell &cell : page()->surface()) {
+            states += "?.sBmw"[static_cast<int>(cell.state)];
+            if (times)
+                *times += std::to_string(static_cast<int>(cell.slowest)) + " ";
+        }
+        return states;
+    }
     bool onplanner() { return bench.current() == bench.wizard->partitionpageid; }
     DiskScanPage *page() { return bench.scanpage(); }
 
@@ -487,4 +498,79 @@ TEST_F(ScanRun, OnlyWhatWasReadFromThisDiskCounts)
     EXPECT_TRUE(QFile::exists("disk0.previous"));
     EXPECT_EQ(after("bnpw"), "EARLIER SAVED planner ..........");
     EXPECT_FALSE(QFile::exists("disk0.previous"));
+}
+
+// Segment 2 fails, 5 is slow at its end, 7 a little slow; the neighbours are not.
+TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
+{
+    const auto disk = bench.adddisk(12);
+    const auto slow = [](std::uint64_t first, std::uint64_t last, int time) {
+        return platform::FaultPlan::Slow{first, last, std::chrono::milliseconds(time)};
+    };
+    disk->faults->clock.emplace();
+    disk->faults->faildelay = std::chrono::milliseconds(3000);
+    disk->faults->unreadable.add(2 * 50 + 30);
+    disk->faults->slow = {slow(299, 299, 500), slow(350, 399, 120)};
+    const struct {
+        bool marks;
+        int limit;
+        const char *outcome, *surface;
+    } cases[] = {{false, 500, "..B......... .BBB........", ".mBm.s......"},
+                 {false, 120, "..B......... .BBB........", ".mBm.s.s...."},
+                 {true, 501, "..B......... .BBB........", ".mBm........"},
+                 {true, 500, "..B..B...... .BBBBBB.....", ".mBmmBm....."},
+                 {true, 120, "..B..B.B.... .BBBBBBBB...", ".mBmmBmBm..."}};
+    for (const auto &row : cases) {
+        QFile::remove("disk0");
+        bench.openscanpage();
+        page()->slowisbad = row.marks;
+        page()->slowlimit = row.limit;
+        EXPECT_EQ(after("nw"), "SAVED planner " + std::string(row.outcome));
+        std::string times;
+        EXPECT_EQ(surface(&times), row.surface);
+        EXPECT_EQ(times, "0 0 3000 0 0 500 0 120 0 0 0 0 ");
+        for (const SEG &seg : page()->intsegs)
+            EXPECT_EQ(seg.isbad != 0, page()->segs[seg.start].isbad != 0);
+        after("b");
+        EXPECT_EQ(surface(), row.surface); // still there behind the planner
+    }
+    // Resumed: what was tested before has no times. Then a result of the file alone, and none.
+    EXPECT_TRUE(putmarks("..B"));
+    bench.openscanpage();
+    EXPECT_EQ(surface(), "????????????");
+    bench.click(prev);
+    EXPECT_EQ(surface(), "..Bw????????");
+    EXPECT_EQ(after("w"), "SAVED planner ..B......... .BBB........");
+    EXPECT_EQ(surface(), ".mBm.s......");
+    after("bb");
+    disk->faults->slow.clear();
+    EXPECT_EQ(after("np"), "segs[4],0 NEW planner ..B.B.......");
+    EXPECT_EQ(surface(), "..B.B.......");
+    after("b");
+    page()->skipscan();
+    EXPECT_EQ(surface(), "????????????");
+
+    // A disk that locks up: a slow segment is not taken back for that, and behind a failure it does
+    // not say that the disk was still there.
+    int reads = 0;
+    disk->wrap = [&reads, inner = disk->wrap](std::unique_ptr<platform::Device> device) {
+        return std::make_unique<LockingDevice>(inner(std::move(device)), reads);
+    };
+    const struct {
+        bool marks;
+        std::uint64_t slowat;
+        int healthy;
+        const char *outcome;
+    } locking[] = {{true, 1, 6, "GONE waiting prev .B .B.........."},
+                   {true, 3, 2 * 3 + 4 + 1, "GONE waiting prev .. ............"},
+                   {false, 3, 2 * 3 + 4 + 2, "GONE waiting prev ..B. ..B........."}};
+    for (const auto &row : locking) {
+        QFile::remove("disk0");
+        reads = 1 << 20;
+        bench.openscanpage();
+        page()->slowisbad = row.marks;
+        disk->faults->slow = {slow(row.slowat * 50 + 25, row.slowat * 50 + 25, 700)};
+        reads = row.healthy;
+        EXPECT_EQ(after("nw"), row.outcome);
+    }
 }

@@ -138,7 +138,8 @@ TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
     scan.settle(withfactors(scan.diskgeom, 512, 63, 16));
     std::string marks;
     for (int i = 0; i < scan.segnum; ++i)
-        marks += scan.testsegment(scan.diskhandle, i, readrange) == Reading::bad ? 'B' : '.';
+        marks +=
+            scan.testsegment(scan.diskhandle, i, readrange).reading == Reading::bad ? 'B' : '.';
     scan.releasedisk();
     EXPECT_EQ(std::count(marks.begin(), marks.end(), 'B'), 3);
     const MapTarget target{scan.diskgeom, {scan.segs, scan.segs + scan.segnum}, 10'000'000};

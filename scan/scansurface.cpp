@@ -1,0 +1,58 @@
+#include "scan/scan.h"
+
+#include "platform/platform.h"
+#include "platform/timing.h"
+
+// What a scan knows of its segments beside their marks.
+
+void Scan::timesegments(void *handle) const
+{
+    std::vector<std::uint64_t> ends;
+    for (const SEG &seg : plan)
+        ends.push_back((seg.stop + 1) * diskgeom.bytespercyl);
+    platform::device(handle).timeby(std::make_shared<platform::TransferTimes>(std::move(ends)));
+}
+
+bool Scan::isdamaged(const SegmentTest &test) const
+{
+    return isdamage(test.reading) || (slowisbad && test.slowest >= slowlimit);
+}
+
+void Scan::keeptimes(int index, const SegmentTest &test)
+{
+    known[index] = {true, known[index].margin, test.slowest, test.speed};
+}
+
+void Scan::widen(int first, int count)
+{
+    const std::vector<SEG> before(plan);
+    addprotect(segs + first, count);
+    for (std::size_t i = 0; i < plan.size(); ++i)
+        known[i].margin |= before[i].isbad == 0 && plan[i].isbad != 0;
+}
+
+std::vector<SurfaceCell> Scan::surface() const
+{
+    using State = SurfaceCell::State;
+    std::vector<SurfaceCell> cells(plan.size());
+    for (std::size_t i = 0; i < plan.size(); ++i) {
+        cells[i] = {.start = plan[i].start,
+                    .stop = plan[i].stop,
+                    .slowest = known[i].slowest,
+                    .speed = known[i].speed};
+        if (running && static_cast<int>(i) == curseg)
+            cells[i].state = State::working;
+        else if (!known[i].tested)
+            cells[i].state = State::untested;
+        else if (plan[i].isbad != 0)
+            cells[i].state = known[i].margin ? State::margin : State::bad;
+        else
+            cells[i].state = known[i].slowest >= slowlimit ? State::slow : State::good;
+    }
+    return cells;
+}
+
+std::uint64_t Scan::goodreads() const
+{
+    return times ? times->goodreads() : 0;
+}
