@@ -1,7 +1,5 @@
 #include "views/partname.h"
 
-#include "core/geom.h"
-
 #include <cmath>
 
 QString gbtext(std::uint64_t cylinders)
@@ -16,12 +14,16 @@ std::optional<double> readgb(const QString &text)
     return ok && std::isfinite(gb) ? std::optional(gb) : std::nullopt;
 }
 
+QString gbrange(std::uint64_t start, std::uint64_t stop, const geom &geometry)
+{
+    const int decimals = cylinderstogb(stop + 1 - start, geometry) < 0.05 ? 4 : 1;
+    const auto gb = [&](std::uint64_t cylinder) {
+        return QString::number(cylinderstogb(cylinder, geometry), 'f', decimals);
+    };
+    return QString("%1 GB to %2 GB").arg(gb(start), gb(stop + 1));
+}
+
 QString partname(const EXTPART &part)
 {
-    const int decimals = cylinderstogb(part.size, g) < 0.05 ? 4 : 1;
-    const auto gb = [decimals](std::uint64_t cylinder) {
-        return QString::number(cylinderstogb(cylinder, g), 'f', decimals);
-    };
-    return QString("%1, %2 GB to %3 GB")
-        .arg(partkind(part.kind).spoken, gb(part.start), gb(part.stop + 1));
+    return QString("%1, %2").arg(partkind(part.kind).spoken, gbrange(part.start, part.stop, g));
 }

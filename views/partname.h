@@ -1,5 +1,6 @@
 #pragma once
 
+#include "core/geom.h"
 #include "plan/extpart.h"
 
 #include <QString>
@@ -12,6 +13,9 @@ QString gbtext(std::uint64_t cylinders);
 /// A number of GB as a user types it, with a point or a comma; nothing for what is no number.
 std::optional<double> readgb(const QString &text);
 
-/// The words a screen reader says for a block, as "Bad block, 12.3 GB to 14.0 GB": what it is,
-/// where it begins and where its last cylinder ends; below 0.05 GB with four decimals.
+/// Cylinders of `geometry`, inclusive, as "12.3 GB to 14.0 GB": where they begin and where the last
+/// one ends; below 0.05 GB with four decimals.
+QString gbrange(std::uint64_t start, std::uint64_t stop, const geom &geometry);
+
+/// The words a screen reader says for a block, as "Bad block, 12.3 GB to 14.0 GB".
 QString partname(const EXTPART &part);
