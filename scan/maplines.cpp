@@ -41,12 +41,12 @@ std::optional<std::uint64_t> number(std::string_view digits, int base)
 class FirstLine : public MapLines
 {
 public:
-    std::size_t words = 0;
+    std::optional<bool> isnumber;
 
 protected:
-    std::string take(const Words &line) override
+    std::string take(const Words &words) override
     {
-        words = line.size();
+        isnumber = words.size() == 1 && decimalnumber(words[0]);
         return "known";
     }
 };
@@ -137,9 +137,7 @@ std::optional<bool> islistofnumbers(std::string_view beginning)
     FirstLine first;
     if (first.feed(beginning))
         first.finish();
-    if (first.words == 0)
-        return {};
-    return first.words == 1;
+    return first.isnumber;
 }
 
 std::optional<std::uint64_t> decimalnumber(std::string_view word)

@@ -87,8 +87,7 @@ protected:
     MapTarget target;
 };
 
-/// Whether the beginning of a text is that of a list of numbers, one a line, and of no map with
-/// words. Nothing: it has no line that could tell.
+/// Whether a text begins as a list of numbers, one a line. Nothing: it has no line that could tell.
 std::optional<bool> islistofnumbers(std::string_view beginning);
 
 /// A whole decimal number of at most 64 bits.

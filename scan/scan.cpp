@@ -15,13 +15,6 @@ namespace
 constexpr const char *changeddisk = "Rough disk scan finds different bad sectors than the previous "
                                     "result. You need to re-scan the disk.";
 
-// That the file of this name can't be written, with the system's own words for its last error.
-QString cannotwrite(const char *name, const QString &why = qt_error_string())
-{
-    return QString("Can not open bin data file to write.\n%1: %2")
-        .arg(QDir::toNativeSeparators(QFileInfo(name).absoluteFilePath()), why);
-}
-
 // Why a stored geometry is not that of a disk with `bytes` bytes in sectors of `bytespersector`
 // bytes, a sentence for the user; empty if it fits. A length of 0 is not known and fits.
 QString geometrymisfit(const geom &stored, std::uint64_t bytes, std::uint32_t bytespersector)
@@ -42,6 +35,12 @@ QString geometrymisfit(const geom &stored, std::uint64_t bytes, std::uint32_t by
 
 } // namespace
 
+QString Scan::cannotwrite(const char *name, const QString &why)
+{
+    return QString("Can not open bin data file to write.\n%1: %2")
+        .arg(QDir::toNativeSeparators(QFileInfo(name).absoluteFilePath()), why);
+}
+
 // ---- the disk and its plan ---------------------------------------------------------------------
 
 void Scan::choose(const DISKINFO &disk)
@@ -51,6 +50,8 @@ void Scan::choose(const DISKINFO &disk)
     setplan({});
     intsegs.clear();
     prevsource = 0;
+    former = {};
+    manner.reset();
     setfilename(scanfilename(disk.model));
 }
 
@@ -197,6 +198,9 @@ QString Scan::begin(const ScanFile *partial)
     timesegments(diskhandle);
     times = platform::device(diskhandle).times();
     savefailed = false;
+    manner.reset();
+    if (!partial)
+        manner = {testfunc == write_test, slowlimit, slowisbad};
     speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
                       segs[first].start * diskgeom.bytespercyl);
     return {};
@@ -279,8 +283,10 @@ bool Scan::append()
     // Record n is segment n, so no record can follow one that is missing.
     const bool last = curseg + 1 == segnum;
     if (savefailed || writer.append(segs[curseg], last)) {
-        if (last && !savefailed)
+        if (last && !savefailed) {
+            former = formerresult(filename);
             dropkeptresult(filename);
+        }
         return true;
     }
     savefailed = true;
@@ -319,7 +325,7 @@ bool Scan::hascompleteearlier() const
 
 Scan::Result Scan::result() const
 {
-    return {diskgeom, plan, intsegs, known};
+    return {diskgeom, plan, intsegs, known, manner};
 }
 
 void Scan::restoreresult(const Result &result)
@@ -328,6 +334,7 @@ void Scan::restoreresult(const Result &result)
     setplan(result.plan);
     intsegs = result.intsegs;
     known = result.known;
+    manner = result.manner;
 }
 
 std::vector<SEG> Scan::merged() const
@@ -427,6 +434,7 @@ void Scan::takeprevious(const ScanFile &previous)
     } else if (previous.state != ScanFileState::unreadable) {
         diskgeom = g = previous.geometry;
         setplan(previous.segs);
+        manner.reset();
         const bool whole = previous.state == ScanFileState::complete;
         const int tested = whole ? segnum : previous.records;
         for (int i = 0; i < tested; ++i)

@@ -4,9 +4,12 @@
 #include "core/surface.h"
 #include "core/tlcore.h"
 #include "scan/consolidation.h"
+#include "scan/maplines.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
+#include "scan/scanreport.h"
 #include "scan/scanspeed.h"
+#include "scan/verdict.h"
 
 #include <QString>
 
@@ -153,9 +156,22 @@ public:
         geom geometry;
         std::vector<SEG> plan, intsegs;
         std::vector<Known> known;
+        std::optional<ScanManner> manner;
     };
     [[nodiscard]] Result result() const;
     void restoreresult(const Result &result);
+
+    // ---- to take along -------------------------------------------------------------------------
+
+    /// What a report tells of the result, or of as much as there is.
+    [[nodiscard]] ScanReport report() const;
+    /// The chosen disk and its plan, for a map to be laid onto.
+    [[nodiscard]] MapTarget maptarget() const { return {diskgeom, plan, chosen.identity.bytes}; }
+    /// A complete result with these marks on the plan, for `takeprevious`.
+    [[nodiscard]] ScanFile loadedresult(std::vector<SEG> marked) const;
+    /// Disk: writes these marks on the plan as the scan file: whole or not at all. The former
+    /// result is kept beside it.
+    [[nodiscard]] QString keeploaded(const std::vector<SEG> &marked);
 
     // ---- a re-test -----------------------------------------------------------------------------
 
@@ -182,10 +198,13 @@ public:
     int prevsource = 0;      ///< earlier result: 0 none, 1 the scan file, 2 the record on the disk
     ScanSpeed speed;         ///< figures of the run
     bool savefailed = false; ///< this run's records could not be written to the scan file
+    FormerResult former;     ///< what the scan file's result has replaced, if it was complete
 
 private:
     /// Disk: whether the disk still delivers a sector outside the segment `failed`.
     [[nodiscard]] bool answers(void *handle, int failed) const;
+    /// That the file of this name can't be written, with the system's words for its last error.
+    static QString cannotwrite(const char *name, const QString &why = qt_error_string());
     void setplan(std::vector<SEG> plan);
     /// Widens the marks by the margin, within `count` segments from `first` on.
     void widen(int first, int count);
@@ -203,6 +222,7 @@ private:
     std::vector<SEG> plan;                          ///< what `segs` points to
     std::vector<Known> known;                       ///< beside `plan`
     bool running = false;                           ///< from `begin` to `endrun`
+    std::optional<ScanManner> manner;               ///< of the result; nothing: not known
     DiskHandle held;                                ///< what `diskhandle` stands for
     ScanFileWriter writer;                          ///< what `datafile` belongs to
     std::shared_ptr<platform::TransferTimes> times; ///< of the last run

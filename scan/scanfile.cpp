@@ -128,13 +128,13 @@ ScanFile readscanfile(const std::string &name)
     return parsescanfile(std::span(image).first(length));
 }
 
-namespace
-{
-
 std::string keptname(const std::string &name)
 {
     return name + ".previous";
 }
+
+namespace
+{
 
 bool movefile(const std::string &from, const std::string &to)
 {

@@ -66,6 +66,8 @@ bool keepresult(const std::string &name);
 bool recallresult(const std::string &name, bool always = false);
 /// Deletes the kept result.
 void dropkeptresult(const std::string &name);
+/// The name that it is kept by.
+std::string keptname(const std::string &name);
 /// The kept result; unreadable if there is none.
 ScanFile readkeptresult(const std::string &name);
 

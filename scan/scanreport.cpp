@@ -63,13 +63,6 @@ QString share(const SurfaceSum::Share &share, const ScanReport &report)
                              'f', 2));
 }
 
-QString testname(const ScanReport &report)
-{
-    if (!report.writetest)
-        return "not known";
-    return *report.writetest ? "writing and reading back" : "reading";
-}
-
 QJsonValue number(std::uint64_t value)
 {
     return static_cast<qint64>(value);
@@ -109,9 +102,13 @@ QString textreport(const ScanReport &report)
     sheet.heading("Scan");
     sheet.row("date", report.date.isValid() ? report.date.toString("yyyy-MM-dd HH:mm:ss")
                                             : QString("not known"));
-    sheet.row("tested by", testname(report));
-    sheet.row("slow counts as bad",
-              report.slowlimit ? QString("from %1 ms on").arg(*report.slowlimit) : QString("no"));
+    sheet.row("tested by", !report.manner             ? "not known"
+                           : report.manner->writetest ? "writing and reading back"
+                                                      : "reading");
+    if (report.manner)
+        sheet.row("slow", QString("from %1 ms on; %2")
+                              .arg(QString::number(report.manner->slowlimit),
+                                   report.manner->slowisbad ? "counts as bad" : "not bad"));
     const int untested = sum.of(State::untested).segments + sum.of(State::working).segments;
     sheet.row("tested", QString("%1 of %2 segments")
                             .arg(QString::number(sum.all.segments - untested),
@@ -123,7 +120,7 @@ QString textreport(const ScanReport &report)
     sheet.row("bad", share(sum.of(State::bad), report));
     sheet.row("lost to the margin", share(sum.of(State::margin), report));
     for (const ByteRange &range : bytesof(report.cells, geometry, {State::bad}))
-        sheet.row("bad", place(range, geometry) + ": " + gb(range.end - range.first));
+        sheet.row("stretch", place(range, geometry) + ": " + gb(range.end - range.first));
 
     sheet.heading("Slow places");
     sheet.row("slow", share(sum.of(State::slow), report));
@@ -179,15 +176,16 @@ QByteArray jsonreport(const ScanReport &report)
         segment["speed_mbs"] = measured(cell.speed);
         segments.append(segment);
     }
-    QJsonObject scan{
+    const auto &manner = report.manner;
+    const QJsonObject scan{
         {"date",
          report.date.isValid()
              ? QJsonValue(
                    report.date.toOffsetFromUtc(report.date.offsetFromUtc()).toString(Qt::ISODate))
              : QJsonValue()},
-        {"test",
-         report.writetest ? QJsonValue(*report.writetest ? "write" : "read") : QJsonValue()},
-        {"slow_is_bad_ms", report.slowlimit ? QJsonValue(*report.slowlimit) : QJsonValue()},
+        {"test", manner ? QJsonValue(manner->writetest ? "write" : "read") : QJsonValue()},
+        {"slow_ms", manner ? QJsonValue(manner->slowlimit) : QJsonValue()},
+        {"slow_is_bad", manner ? QJsonValue(manner->slowisbad) : QJsonValue()},
         {"verdict", report.verdict.isEmpty() ? QJsonValue() : QJsonValue(report.verdict)},
         {"mean_speed_mbs", measured(sum.meanspeed)},
         {"slowest_speed_mbs", measured(sum.slowestspeed ? sum.slowestspeed->speed : -1)},

@@ -11,15 +11,21 @@
 #include <optional>
 #include <vector>
 
+/// How a scan was made.
+struct ScanManner {
+    bool writetest = false; ///< by writing and reading back, else by reading
+    double slowlimit = 500; ///< milliseconds from which a segment is slow
+    bool slowisbad = false; ///< whether a slow segment counts as bad
+};
+
 /// What is to be reported of a scan.
 struct ScanReport {
     DiskIdentity disk;
     geom geometry;
-    std::vector<SurfaceCell> cells; ///< of the whole plan
-    QDateTime date;                 ///< of the result
-    std::optional<bool> writetest;  ///< by writing, else by reading; nothing: not known
-    std::optional<int> slowlimit;   ///< milliseconds from which a segment counts as bad
-    QString verdict;                ///< empty: none yet
+    std::vector<SurfaceCell> cells;   ///< of the whole plan
+    QDateTime date;                   ///< of the result; invalid: not known
+    std::optional<ScanManner> manner; ///< nothing: not known, as of an earlier result
+    QString verdict;                  ///< empty: none yet
 
     /// Length of the disk in bytes, as far as it is known.
     [[nodiscard]] std::uint64_t diskbytes() const

@@ -1,6 +1,9 @@
 #include "scan/verdict.h"
 
+#include "scan/scanfile.h"
 #include "scan/surfacesum.h"
+
+#include <QFileInfo>
 
 #include <algorithm>
 
@@ -22,6 +25,15 @@ QString gb(std::uint64_t bytes)
 
 } // namespace
 
+FormerResult formerresult(const std::string &scanfile)
+{
+    ScanFile kept = readkeptresult(scanfile);
+    if (kept.state != ScanFileState::complete)
+        return {};
+    const QFileInfo file(QString::fromStdString(keptname(scanfile)));
+    return {kept.geometry, std::move(kept.segs), file.lastModified().date()};
+}
+
 QString verdict(std::span<const SurfaceCell> cells, const geom &geometry,
                 const FormerResult &former)
 {
@@ -30,10 +42,10 @@ QString verdict(std::span<const SurfaceCell> cells, const geom &geometry,
         return {};
     const auto &bad = sum.of(State::bad), &margin = sum.of(State::margin);
     QString text =
-        QString("%1 bad and %2 slow. ")
+        QString("%1 bad, %2 slow.")
             .arg(count(bad.segments, "segment"), QString::number(sum.of(State::slow).segments));
-    text += bad.segments == 0 ? QString("Nothing of the disk is lost to damage.")
-                              : QString("%1 of the disk are lost to damage, %2 to the margin.")
+    text += bad.segments == 0 ? QString(" Nothing is lost.")
+                              : QString(" Lost: %1 to damage, %2 to the margin.")
                                     .arg(gb(bad.bytes), gb(margin.bytes));
 
     bool grewbyhalf = false;
@@ -73,7 +85,6 @@ QString verdict(std::span<const SurfaceCell> cells, const geom &geometry,
     const bool tenth = bad.bytes >= sum.all.bytes / 10 && bad.bytes > 0;
     if (tenth || grewbyhalf)
         text += QString(" Do not use this disk: %1.")
-                    .arg(tenth ? "a tenth of it or more is bad"
-                               : "its damage has grown by more than half");
+                    .arg(tenth ? "a tenth of it is bad" : "its damage grew by more than half");
     return text;
 }

@@ -8,6 +8,7 @@
 #include <QString>
 
 #include <span>
+#include <string>
 #include <vector>
 
 /// The result that a scan has replaced.
@@ -16,6 +17,9 @@ struct FormerResult {
     std::vector<SEG> segs; ///< the whole plan with its marks; empty: there is none
     QDate date;            ///< when it was made
 };
+
+/// The complete result that is kept beside the scan file of this name; none if there is none.
+FormerResult formerresult(const std::string &scanfile);
 
 /// One line on a complete result: what is bad and slow, what damage and margin cost, what grew
 /// against the former one, and whether the disk should not be used at all, since damage grew by

@@ -1,12 +1,7 @@
 #include "scan/badblocks.h"
 #include "scan/mapfile.h"
-#include "scan/scan.h"
-#include "scan/verdict.h"
 #include "tests/support/loopdisk.h"
-
-#include <QProcess>
-
-#include <gtest/gtest.h>
+#include "tests/support/wizardbench.h"
 
 #include <cstring>
 
@@ -25,8 +20,16 @@ std::vector<SurfaceCell> cellsof(const char *letters)
 {
     std::vector<SurfaceCell> cells;
     for (std::uint64_t i = 0; letters[i] != 0; ++i)
-        cells.push_back({i, i, SurfaceCell::State(std::strchr("?.sBm", letters[i]) - "?.sBm" + 0)});
+        cells.push_back({i, i, SurfaceCell::State(std::strchr("?.sBm", letters[i]) - "?.sBm")});
     return cells;
+}
+
+std::string marksof(const std::vector<SEG> &segs)
+{
+    std::string marks;
+    for (const SEG &seg : segs)
+        marks += seg.isbad ? 'B' : '.';
+    return marks;
 }
 
 // The marks that a map leaves on the plan, or why it is refused. A block size of 0: a mapfile.
@@ -37,13 +40,10 @@ std::string read(const MapTarget &disk, std::uint32_t blocksize, const std::stri
     MapReader &reader = blocksize == 0 ? static_cast<MapReader &>(mapfile) : list;
     for (std::size_t i = 0; i < text.size(); i += 7) // by pieces, as a file comes
         reader.feed(std::string_view(text).substr(i, 7));
-    std::string marks = reader.finish();
-    for (std::size_t i = 0; reader.finish().empty() && i < reader.plan().size(); ++i)
-        marks += reader.plan()[i].isbad ? 'B' : '.';
-    return marks;
+    return reader.finish().empty() ? marksof(reader.plan()) : reader.finish();
 }
 
-// What a command prints; nothing if there are no such tools.
+// What a command prints; nothing if there is no such tool.
 std::string run(const std::string &command, const std::string &input = {})
 {
     QProcess process;
@@ -58,26 +58,23 @@ std::string run(const std::string &command, const std::string &input = {})
 
 TEST(TakeAlong, ReadsWhatOtherToolsWriteAndRefusesTheRest)
 {
-    const std::string head = "# by hand\n0x0 + 1\n";
+    const std::string head = "# by hand\n0x0 + 1\n", unfinished = "not finished: 0.000 GB ";
     const struct {
         std::uint32_t blocksize;
-        std::string text;
-        const char *expected; ///< all of the marks, or words of the refusal
+        std::string text, expected; ///< all of the marks, or words of the refusal
     } cases[] = {
         // Hexadecimal, decimal and octal; comments; CR LF; no pass; no end of the last line.
         {0, head + "0 0x600 +\n0x600 01000 -\n2048 13824 +", ".B........"},
         {0, "0\t?\r\n\r\n# c\r\n0 1535 + # -\r\n1535 2 /\r\n1537 14335 *", "BBBBBBBBBB"},
         {0, head + "0 15359 +\n15359 1 -\n15360 0 -\n15360 512 ?\n", ".........B"},
-        {0, head + "0 15360 +\n15360 512 -\n", ".........."},
-        {0, head + "0 1536 +\n1536 3072 ?\n4608 11264 +\n", "not finished: 0.000 GB (3072 bytes)"},
-        {0, head + "512 15360 +\n", "not finished: 0.000 GB (512 bytes)"},
+        {0, head + "0 1536 +\n1536 3072 ?\n4608 11264 +\n", unfinished + "(3072 bytes)"},
+        {0, head + "512 15360 +\n", unfinished + "(512 bytes)"},
         {0, head + "0 15000 +\n", "of a disk with 15000 bytes; this disk has 15872 bytes."},
         {0, head + "0 15873 +\n", "Line 3: the block ends at byte 15873, behind the end"},
         {0, head + "0 512 +\n256 512 +\n", "Line 4: the block does not begin where"},
         {0, head + "0 0x10000000000000000 +\n", "Line 3: \"0x10000000000000000\" is not"},
         {0, head + "1 0xFFFFFFFFFFFFFFFF +\n", "Line 3: \"0xFFFFFFFFFFFFFFFF\" is not"},
         {0, head + "0 15872 x\n", "Line 3: \"x\" is not a block's status."},
-        {0, head + "0 09 +\n", "Line 3: \"09\" is not a length"},
         {0, head, "There is no block in the mapfile."},
         {0, "0 15872 +\n", "Line 1: a mapfile begins with"},
         {0, "\n" + std::string(300, '\1'), "Line 2: it is too long for a map."},
@@ -87,14 +84,11 @@ TEST(TakeAlong, ReadsWhatOtherToolsWriteAndRefusesTheRest)
         {512, "29\n30\n0\n0", "B........B"},
         {512, "3\n31\n", "Line 2: block 31 lies behind the end of this disk, which has 31 blocks"},
         {512, "18446744073709551616\n", "Line 1: a list of bad blocks has one number"},
-        {512, "3 4\n", "on each line, not \"4\"."},
         {512, "\n#\n", "There is no block in the list."}};
     for (const auto &[blocksize, text, expected] : cases) {
         const std::string found = read(smalldisk(), blocksize, text);
         EXPECT_NE(found.find(expected), std::string::npos) << text << found;
     }
-    EXPECT_TRUE(islistofnumbers("# c\n 12\nx y") == true && islistofnumbers("0 +") == false &&
-                !islistofnumbers("#\n\n"));
 }
 
 TEST(TakeAlong, WritesWhatOtherToolsRead)
@@ -105,8 +99,7 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
     map = encodemapfile(cellsof("smBBm..?.B"), geometry, bytes, "a");
     EXPECT_NE(read(smalldisk(), 0, map).find("(1536 bytes)"), std::string::npos);
     const std::string told = run("ddrescuelog -t -", map);
-    for (const char *line :
-         {"non-tried:     2048 B,  in      2", "bad-sector:     4608 B,  in      2"})
+    for (const char *line : {"non-tried:     2048 B,  in      2", "bad-sector:     4608 B,  in   "})
         EXPECT_TRUE(told.empty() || told.find(line) != std::string::npos) << told;
     const auto bad = bytesof(cellsof("smBBm..?.B"), geometry, {SurfaceCell::State::bad});
     for (const auto &[blocksize, expected] : {std::pair{512U, "6\n7\n8\n9\n10\n11\n27\n28\n29\n"},
@@ -126,28 +119,21 @@ TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
     std::string why = "needs ddrescue";
     if (run("command -v ddrescue").empty() || !LoopDisk::available(why))
         GTEST_SKIP() << why;
-    const std::vector<LoopDisk::Range> damage = {{1500, 1520}, {10600, 10600}, {15700, 15700}};
-    const LoopDisk disk({.bytes = 10'000'000, .badread = damage});
+    const LoopDisk disk({.bytes = 9'999'872, .badread = {{1500, 1520}, {10600, 10600}}});
     ASSERT_FALSE(disk.node.empty()) << disk.error;
-    Scan scan;
-    DISKINFO info;
-    disk.node.copy(info.devicepath, sizeof info.devicepath - 1);
-    scan.choose(info);
-    EXPECT_EQ(scan.holddisk(), "");
-    scan.readgeometry();
-    scan.settle(withfactors(scan.diskgeom, 512, 63, 16));
-    std::string marks;
-    for (int i = 0; i < scan.segnum; ++i)
-        marks +=
-            scan.testsegment(scan.diskhandle, i, readrange).reading == Reading::bad ? 'B' : '.';
-    scan.releasedisk();
-    EXPECT_EQ(std::count(marks.begin(), marks.end(), 'B'), 3);
-    const MapTarget target{scan.diskgeom, {scan.segs, scan.segs + scan.segnum}, 10'000'000};
+    const DiskHandle handle(disk.node.c_str());
+    MapTarget target{withfactors({.totalbytes = 9'999'872}, 512, 63, 16), {}, 9'999'872};
+    target.plan = makeplan(target.geometry);
+    std::vector<SEG> own = target.plan;
+    for (SEG &seg : own)
+        seg.isbad = readrange(handle.get(), seg.firstsector(1008), seg.lastsector(1008), 512) ==
+                    Reading::bad;
+    EXPECT_EQ(marksof(own), ".B........B........");
     const std::string rescued = run("ddrescue -qfd " + disk.node + " /dev/null m && cat m");
-    EXPECT_EQ(read(target, 0, rescued), marks);
+    EXPECT_EQ(read(target, 0, rescued), marksof(own));
     for (const std::uint32_t size : {512, 1024, 4096})
         EXPECT_EQ(read(target, size, run("badblocks -b" + std::to_string(size) + " " + disk.node)),
-                  marks);
+                  marksof(own));
 }
 
 TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
@@ -155,35 +141,27 @@ TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
     // Twenty segments of 1 GB; former marks of as many, or else of cylinders with 2 GB.
     const struct {
         const char *now, *former, *expected;
-    } cases[] = {
-        {"B?..................", "", ""},
-        {"...................s", "",
-         "0 segments bad and 1 slow. Nothing of the disk is lost to damage."},
-        {"mBm.................", "",
-         "1 segment bad and 0 slow. 1.0 GB of the disk are lost to damage, 2.0 GB to the margin."},
-        {"mBm.................", "....................",
-         " 1 bad segment more than on 2026-11-01. Do not use this disk: its damage has grown by "
-         "more than half."},
-        {"mBm.................", "BBB.................",
-         " No more bad segments than on 2026-11-01."},
-        {"B...................", ".BB.................",
-         " 1 bad segment fewer than on 2026-11-01."},
-        {"B.B.................", "BB..................",
-         " No more bad segments than on 2026-11-01. Do not use this disk: a tenth of it or more is "
-         "bad."},
-        {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."},
-        {"BBBB................", ".B",
-         " 2.0 GB of damage more than on 2026-11-01. Do not use this disk: a tenth of it or more "
-         "is bad."},
-    };
+    } cases[] = {{"B?..................", "", ""},
+                 {"...................s", "", "0 segments bad, 1 slow. Nothing is lost."},
+                 {"mBm.................", "",
+                  "1 segment bad, 0 slow. Lost: 1.0 GB to damage, 2.0 GB to the margin."},
+                 {"mBm.................", "....................",
+                  " 1 bad segment more than on 2026-11-01. Do not use this disk: its damage grew "
+                  "by more than half."},
+                 {"mBm.................", "BBB.................",
+                  " No more bad segments than on 2026-11-01."},
+                 {"B...................", ".BB.................",
+                  " 1 bad segment fewer than on 2026-11-01."},
+                 {"B.B.................", "BB..................",
+                  " Do not use this disk: a tenth of it is bad."},
+                 {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."}};
     for (const auto &[now, former, expected] : cases) {
         FormerResult before{{.bytespercyl = 2'000'000'000}, {}, {2026, 11, 1}};
         for (std::uint64_t i = 0; former[i] != 0; ++i)
             before.segs.push_back({i, i, former[i] == 'B'});
         if (before.segs.size() == 20)
             before.geometry.bytespercyl /= 2;
-        const std::string found =
-            verdict(cellsof(now), {.bytespercyl = 1'000'000'000}, before).toStdString();
-        EXPECT_TRUE(*expected ? found.ends_with(expected) : found.empty()) << found;
+        const QString found = verdict(cellsof(now), {.bytespercyl = 1'000'000'000}, before);
+        EXPECT_TRUE(*expected ? found.endsWith(expected) : found.isEmpty()) << found.toStdString();
     }
 }
