@@ -1,18 +1,14 @@
 #include "scan/diskscanpage.h"
 
+#include "scan/surfaceview.h"
 #include "views/diskjob.h"
 #include "views/geomdlg.h"
-#include "views/indicators.h"
 #include "views/jobdialog.h"
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
-#include <QCheckBox>
 #include <QElapsedTimer>
-#include <QLabel>
-#include <QLineEdit>
 #include <QTimer>
-#include <QVBoxLayout>
 
 #include <algorithm>
 
@@ -28,38 +24,6 @@ constexpr QWizard::WizardButton lockedbuttons[] = {QWizard::CustomButton1, QWiza
 
 } // namespace
 
-DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
-{
-    infolabel = new QLabel(tr("Click \"Next\" button to begin to scan the disk. \n"
-                              "Click \"Skip scan\" button if there are no bad sectors on this "
-                              "disk.\n"
-                              "Or, click \"Use prev.\" button to use or continue the previous scan "
-                              "result."));
-    infolabel->setWordWrap(true);
-    writetestbox =
-        new QCheckBox("write test(write data to disk and read them, very time-consuming)");
-    writetestbox->setToolTip("Writes a pattern over the whole disk and reads it back: all data on "
-                             "the disk is destroyed by the test itself.");
-    keepindicatorvisible(writetestbox);
-    connect(writetestbox, &QCheckBox::toggled, this, &DiskScanPage::writeteststatechanged);
-
-    pagelayout = new QVBoxLayout(this);
-    pagelayout->addWidget(infolabel);
-    pagelayout->addWidget(writetestbox);
-    pagelayout->setContentsMargins(100, 200, 100, 100);
-
-    setButtonText(QWizard::CustomButton1, tr("Skip scan >"));
-    setButtonText(QWizard::CustomButton2, tr("Use prev. >"));
-}
-
-DiskScanPage::~DiskScanPage()
-{
-    delete scantimer;
-    endrun();
-    job.reset();
-    delete scanprogress;
-}
-
 void DiskScanPage::initializePage()
 {
     for (const QWizard::WizardButton which : ownbuttons)
@@ -72,6 +36,7 @@ void DiskScanPage::initializePage()
     Q_ASSERT(frame->chosendisk()); // the first page can't be left without one
     phase = Phase::waiting;
     choose(*frame->chosendisk());
+    surfaceview->forgetrun();
     showprev();
     frame->givenext(this, &DiskScanPage::beginscan);
 
@@ -88,6 +53,7 @@ void DiskScanPage::initializePage()
         findprevious();
         releasedisk();
     });
+    surfaceview->showall();
     showprev();
 }
 
@@ -152,6 +118,8 @@ void DiskScanPage::startticks()
     connect(scantimer, &QTimer::timeout, this, &DiskScanPage::scan);
     scantimer->start(0);
     disableallbutton();
+    placedialog();
+    surfaceview->beginrun();
 }
 
 void DiskScanPage::showplace(std::uint64_t offset)
@@ -171,8 +139,10 @@ void DiskScanPage::scan()
     showplace(0);
     QElapsedTimer clock;
     clock.start();
+    surfaceview->settesting(true);
     const SegmentTest found = job->run(
         [this, test = rangetest(testfunc)] { return testsegment(diskhandle, curseg, test); });
+    surfaceview->settesting(false);
     const Reading reading = found.reading;
     // An aborted segment is neither marked nor recorded, however far its test got.
     if (job->cancelled() || endswork(reading) || phase == Phase::closed) {
@@ -189,6 +159,7 @@ void DiskScanPage::scan()
     const bool kept = job->run([this] { return append(); });
     advance(found, static_cast<double>(clock.nsecsElapsed()) / 1e9);
     scanprogress->setWindowTitle(QString::fromStdString(speed.text()));
+    surfaceview->showsegment(curseg - 1);
     if (job->cancelled()) {
         breakoff();
         return;
@@ -212,6 +183,8 @@ void DiskScanPage::stoprun()
         phase = Phase::waiting;
     scantimer->stop();
     job->run([this] { endrun(); });
+    surfaceview->endrun();
+    surfaceview->showall();
 }
 
 void DiskScanPage::finishrun()
@@ -219,6 +192,7 @@ void DiskScanPage::finishrun()
     stoprun();
     protect();
     const Reading stopped = consolidate(0);
+    surfaceview->showall();
     const bool complete = stopped == Reading::good;
     awake.reset();
     if (!complete && phase != Phase::closed)
@@ -297,6 +271,8 @@ void DiskScanPage::skipscan()
     if (!canbegin())
         return;
     skip();
+    surfaceview->forgetrun();
+    surfaceview->showall();
     dpwizard(this)->leavepage();
 }
 

@@ -13,8 +13,10 @@ class JobDialog;
 class QCheckBox;
 class QLabel;
 class QProgressDialog;
+class QSpinBox;
 class QTimer;
 class QVBoxLayout;
+class SurfaceView;
 
 /// The second page: shows a `Scan` and drives it. It settles the geometry with the user, then scans
 /// the disk, skips the scan or takes an earlier result.
@@ -37,6 +39,9 @@ public:
     QLabel *infolabel;
     QCheckBox *writetestbox;
     QVBoxLayout *pagelayout;
+    QCheckBox *slowbox;                      ///< sets `slowisbad`
+    QSpinBox *limitbox;                      ///< sets `slowlimit`
+    SurfaceView *surfaceview;                ///< below the controls
     QProgressDialog *scanprogress = nullptr; ///< null until the first run
     QTimer *scantimer = nullptr;             ///< null until the first run
 
@@ -58,6 +63,10 @@ public slots:
     /// The window was closed: ends the run and whatever follows it.
     void wizardfinished();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+
 private:
     void disableallbutton() { enablebuttons(false); }
     void enableallbutton() { enablebuttons(true); }
@@ -74,6 +83,8 @@ private:
     bool startrun(const ScanFile *partial);
     /// Shows the dialog of the run just begun and starts its ticks.
     void startticks();
+    /// Puts that dialog where it covers nothing, as far as the system lets it.
+    void placedialog();
     /// Has the dialog follow the transfers of the present segment.
     void showplace(std::uint64_t offset);
     /// Stops the ticks and ends the run.

@@ -1,5 +1,6 @@
 #include "scan/diskscanpage.h"
 
+#include "scan/surfaceview.h"
 #include "views/diskjob.h"
 #include "views/jobdialog.h"
 #include "views/plainbox.h"
@@ -95,18 +96,22 @@ void DiskScanPage::useprev()
         return;
     const Result before = result();
     takeprevious(previous);
+    surfaceview->forgetrun();
+    surfaceview->showall();
     showprev();
     if (refuse(refusal))
         return;
     if (previous.state == ScanFileState::complete) {
         if (!reuse())
             restoreresult(before);
+        surfaceview->showall();
     } else if (startrun(&previous)) {
         scanprogress->setValue(curseg);
         scanprogress->setMinimumDuration(0);
         scanprogress->show();
     } else {
         restoreresult(before);
+        surfaceview->showall();
     }
 }
 

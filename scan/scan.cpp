@@ -2,7 +2,6 @@
 
 #include "platform/plainfile.h"
 #include "platform/platform.h"
-#include "platform/timing.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -204,32 +203,6 @@ QString Scan::begin(const ScanFile *partial)
     speed = ScanSpeed((segs[segnum - 1].stop + 1) * diskgeom.bytespercyl,
                       segs[first].start * diskgeom.bytespercyl);
     return {};
-}
-
-SegmentTest Scan::testsegment(void *handle, int index, RangeTest test) const
-{
-    const SEG &seg = segs[index];
-    SegmentTest found{.reading = test(handle, seg.firstsector(diskgeom.sectorspercyl),
-                                      seg.lastsector(diskgeom.sectorspercyl),
-                                      static_cast<int>(diskgeom.bytespersector))};
-    platform::Device &disk = platform::device(handle);
-    const std::shared_ptr<platform::TransferTimes> measured = disk.times();
-    if (measured) {
-        const platform::TransferTimes::Range range = measured->range(index);
-        if (range.slowest >= 0)
-            found.slowest = range.slowest * 1000;
-        // a test that ended early says little of the speed
-        if (range.seconds > 0 && found.reading == Reading::good)
-            found.speed = static_cast<double>(range.bytes) / range.seconds / 1e6;
-    }
-    if (found.reading != Reading::bad)
-        return found;
-    // a read right behind a failure waits for the drive, which tells nothing of its own segment
-    disk.timeby(nullptr);
-    if (!answers(handle, index))
-        found.reading = Reading::gone;
-    disk.timeby(measured);
-    return found;
 }
 
 bool Scan::answers(void *handle, int failed) const

@@ -70,20 +70,27 @@ std::optional<double> ScanSpeed::secondsleft() const
     return (left - badleft) / *rate + badtime;
 }
 
+int ScanSpeed::percent() const
+{
+    return total ? static_cast<int>(static_cast<long double>(done) * 100 / total) : 0;
+}
+
+std::string ScanSpeed::lefttext() const
+{
+    const std::optional<double> seconds = secondsleft();
+    return seconds ? (*seconds < 60 ? "" : "about ") + timetext(*seconds) : std::string();
+}
+
 std::string ScanSpeed::text() const
 {
-    // Rounded down, so that 100 % means all of it.
-    const auto percent = total ? static_cast<int>(static_cast<long double>(done) * 100 / total) : 0;
-    std::string words = std::to_string(percent) + " % done, " + std::to_string(bad) +
+    std::string words = std::to_string(percent()) + " % done, " + std::to_string(bad) +
                         (bad == 1 ? " bad segment" : " bad segments");
     if (const std::optional<double> rate = speed()) {
         char number[32];
         std::snprintf(number, sizeof number, ", %.1f MB/s", *rate / bytespermb);
         words += number;
     }
-    if (const std::optional<double> seconds = secondsleft()) {
-        const std::string time = timetext(*seconds);
-        words += (*seconds < 60 ? ", " : ", about ") + time + " left";
-    }
+    if (const std::string left = lefttext(); !left.empty())
+        words += ", " + left + " left";
     return words;
 }

@@ -29,6 +29,10 @@ public:
     /// Estimated seconds for the rest; nothing in the first seconds, and before there was a healthy
     /// segment.
     [[nodiscard]] std::optional<double> secondsleft() const;
+    /// Done so far, rounded down, so that 100 % means all of it.
+    [[nodiscard]] int percent() const;
+    /// `secondsleft` in words: "about 2 h 10 min"; empty if it is not known.
+    [[nodiscard]] std::string lefttext() const;
     /// "41 % done, 3 bad segments, 92.4 MB/s, about 2 h 10 min left", as far as it is known.
     [[nodiscard]] std::string text() const;
 

@@ -5,12 +5,48 @@
 
 // What a scan knows of its segments beside their marks.
 
+namespace
+{
+
+/// Sets milliseconds and MB/s from what was read; those that are not known stay.
+void taketimes(const platform::TransferTimes::Range &range, double &slowest, double &speed)
+{
+    if (range.slowest >= 0)
+        slowest = range.slowest * 1000;
+    if (range.seconds > 0)
+        speed = static_cast<double>(range.bytes) / range.seconds / 1e6;
+}
+
+} // namespace
+
 void Scan::timesegments(void *handle) const
 {
     std::vector<std::uint64_t> ends;
     for (const SEG &seg : plan)
         ends.push_back((seg.stop + 1) * diskgeom.bytespercyl);
     platform::device(handle).timeby(std::make_shared<platform::TransferTimes>(std::move(ends)));
+}
+
+SegmentTest Scan::testsegment(void *handle, int index, RangeTest test) const
+{
+    const SEG &seg = segs[index];
+    SegmentTest found{.reading = test(handle, seg.firstsector(diskgeom.sectorspercyl),
+                                      seg.lastsector(diskgeom.sectorspercyl),
+                                      static_cast<int>(diskgeom.bytespersector))};
+    platform::Device &disk = platform::device(handle);
+    const std::shared_ptr<platform::TransferTimes> measured = disk.times();
+    if (measured)
+        taketimes(measured->range(index), found.slowest, found.speed);
+    if (found.reading != Reading::good)
+        found.speed = -1; // of a test that ended early
+    if (found.reading != Reading::bad)
+        return found;
+    // a read right behind a failure waits for the drive, which tells nothing of its own segment
+    disk.timeby(nullptr);
+    if (!answers(handle, index))
+        found.reading = Reading::gone;
+    disk.timeby(measured);
+    return found;
 }
 
 bool Scan::isdamaged(const SegmentTest &test) const
@@ -40,9 +76,11 @@ std::vector<SurfaceCell> Scan::surface() const
                     .stop = plan[i].stop,
                     .slowest = known[i].slowest,
                     .speed = known[i].speed};
-        if (running && static_cast<int>(i) == curseg)
+        if (running && static_cast<int>(i) == curseg) {
             cells[i].state = State::working;
-        else if (!known[i].tested)
+            if (times)
+                taketimes(times->range(i), cells[i].slowest, cells[i].speed);
+        } else if (!known[i].tested)
             cells[i].state = State::untested;
         else if (plan[i].isbad != 0)
             cells[i].state = known[i].margin ? State::margin : State::bad;

@@ -1,4 +1,5 @@
 #include "scan/consolidation.h"
+#include "scan/scanfigures.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
 #include "scan/scanspeed.h"
@@ -216,4 +217,31 @@ TEST(ScanSpeed, TellsWhatTheRunItselfHasSeen)
         }
         EXPECT_EQ(speed.text(), row.text);
     }
+}
+
+TEST(ScanFigures, AreAsManyLinesAsIsKnown)
+{
+    using State = SurfaceCell::State;
+    const geom disk = withfactors({.totalbytes = 4'000'000}, 500, 1, 2000);
+    std::vector<SurfaceCell> cells = {{0, 0, State::good, 20, 100},
+                                      {1, 1, State::bad, 3000, -1},
+                                      {2, 2, State::slow, 512.4, 25},
+                                      {3, 3, State::untested}};
+    ScanSpeed speed(4'000'000'000, 0);
+    for (const double seconds : {10.0, 90.0, 40.0})
+        speed.add(1'000'000'000, seconds, seconds > 50);
+    ScanFigures figures{
+        .sum = SurfaceSum(cells, disk), .run = speed, .elapsed = 3661, .ison = true};
+    figures.speednow = 25;
+    figures.sincegood = 12;
+    EXPECT_EQ(figures.text(), "Done: 75 %\nElapsed: 1:01:01\nLeft: less than 1 min\n"
+                              "Speed: 25.0 MB/s, mean 40.0\nBad segments: 1\nSlow segments: 1\n"
+                              "Slowest transfer: 3000 ms\nLast good read: 12 s ago");
+    figures.ison = false;
+    EXPECT_EQ(figures.text(), "Done: 75 %\nElapsed: 1:01:01\nSpeed: mean 40.0 MB/s\n"
+                              "Bad segments: 1\nSlow segments: 1\nSlowest transfer: 3000 ms");
+    for (SurfaceCell &cell : cells)
+        cell = {cell.start, cell.stop, State::bad};
+    EXPECT_EQ((ScanFigures{.sum = SurfaceSum(cells, disk)}.text()), "Bad segments: 4");
+    EXPECT_EQ((ScanFigures{.sum = SurfaceSum({}, disk)}.text()), "");
 }

@@ -2,7 +2,9 @@
 #include "platform/decorator.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
+#include "scan/surfaceview.h"
 #include "tests/support/wizardbench.h"
+#include "views/surfacemap.h"
 
 #include <csignal>
 #include <sys/resource.h>
@@ -523,8 +525,10 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
     for (const auto &row : cases) {
         QFile::remove("disk0");
         bench.openscanpage();
-        page()->slowisbad = row.marks;
-        page()->slowlimit = row.limit;
+        page()->slowbox->setChecked(row.marks);
+        page()->limitbox->setValue(row.limit);
+        QTest::keyClick(page()->limitbox, Qt::Key_Return); // begins no run
+        EXPECT_FALSE(page()->scantimer);
         EXPECT_EQ(after("nw"), "SAVED planner " + std::string(row.outcome));
         std::string times;
         EXPECT_EQ(surface(&times), row.surface);
@@ -540,8 +544,19 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
     EXPECT_EQ(surface(), "????????????");
     bench.click(prev);
     EXPECT_EQ(surface(), "..Bw????????");
+    // The run's dialog covers neither the map nor the figures.
+    const SurfaceView *view = page()->surfaceview;
+    const QRect covered = page()->scanprogress->geometry();
+    EXPECT_FALSE(covered.intersects({view->mapToGlobal(QPoint()), view->size()}));
+    EXPECT_GE(view->height(), view->minimumSizeHint().height());
+    EXPECT_TRUE(view->figures->text().startsWith("Done: 25 %\nElapsed: 0:00:"));
     EXPECT_EQ(after("w"), "SAVED planner ..B......... .BBB........");
     EXPECT_EQ(surface(), ".mBm.s......");
+    EXPECT_TRUE(view->figures->text().startsWith("Done: 100 %\nElapsed: 0:00:"));
+    EXPECT_TRUE(view->figures->text().endsWith(
+        "\nBad segments: 1\nSlow segments: 1\nSlowest transfer: 500 ms"));
+    EXPECT_EQ(view->map->cells().size(), 12U);
+    EXPECT_EQ(view->map->cells()[5].slowest, 500);
     after("bb");
     disk->faults->slow.clear();
     EXPECT_EQ(after("np"), "segs[4],0 NEW planner ..B.B.......");
@@ -568,7 +583,7 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
         QFile::remove("disk0");
         reads = 1 << 20;
         bench.openscanpage();
-        page()->slowisbad = row.marks;
+        page()->slowbox->setChecked(row.marks);
         disk->faults->slow = {slow(row.slowat * 50 + 25, row.slowat * 50 + 25, 700)};
         reads = row.healthy;
         EXPECT_EQ(after("nw"), row.outcome);

@@ -1,5 +1,6 @@
 #include "wizard/demo/demodisks.h"
 
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 
@@ -17,6 +18,14 @@ constexpr std::uint64_t cylindersectors = 16 * 63;
 constexpr struct {
     std::uint64_t first, last;
 } damage[] = {{700, 703}, {1490, 1490}, {1502, 1520}, {2316, 2316}, {3300, 3302}, {4090, 4095}};
+
+// Its slow places, one read each, in segments that are good: of each class of latency, around the
+// damage and on their own.
+constexpr struct {
+    std::uint64_t first, last; // cylinders
+    int milliseconds;
+} slowness[] = {{340, 360, 70}, {1470, 1482, 220}, {2330, 2338, 130}, {2900, 2908, 520}};
+constexpr std::uint64_t slowstep = 8; // about a segment
 
 std::shared_ptr<platform::SimulatedDisk> demodisk(const std::string &folder, const char *file,
                                                   const char *model)
@@ -46,6 +55,11 @@ std::unique_ptr<platform::SimulatedBackend> demobackend(const std::string &folde
             error = "can not make the disk images in " + folder;
             return nullptr;
         }
+    }
+    for (const auto &place : slowness) {
+        for (std::uint64_t at = place.first; at <= place.last; at += slowstep)
+            damaged->faults->slow.push_back({at * cylindersectors, at * cylindersectors,
+                                             std::chrono::milliseconds(place.milliseconds)});
     }
     for (const auto &place : damage) {
         damaged->faults->unreadable.add(place.first * cylindersectors + 17,

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "scan/scanfigures.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
+#include <QWidget>
+
+class QLabel;
+class Scan;
+class SurfaceMap;
+
+/// The lower part of the scan page: the surface of the disk, the figures beside it, a line below.
+/// It lies over the page's margins, from the lowest control to the edges.
+class SurfaceView : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// Shows `scan` on `page`, below its control `above`.
+    SurfaceView(const Scan &scan, QWidget *page, QWidget *above);
+
+    /// A run begins: the clocks start, and the figures follow it.
+    void beginrun();
+    /// While a test is in progress, its figures are looked at between two segments too. At other
+    /// times disk work may change the scan.
+    void settesting(bool on);
+    /// The run is over; its figures stay.
+    void endrun();
+    /// Forgets the figures of a run: another disk or result shows now.
+    void forgetrun();
+    /// Shows all that the scan knows now.
+    void showall();
+    /// Shows segment `index`, which was tested, and the one in work.
+    void showsegment(int index);
+
+    /// The height that it needs at least, in pixels.
+    [[nodiscard]] int leastheight() const { return minimumSizeHint().height(); }
+
+    SurfaceMap *map; ///< the surface
+    QLabel *figures; ///< beside it
+    QLabel *verdict; ///< one line on a complete result
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void arrange();
+    void showfigures(const std::vector<SurfaceCell> &cells);
+
+    const Scan &scan;
+    QWidget *above;
+    QTimer looks;           ///< while a run is on
+    QElapsedTimer begun;    ///< of the run
+    QElapsedTimer lastgood; ///< since `goodreads` last changed
+    std::uint64_t goodreads = 0;
+    bool ison = false;
+    bool testing = false;
+    double elapsed = -1; ///< seconds of the run; negative: none
+};
