@@ -24,12 +24,12 @@ void setmodel(char *model, std::string_view text)
     text.copy(model, modelsize - 1);
 }
 
-// The length in bytes of a sector; that of most disks if it is not known.
-std::uint32_t sectorlength(const std::string &path)
+// Whether a disk gets a GUID partition table: by the geometry that plan and commit work on.
+bool getsguidtable(void *handle)
 {
-    const DiskHandle disk(path.c_str());
-    std::uint32_t bytes = 0;
-    return disk && platform::device(disk.get()).sectorsize(bytes).ok() && bytes > 0 ? bytes : 512;
+    geom geometry;
+    get_geometry(handle, &geometry);
+    return geometry.totalsectors > maxmbrsectors;
 }
 
 } // namespace
@@ -63,7 +63,6 @@ void getallhdinfo(std::vector<DISKINFO> &list)
         info.runningos =
             systemmodels.contains(info.model) ||
             std::find(systempaths.begin(), systempaths.end(), name) != systempaths.end();
-        info.guidtable = bytes / sectorlength(name) > maxmbrsectors;
         std::string user;
         if (platform::backend().inuse(name, user, info.claimable).ok())
             user.copy(info.inuse, sizeof info.inuse - 1);
@@ -73,7 +72,9 @@ void getallhdinfo(std::vector<DISKINFO> &list)
                      std::string_view(name).substr(slash == std::string::npos ? 0 : slash + 1));
         }
         name.copy(info.devicepath, sizeof info.devicepath - 1);
-        info.identity = readidentity(DiskHandle(name.c_str()).get(), name);
+        const DiskHandle disk(name.c_str());
+        info.guidtable = getsguidtable(disk.get());
+        info.identity = readidentity(disk.get(), name);
         list.push_back(info);
     }
 }

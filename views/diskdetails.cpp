@@ -1,5 +1,7 @@
 #include "views/diskdetails.h"
 
+#include "views/partname.h"
+
 #include <QStringList>
 
 #include <cstdint>
@@ -10,11 +12,6 @@ namespace
 QString shown(const std::string &text)
 {
     return onerow(QString::fromStdString(text));
-}
-
-QString gigabytes(std::uint64_t bytes)
-{
-    return QString::number(static_cast<double>(bytes) / 1e9, 'f', 1) + " GB";
 }
 
 } // namespace
@@ -44,9 +41,13 @@ QString disktext(const DISKINFO &disk)
                  (identity.serial.empty() ? QString("not known") : shown(identity.serial)));
     QString lengths =
         identity.bytes == 0 ? QString("Length not known") : QString("%1 bytes").arg(identity.bytes);
+    const QString size = sizetext(static_cast<double>(identity.bytes));
+    if (size.endsWith("TB"))
+        lengths += " (" + size + ")";
     if (identity.bytespersector != 0)
         lengths += QString(", sectors of %1 bytes").arg(identity.bytespersector);
     lines.append(lengths);
+    lines.append(disk.guidtable ? "Gets a GUID partition table" : "Gets a master boot sector");
     if (disk.runningos)
         lines.append("Refused: the running system is on it, or on a disk of this model");
     else if (disk.inuse[0] != '\0')
@@ -69,7 +70,7 @@ QString contentstext(const platform::Status &status, const platform::DiskContent
                              : QString("Partition table: %1").arg(shown(contents.table))};
     for (const auto &volume : contents.volumes) {
         QString line = volume.number > 0 ? QString("%1: ").arg(volume.number) : QString();
-        line += gigabytes(volume.bytes) + ", ";
+        line += sizetext(static_cast<double>(volume.bytes)) + ", ";
         if (!volume.readable)
             line += "could not be read";
         else

@@ -11,7 +11,7 @@
 QString onerow(const QString &text);
 
 /// Which disk this is, a line each: node, bus, vendor and model; serial number; exact length and
-/// sector length; why it is refused, if it is.
+/// sector length; the kind of table that it gets; why it is refused, if it is.
 QString disktext(const DISKINFO &disk);
 /// What a disk holds, or why that is not known, as `Backend::contents` has answered.
 QString contentstext(const platform::Status &status, const platform::DiskContents &contents);

@@ -1,5 +1,6 @@
 #include "views/partitem.h"
 
+#include "core/geom.h"
 #include "views/blockpaint.h"
 #include "views/diagramlayout.h"
 #include "views/partname.h"
@@ -49,8 +50,16 @@ void PartItem::contextMenuEvent(QGraphicsSceneContextMenuEvent *event)
 
 QString PartItem::toolTip() const
 {
-    return QString("Start:%1GB\nStop:%2GB\nSize:%3GB")
-        .arg(gbtext(part->start), gbtext(part->stop), gbtext(part->size));
+    QString text = QString("Start:%1GB\nStop:%2GB\nSize:%3GB")
+                       .arg(gbtext(part->start), gbtext(part->stop), gbtext(part->size));
+    const auto position = [](std::uint64_t cylinder) {
+        return sizetext(static_cast<double>(cylinder * g.bytespercyl));
+    };
+    const QString first = position(part->start);
+    const QString last = position(part->stop);
+    if (last.endsWith("TB"))
+        text += first == last ? "\nAt " + first : '\n' + first + " to " + last;
+    return text;
 }
 
 namespace

@@ -7,6 +7,13 @@ QString gbtext(std::uint64_t cylinders)
     return QString::number(cylinderstogb(cylinders, g), 'f', 1);
 }
 
+QString sizetext(double bytes)
+{
+    const bool large = bytes >= 1000 * bytespergb;
+    return QString::number(bytes / (large ? 1000 * bytespergb : bytespergb), 'f', 1) +
+           (large ? " TB" : " GB");
+}
+
 std::optional<double> readgb(const QString &text)
 {
     bool ok = false;

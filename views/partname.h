@@ -10,6 +10,9 @@
 /// `cylinders` of the current geometry in GB, one decimal.
 QString gbtext(std::uint64_t cylinders);
 
+/// A number of bytes in GB, in TB from 1000 GB on: "45.0 GB", "2.7 TB".
+QString sizetext(double bytes);
+
 /// A number of GB as a user types it, with a point or a comma; nothing for what is no number.
 std::optional<double> readgb(const QString &text);
 

@@ -65,10 +65,6 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
         keepindicatorvisible(row);
         row->setEnabled(!alldisks[i].runningos &&
                         (alldisks[i].inuse[0] == '\0' || alldisks[i].claimable));
-        row->setToolTip(
-            QString("%1 TB, gets a %2")
-                .arg(static_cast<double>(alldisks[i].sizemb) / 1e6, 0, 'f', 1)
-                .arg(alldisks[i].guidtable ? "GUID partition table" : "master boot sector"));
         addrestoremenu(row, alldisks[i]);
         diskgroup->addButton(row, static_cast<int>(i));
         // No wider than its text, since the rest of a row does not take a click.

@@ -48,7 +48,7 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
     add("locked", 1 << 30)->opens = false;
     addata("silent", "X")->identity.reset(); // it has an identity, but refuses it
     add("/dev/plain", maxmbrsectors * 512)->inuse = "";
-    add("huge", (maxmbrsectors + 1) * 512);
+    add("huge", (maxmbrsectors + 255 * 63) * 512);
     const auto longsectors = add("long", maxmbrsectors * 4096, 4096);
     longsectors->sectorsize = 4096;
     add(std::string(199, 'p'), 1 << 30);
@@ -62,7 +62,7 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
                        disk.inuse + (disk.runningos ? "!" : "") + (disk.guidtable ? "guid" : ""));
     EXPECT_EQ(rows, (std::vector<std::string>{
                         "SPINNER2000XL 500000 mounted at /" + std::string(187, 'm'),
-                        "ven_Acme-prod_Box-rev_1.0 9 ", "plain 2199023 ", "huge 2199023 guid",
+                        "ven_Acme-prod_Box-rev_1.0 9 ", "plain 2199023 ", "huge 2199031 guid",
                         "long 17592186 ", std::string(79, 'p') + " 1073 ", "size1 24 ", "size2 7 ",
                         "size3 6 ", "size4 0 "}));
     EXPECT_TRUE(list()[1].devicepath == usb && list()[5].devicepath == std::string(199, 'p'));

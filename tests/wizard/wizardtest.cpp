@@ -77,24 +77,26 @@ TEST_F(Wizard, RowsTellWhatTheDisksHold)
                         {5, 0, 100'000'000, "", "", true},
                         {6, 0, 0, "", "", false}};
     for (int i = 0; i < 4; ++i)
-        bench.adddisk(4)->sectorsize = 512;
+        bench.adddisk(i < 2 ? 4 : 364'801, i < 2 ? 2 : 255, i < 2 ? 25 : 63)->sectorsize = 512;
     bench.backend.disks[0]->description = description;
     bench.backend.disks[0]->contents = contents;
     bench.backend.disks[1]->contents.emplace();
     bench.backend.disks[1]->inuse = "mounted at /x";
     bench.backend.disks[2]->contents =
-        platform::DiskContents{"", {{0, 0, 102'400, "xfs", "", true}}};
+        platform::DiskContents{"", {{0, 0, 3'000'590'369'280, "xfs", "", true}}};
     bench.open();
     const char *const rows[] = {
         "sim0, USB, <b>M\nSerial number: S1\n102400 bytes, sectors of 512 bytes\n"
-        "Partition table: dos\n1: 5.0 GB, ext4, \"my?data\"\n5: 0.1 GB, no known file system\n"
+        "Gets a master boot sector\nPartition table: dos\n1: 5.0 GB, ext4, \"my?data\"\n5: 0.1 GB, "
+        "no known file system\n"
         "6: 0.0 GB, could not be read",
-        "sim1\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nRefused, in use: "
-        "mounted at /x\nIt holds no partition table and no known file system.",
-        "sim2\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nWithout a partition "
-        "table:\n0.0 GB, xfs",
-        "sim3\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nWhat it holds can not "
-        "be told here."};
+        "sim1\nSerial number: not known\n102400 bytes, sectors of 512 bytes\nGets a "
+        "master boot sector\nRefused, in use: mounted at /x\nIt holds no partition table and no "
+        "known file system.",
+        "sim2\nSerial number: not known\n3000590369280 bytes (3.0 TB), sectors of 512 bytes\nGets "
+        "a GUID partition table\nWithout a partition table:\n3.0 TB, xfs",
+        "sim3\nSerial number: not known\n3000590369280 bytes (3.0 TB), sectors of 512 bytes\nGets "
+        "a GUID partition table\nWhat it holds can not be told here."};
     for (int i = 0; i < 4; ++i) {
         const QAbstractButton *row = bench.selectpage()->diskgroup->button(i);
         WizardBench::wait([row] { return !row->accessibleDescription().contains("being read"); });
