@@ -47,8 +47,13 @@ DiskIdentity readidentity(void *handle, std::string_view devicepath)
     return identity;
 }
 
-DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal)
+DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal, std::string *where)
 {
+    const auto foundat = [where](const std::string &path) {
+        if (where)
+            *where = path;
+    };
+    foundat(chosen.devicepath);
     refusal = "Can not open the disk.\n";
     platform::Status status;
     DiskHandle disk(platform::open(chosen.devicepath, platform::Access::readwrite, &status));
@@ -74,8 +79,10 @@ DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal)
         if (!looked || !whynot(chosen.identity, looked, path).empty())
             continue;
         DiskHandle found(path.c_str());
-        if (found && whynot(chosen.identity, found, path).empty())
+        if (found && whynot(chosen.identity, found, path).empty()) {
+            foundat(path);
             return found;
+        }
     }
     return disk;
 }

@@ -46,7 +46,8 @@ DiskIdentity readidentity(void *handle, std::string_view devicepath);
 /// Opens the chosen disk for reading and writing; the one way to it once it was chosen. If another
 /// disk is behind its node now, that one is left alone, and the chosen disk is looked for under all
 /// other nodes. None open: `refusal` says so to the user, with the reason on a line of its own.
-DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal);
+/// `where`, if it isn't null, becomes the path by which it was opened.
+DiskHandle openchosen(const DISKINFO &chosen, std::string &refusal, std::string *where = nullptr);
 /// Why the last transfer or claim on a handle failed, a sentence for the user: who uses the disk,
 /// or what the system says.
 std::string failurereason(void *handle);

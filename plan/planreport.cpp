@@ -82,7 +82,16 @@ bool indiskorder(const std::vector<EXTPART> &entries)
 PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry)
 {
     PARTRESULT result;
+    const bool guidtable = geometry.totalsectors > maxmbrsectors;
+    int top = 0;
+    // in a GUID table they count on; else their numbers begin behind those of the table
+    int logical = 4;
     for (const EXTPART &entry : entries) {
+        if (!guidtable || entry.kind != 'e') {
+            const int number = !guidtable && entry.kind == 'l' ? ++logical : ++top;
+            if (entry.kind != 'e')
+                result.created.push_back({number, entry.systype});
+        }
         result.report += reportline(entry, geometry);
         ++(entry.kind == 'p'   ? result.primarycount
            : entry.kind == 'e' ? result.extendedcount

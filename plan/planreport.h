@@ -2,9 +2,11 @@
 
 #include "core/tlcore.h"
 #include "plan/extpart.h"
+#include "platform/formatcommands.h"
 
 #include <QString>
 
+#include <string>
 #include <vector>
 
 /// What of a commit's tables was read back from the disk as written.
@@ -26,6 +28,8 @@ struct PARTRESULT {
                              ///< ascend on the disk
     OnDisk ondisk = OnDisk::whole;
     int usablelogicals = 0; ///< for `OnDisk::part`: logical disks in front of the first lost one
+    std::vector<platform::NewPartition> created; ///< all but the extended entry
+    std::string devicepath;                      ///< under which the disk was written
 };
 
 /// The plan's entries in sectors, in the order given. `index` is the entry's position.

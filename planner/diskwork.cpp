@@ -108,7 +108,9 @@ bool DiskPartition::carryout(Commit &commit, const DISKINFO &disk, const QString
     if (ends(commit.refusal()))
         return false;
     std::string refusal;
-    DiskHandle handle = job.run([&] { return openchosen(disk, refusal); });
+    std::string path;
+    DiskHandle handle = job.run([&] { return openchosen(disk, refusal, &path); });
+    partresult.devicepath = path;
     const auto closes = qScopeGuard([&] { job.run([&] { handle.reset(); }); });
     if (ends(handle ? QString() : QString::fromStdString(refusal)) ||
         ends(job.run([&] { return commit.prepare(handle.get(), disk); })))

@@ -130,16 +130,6 @@ void LastPage::showmenu(const QPoint &position)
 
 QString LastPage::formatcommands() const
 {
-    const DpWizard *frame = dpwizard(this);
-    std::vector<platform::NewPartition> created;
-    int top = 0;
-    int logical = 4; // their numbers begin behind those of the table
-    for (const EXTPART &entry : frame->planner()->getallparts()) {
-        const int number = entry.kind == 'l' ? ++logical : ++top;
-        if (entry.kind != 'e')
-            created.push_back({number, entry.systype});
-    }
-    const DISKINFO *disk = frame->chosendisk();
-    return disk ? QString::fromStdString(platform::formatcommands(disk->devicepath, created))
-                : QString();
+    const PARTRESULT &result = dpwizard(this)->planner()->partresult;
+    return QString::fromStdString(platform::formatcommands(result.devicepath, result.created));
 }

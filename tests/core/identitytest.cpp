@@ -48,9 +48,10 @@ protected:
     std::string found()
     {
         std::string refusal;
-        const DiskHandle disk = openchosen(chosen, refusal);
+        std::string where;
+        const DiskHandle disk = openchosen(chosen, refusal, &where);
         const DiskIdentity now = readidentity(disk.get(), "");
-        return disk ? now.serial + "@" + now.instance : refusal.substr(23);
+        return disk ? now.serial + "@" + now.instance + " " + where : refusal.substr(23);
     }
 
     DISKINFO chosen;
@@ -101,7 +102,7 @@ TEST_F(Identity, TheDiskIsFoundUnderAnotherNode)
     chosen = list.at(0);
     describe(*first, "S2||i4");
     describe(*second, "S1||i5");
-    EXPECT_EQ(found(), "S1@i5");
+    EXPECT_EQ(found(), "S1@i5 sdc");
     describe(*second, "S3||i6");
     EXPECT_EQ(found(), "It is not there, but another disk in its place. Its serial number is S2, "
                        "that of the chosen disk is S1.");

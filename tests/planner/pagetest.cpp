@@ -190,6 +190,15 @@ Logical Disk,start=110.1GB,stop=120.0GB,size=9.9GB,type=NTFS,Inactive
 )");
     EXPECT_TRUE(result.primarycount == 2 && result.extendedcount == 1 && result.logicalcount == 2);
     EXPECT_TRUE(result.indiskorder);
+    const auto numbers = [&entries](const geom &geometry) {
+        std::string text;
+        for (const platform::NewPartition &one : buildresult(entries(), geometry).created)
+            text += std::to_string(one.number) + " ";
+        return text;
+    };
+    geom large = g;
+    large.totalsectors = maxmbrsectors + 1;
+    EXPECT_EQ(numbers(g) + "| " + numbers(large), "1 3 5 6 | 1 2 3 4 ");
 
     // rows out of order among the logical disks, and no size below nothing for the extended entry
     page.treemodel->downRow(page.treemodel->findpart(page.extparts[1]));

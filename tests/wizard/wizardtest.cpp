@@ -161,7 +161,7 @@ TEST_F(Wizard, ThePagesHandTheNextButtonOn)
     EXPECT_EQ(stands(bench.click(back, back)), "0 (back) next (cancel)");
     EXPECT_EQ(stands(bench.click(next)), "1 back skip prev next cancel");
 
-    bench.planner()->partresult = {"", 4, 1, 2, false};
+    bench.planner()->partresult = {"", 4, 1, 2, false, OnDisk::whole, 0, {}, {}};
     bench.lastpage()->initializePage();
     EXPECT_EQ(bench.lastpage()->headlabel->text(),
               "Created 4 primary partitions,1 primary extended partition, and 2 logical disks. The "
