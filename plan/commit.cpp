@@ -15,7 +15,9 @@
 namespace
 {
 
-constexpr int maxfaultlines = 10;
+constexpr std::size_t maxfaultlines = 10;
+// What systems read of a disk at least, in bytes: one bad sector loses them all that is in it.
+constexpr std::uint64_t readunit = 4096;
 constexpr char gonetext[] = "The disk does not answer any more.";
 constexpr char noplacetext[] =
     "No sector of the disk's first two tracks takes the partition table.";
@@ -27,70 +29,14 @@ constexpr char searchedtext[] =
     "\nThe search has overwritten sectors at the disk's start; the context menu of "
     "the disk on the first page puts them back.";
 
-// Lines about the sectors of a GUID table that are not on the disk as written, one for each kind.
-QString lostguidlines(const std::vector<SectorImage> &missing)
-{
-    const auto lost = [&missing](ImageKind kind) {
-        return std::any_of(missing.begin(), missing.end(),
-                           [kind](const SectorImage &image) { return image.kind == kind; });
-    };
-    QString lines;
-    if (lost(ImageKind::gptheader) || lost(ImageKind::gptarray))
-        lines +=
-            QString("The partition table at the disk's start is not on the disk as written. ") +
-            (lost(ImageKind::gptbackup)
-                 ? "None of the partitions can be used.\n"
-                 : "Systems may use its copy at the disk's end. Go Back and write again.\n");
-    else if (lost(ImageKind::gptbackup))
-        lines += "The copy of the partition table at the disk's end is not on the disk as written. "
-                 "The partitions can be used, but tools will report the missing copy.\n";
-    if (lost(ImageKind::mbr))
-        lines += "The protective partition table in sector 0 is not on the disk as written: "
-                 "systems may not find the partitions.\n";
-    return lines;
-}
-
-// A line about a sector that is not on the disk as written.
-QString lostline(const SectorImage &image, int logical)
-{
-    switch (image.kind) {
-    case ImageKind::mbr:
-        return QString("The partition table in sector %1 is not on the disk as written: none of "
-                       "the partitions can be used. Go Back and write again; another sector is "
-                       "then searched for it.\n")
-            .arg(image.sector);
-    case ImageKind::scanrecord:
-        return QString("The scan result in sector %1 is not on the disk as written. The "
-                       "partitions are not affected, but a later run can not fall back "
-                       "on it.\n")
-            .arg(image.sector);
-    case ImageKind::ebr:
-        return QString("The boot record of logical disk %1 in sector %2 is not on the disk as "
-                       "written: this logical disk and those listed behind it can not be used. Go "
-                       "Back, give its block up, and write again.\n")
-            .arg(logical)
-            .arg(image.sector);
-    case ImageKind::cleared:
-        return QString("The header of an old GUID partition table in sector %1 could not be "
-                       "cleared. Tools may report it.\n")
-            .arg(image.sector);
-    case ImageKind::gptheader:
-    case ImageKind::gptarray:
-    case ImageKind::gptbackup:
-    case ImageKind::kept:
-        break;
-    }
-    return {};
-}
-
 } // namespace
 
 QString planfaulttext(const std::vector<PARTFAULT> &faults)
 {
     QStringList lines;
-    const int count = static_cast<int>(faults.size());
-    for (int i = 0; i < std::min(count, maxfaultlines); ++i)
-        lines.append(QString::fromStdString(faults[static_cast<std::size_t>(i)].text));
+    const std::size_t count = faults.size();
+    for (std::size_t i = 0; i < std::min(count, maxfaultlines); ++i)
+        lines.append(QString::fromStdString(faults[i].text));
     if (count > maxfaultlines)
         lines.append(QString("\u2026 and %1 more").arg(count - maxfaultlines));
     return lines.join('\n');
@@ -100,6 +46,7 @@ Commit::Commit(const geom &disk, std::vector<SEG> raw, std::vector<PART> plan, b
     : geometry(disk), segs(std::move(raw)), parts(std::move(plan)),
       signature(static_cast<std::uint32_t>(std::time(nullptr))),
       guidtable(disk.totalsectors > maxmbrsectors), disksectors(disk.totalsectors),
+      unitsectors(std::max<std::uint64_t>(readunit / disk.bytespersector, 1)),
       searchlimit(std::min<std::uint64_t>(2ULL * disk.sectorspertrack, disk.totalsectors))
 {
     if (guidtable) {
@@ -113,6 +60,8 @@ Commit::Commit(const geom &disk, std::vector<SEG> raw, std::vector<PART> plan, b
         std::find_if(segs.begin(), segs.end(), [](const SEG &seg) { return seg.isbad == 0; });
     if (good != segs.end())
         fallback = good->firstsector(geometry.sectorspercyl);
+    if (guidtable && fallback != nosector)
+        fallback = (fallback + unitsectors - 1) / unitsectors * unitsectors;
     searching = search || good != segs.begin();
 }
 
@@ -234,7 +183,8 @@ void Commit::findstaleheaders(void *handle)
 }
 
 // Sectors 0 and 1 must take what is written to them. The entries go to the first run of sectors
-// that do, or else to the first good segment; the scan record to the first such sector behind them.
+// that do, in whole units or in their usual place, or else to the first good segment; the scan
+// record to the first such sector behind them.
 QString Commit::searchguidtable(void *handle)
 {
     chosen = entriesat(2);
@@ -262,8 +212,8 @@ QString Commit::searchguidtable(void *handle)
             chosen.scanrecord = sector;
         } else {
             run = good ? run + 1 : 0;
-            if (run == length)
-                chosen.array = sector + 1 - length;
+            if (run >= length && (sector + 1) % unitsectors == 0)
+                chosen.array = run + 1 == sector ? 2 : sector + 1 - length;
         }
     }
     if (searching && next < 2)
@@ -314,47 +264,34 @@ void Commit::readback(void *handle)
 {
     missing = tables.readback(handle);
     gone = !missing.empty() && !diskpresent(handle);
+    if (gone)
+        return;
+    findneighbours(handle);
+    leftuses = wholediskuses(handle, disksectors, geometry.bytespersector);
 }
 
-void Commit::report(PARTRESULT &result) const
+// The tables' sectors that are lost to a system for a bad sector in the same unit, the first of
+// each unit.
+void Commit::findneighbours(void *handle)
 {
-    g = geometry;
-    firstgoodsector = chosen.mbr;
-    secondgoodsector = chosen.scanrecord;
-    publishtables(tables);
-    if (gone) {
-        result.ondisk = OnDisk::unknown;
-        return;
+    std::set<std::uint64_t> seen;
+    for (const SectorImage &image : tables.images()) {
+        const std::uint64_t first = image.sector / unitsectors * unitsectors;
+        const bool istable =
+            image.kind != ImageKind::scanrecord && image.kind != ImageKind::cleared;
+        const bool islost =
+            std::ranges::find(missing, image.sector, &SectorImage::sector) != missing.end();
+        if (unitsectors == 1 || !istable || islost || !seen.insert(first).second)
+            continue;
+        std::vector<std::uint8_t> unit(std::min(unitsectors, disksectors - first) *
+                                       geometry.bytespersector);
+        const platform::Transfer transfer = platform::device(handle).read(
+            first * geometry.bytespersector, unit.data(), unit.size());
+        if (transfer.status.ok() && transfer.bytes == unit.size())
+            continue;
+        if (image.kind == ImageKind::gptbackup)
+            copybesidebad = true;
+        else
+            besidebad.push_back(image.sector);
     }
-    if (guidtable) {
-        const auto count = std::count_if(parts.begin(), parts.end(), [](const PART &part) {
-            return part.kind == 'p' || part.kind == 'l';
-        });
-        result.report += QString("They are %1 entries of a GUID partition table, since the disk "
-                                 "has more sectors than a master boot sector can address.\n")
-                             .arg(count);
-        result.report += lostguidlines(missing);
-        for (const SectorImage &image : missing) {
-            if (image.kind != ImageKind::scanrecord && image.kind != ImageKind::gptbackup)
-                result.ondisk = OnDisk::notable;
-        }
-    }
-    if (chosen.scanrecord == nosector)
-        result.report += "No sector was found for the scan result. The partitions are not "
-                         "affected, but a later run can not fall back on it.\n";
-    for (const SectorImage &image : missing) {
-        const auto end = tables.parts().begin() + std::max(image.part + 1, 0);
-        const auto logical = static_cast<int>(std::count_if(
-            tables.parts().begin(), end, [](const PART &part) { return part.kind == 'l'; }));
-        if (!guidtable || image.kind == ImageKind::scanrecord)
-            result.report += lostline(image, logical);
-        if (image.kind == ImageKind::mbr) {
-            result.ondisk = OnDisk::notable;
-        } else if (image.kind == ImageKind::ebr && result.ondisk == OnDisk::whole) {
-            result.ondisk = OnDisk::part;
-            result.usablelogicals = logical - 1;
-        }
-    }
-    if (missing.size() == tables.images().size())
-        result.ondisk = OnDisk::nothing;
 }

@@ -2,6 +2,7 @@
 
 #include "core/gpt.h"
 #include "core/tables.h"
+#include "core/wholedisk.h"
 #include "plan/planreport.h"
 #include "plan/tablebackup.h"
 
@@ -49,9 +50,10 @@ public:
     [[nodiscard]] QString search(void *handle);
     /// Disk: writes the tables and tells the system.
     [[nodiscard]] QString write(void *handle);
-    /// Disk: reads them back.
+    /// Disk: reads them back, and looks for what an earlier use of the whole disk has left.
     void readback(void *handle);
-    /// Adds to the result what is on the disk, and sets the globals of core/part.h.
+    /// Adds to the result what is on the disk, and sets the globals of core/part.h. The commands
+    /// that it names are for the result's `devicepath`.
     void report(PARTRESULT &result) const;
 
 private:
@@ -61,6 +63,7 @@ private:
     [[nodiscard]] TableSectors entriesat(std::uint64_t sector) const;
     [[nodiscard]] QString searchguidtable(void *handle);
     void findstaleheaders(void *handle);
+    void findneighbours(void *handle);
 
     geom geometry;
     std::vector<SEG> segs;
@@ -72,13 +75,17 @@ private:
     std::uint64_t disksectors;        ///< length of the disk, which may end behind the plan
     std::vector<std::uint64_t> stale; ///< GUID headers that the master boot sector replaces
     bool searching;
-    std::uint64_t searchlimit;             ///< first sector behind the search
+    std::uint64_t unitsectors; ///< what systems read at once: aligned runs of so many sectors
+    std::uint64_t searchlimit; ///< first sector behind the search
     std::uint64_t fallback = nosector;     ///< first sector of the first good segment
     std::vector<std::uint64_t> candidates; ///< sectors of the search that could be read
     TableBackup before;
     QString doubt;
     Tables tables;
     TableSectors chosen;
-    std::vector<SectorImage> missing; ///< not on the disk as written
-    bool gone = false;                ///< the disk did not answer the reading back
+    std::vector<SectorImage> missing;     ///< not on the disk as written
+    std::vector<std::uint64_t> besidebad; ///< sectors of the tables in units that can't be read
+    bool copybesidebad = false;           ///< the same of the copy at the disk's end
+    WholeDiskUses leftuses;               ///< what the tables have not overwritten
+    bool gone = false;                    ///< the disk did not answer the reading back
 };

@@ -124,7 +124,11 @@ QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> 
     QString text = QString("%1 %2 on %3 of %4 GB; %5 GB lost to damage and its margins.")
                        .arg(QString::number(count), count == 1 ? "partition" : "partitions",
                             gb(used), gb(whole), gb(bad));
-    if (count > 60)
+    if (geometry.totalsectors > maxmbrsectors)
+        text += count > 128 ? " More than 128 partitions: a GUID partition table has no room for "
+                              "them."
+                            : "";
+    else if (count > 60)
         text += " More than 60 partitions: some tools can't read them all.";
     else if (count > 15)
         text += " More than 15 partitions: some systems give no names to the rest.";

@@ -2,20 +2,15 @@
 
 #include "platform/linux/descriptor.h"
 #include "platform/linux/errors.h"
+#include "platform/linux/probe.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
-#include <type_traits>
 
 #include <fcntl.h>
 #include <unistd.h>
-
-#ifdef QUARN_BLKID
-#include <blkid/blkid.h>
-#endif
 
 namespace platform
 {
@@ -28,27 +23,6 @@ namespace
 /// Unit of libblkid's offsets and sizes, whatever the disk's sector length.
 constexpr std::uint64_t blkidsector = 512;
 constexpr int maxpartitions = 128;
-
-struct FreeProbe {
-    void operator()(blkid_probe probe) const { blkid_free_probe(probe); }
-};
-using Probe = std::unique_ptr<std::remove_pointer_t<blkid_probe>, FreeProbe>;
-
-std::string value(blkid_probe probe, const char *name)
-{
-    const char *text = nullptr;
-    return blkid_probe_lookup_value(probe, name, &text, nullptr) == 0 ? text : std::string();
-}
-
-/// A probe of a range of bytes; null on failure. 0 bytes: to the end of the disk.
-Probe probeof(int descriptor, std::uint64_t offset, std::uint64_t bytes)
-{
-    Probe probe(blkid_new_probe());
-    if (probe && blkid_probe_set_device(probe.get(), descriptor, static_cast<blkid_loff_t>(offset),
-                                        static_cast<blkid_loff_t>(bytes)) != 0)
-        return nullptr;
-    return probe;
-}
 
 /// Whether the first sectors of a range can be read. libblkid takes a range that fails for empty.
 bool isreadable(int descriptor, std::uint64_t offset)

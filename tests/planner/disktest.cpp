@@ -1,4 +1,5 @@
 #include "plan/tablebackup.h"
+#include "platform/signatures.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
 
@@ -180,6 +181,21 @@ TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
     const QString ordinary = commit();
     EXPECT_EQ(ordinary.count('\n'), 5);
     EXPECT_TRUE(story.startsWith("Created 0") && story.contains("|Partition data has been"));
+    // Sectors 2 and 7 belong to no table, so that swap on the whole disk is still there.
+    QByteArray page(4096, '\0');
+    page[1024] = page[1028] = 1; // version and last page
+    page.replace(4086, 10, "SWAPSPACE2");
+    ASSERT_TRUE(disk->store->save(1024, page.constData() + 1024, 3072));
+    const QString withsign = commit();
+    if (!platform::signatures({{0, {page.begin(), page.end()}}}, disk->bytes, 512).empty()) {
+        EXPECT_TRUE(withsign.startsWith(ordinary + "The disk still has signatures") &&
+                    withsign.endsWith("\nwipefs --all --types swap sim0\n"))
+            << withsign.toStdString();
+        disk->faults->unreadable.add(1000); // wipefs would not get past it
+        EXPECT_TRUE(commit().endsWith("=sim0 bs=512 seek=7 count=1 oflag=direct\n"));
+        *disk->faults = {};
+    }
+    ASSERT_TRUE(disk->store->save(1024, QByteArray(3072, '\0').constData(), 3072));
     // The first record lies behind the track of the master boot sector.
     disk->faults->lying.add(20 * 32);
     disk->faults->unwritable.add(1);

@@ -156,6 +156,9 @@ TEST(PlannerPage, NoteFollowsThePlan)
         page.splitpart(parts);
         EXPECT_EQ(notes({}).section("margins.", 1), warning);
     }
+    g.totalsectors = maxmbrsectors + 1;
+    EXPECT_TRUE(plansummary(std::vector<EXTPART>(128), {}, g).endsWith("margins."));
+    EXPECT_TRUE(plansummary(std::vector<EXTPART>(129), {}, g).endsWith("has no room for them."));
     makeplan(page, "b0-9 u10-19");
     notes({begins});
     makeplan(page, "l0-9 p10-19 l20-29 b30-39 p40-49 u50-59");
