@@ -79,6 +79,28 @@ void getallhdinfo(std::vector<DISKINFO> &list)
     }
 }
 
+std::vector<UnlistedDisk> unlisteddisks(const std::vector<DISKINFO> &list)
+{
+    std::vector<std::string> present;
+    static_cast<void>(platform::backend().listdisks(present));
+    std::vector<UnlistedDisk> unlisted;
+    for (const std::string &path : present) {
+        if (std::any_of(list.begin(), list.end(),
+                        [&](const DISKINFO &disk) { return disk.devicepath == path; }))
+            continue;
+        platform::Status status = platform::Status::success();
+        bool removable = false;
+        const DiskHandle disk(platform::open(path.c_str(), platform::Access::readwrite, &status));
+        std::string reason = "it does not tell what it is";
+        if (!disk)
+            reason = platform::reasontext(status);
+        else if (platform::device(disk.get()).removable(removable).ok() && removable)
+            reason = "removable medium";
+        unlisted.push_back({path.substr(0, path.find('#')), reason});
+    }
+    return unlisted;
+}
+
 int getalldevicenames(std::vector<std::string> &names)
 {
     std::vector<std::string> present;

@@ -68,6 +68,13 @@ struct DISKINFO {
 
 /// Appends one record for each usable disk, in the system's order. An empty list: none found.
 void getallhdinfo(std::vector<DISKINFO> &list);
+/// A disk that is present, but not usable.
+struct UnlistedDisk {
+    std::string node;   ///< under which the system knows it
+    std::string reason; ///< a phrase for the user, or the system's own words
+};
+/// The present disks that are not in `list`, in the system's order.
+std::vector<UnlistedDisk> unlisteddisks(const std::vector<DISKINFO> &list);
 /// Appends the path of each present disk that opens and is not removable: 0, or 1 without a list.
 int getalldevicenames(std::vector<std::string> &names);
 /// Fills `model` (80 bytes): 0, -1 if the path can't be opened, -3 if the identity failed.

@@ -20,7 +20,6 @@
 
 #include <algorithm>
 #include <string>
-#include <system_error>
 
 // The pictures lie in a static library, where nothing else asks for them.
 static void loadresources()
@@ -43,7 +42,11 @@ QString diskrowtext(const DISKINFO &disk)
 
 SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
 {
-    DiskJob(nullptr, "Looking for hard disks...").run([this] { getallhdinfo(alldisks); });
+    std::vector<UnlistedDisk> unlisted;
+    DiskJob(nullptr, "Looking for hard disks...").run([&] {
+        getallhdinfo(alldisks);
+        unlisted = unlisteddisks(alldisks);
+    });
 
     pagelayout = new QVBoxLayout(this);
     infolabel = new QLabel(tr("The following hard disks are detected. Select one to proceed."));
@@ -74,10 +77,14 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
     diskbox->setLayout(disklayout);
     connect(diskgroup, &QButtonGroup::idClicked, this, &SelectDiskPage::selectdisk);
     diskbox->setAccessibleName("Hard disks");
-    diskbox->setToolTip(
-        QString("Not listed: removable media, and disks that this program may not open (\"%1\").")
-            .arg(QString::fromStdString(
-                std::make_error_code(std::errc::permission_denied).message())));
+    QStringList unlistednames;
+    for (const UnlistedDisk &disk : unlisted)
+        unlistednames.append(onerow(QString::fromStdString(disk.node + ": " + disk.reason)));
+    QString why = "Not listed are removable media, and disks that can not be opened.";
+    if (!unlistednames.isEmpty())
+        why = "Not listed:\n" + unlistednames.join("\n");
+    diskbox->setToolTip(tooltipof(why));
+    diskbox->setAccessibleDescription(why);
     auto *scroller = new QScrollArea; // a machine may have more disks than a window has rows
     scroller->setWidget(diskbox);
     scroller->setWidgetResizable(true);

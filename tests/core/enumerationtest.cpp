@@ -67,6 +67,14 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
                         "size3 6 ", "size4 0 "}));
     EXPECT_TRUE(list()[1].devicepath == usb && list()[5].devicepath == std::string(199, 'p'));
 
+    // what is left out is named, with the reason
+    std::string left;
+    for (const UnlistedDisk &disk : unlisteddisks(list()))
+        left += disk.node.substr(0, 6) + ": " + disk.reason + "\n";
+    EXPECT_EQ(left, "stick: removable medium\nlocked: " + reasontext({Fault::denied, 0}) +
+                        "\nsilent: it does not tell what it is\nqqqqqq: it does not tell what it "
+                        "is\n");
+
     backend.listfails = true;
     std::vector<std::string> names;
     EXPECT_EQ(getalldevicenames(names), 1);
