@@ -14,16 +14,22 @@
 namespace
 {
 
-QString gb(std::uint64_t bytes)
+// "0.4 of 1.9 GB", or in MB where tenths of a GB would hardly move.
+QString amounts(std::uint64_t done, std::uint64_t total)
 {
-    return QString::number(static_cast<double>(bytes) / bytespergb, 'f', 1);
+    const bool small = static_cast<double>(total) < 10 * bytespergb;
+    const double unit = bytespergb / (small ? 1000 : 1);
+    const auto amount = [unit, small](std::uint64_t bytes) {
+        return QString::number(static_cast<double>(bytes) / unit, 'f', small ? 0 : 1);
+    };
+    return QString("%1 of %2 %3").arg(amount(done), amount(total), small ? "MB" : "GB");
 }
 
 } // namespace
 
 QString JobDialog::Bar::text() const
 {
-    return total > 0 ? QString("%1 of %2 GB").arg(gb(done), gb(total)) : QProgressBar::text();
+    return total > 0 ? amounts(done, total) : QProgressBar::text();
 }
 
 void JobDialog::Bar::initStyleOption(QStyleOptionProgressBar *option) const
