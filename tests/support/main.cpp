@@ -1,4 +1,5 @@
-#include <QApplication>
+#include "tests/support/testapplication.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QTemporaryDir>
@@ -28,7 +29,7 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     defaulthandler = qInstallMessageHandler(dropnoise);
     ::testing::InitGoogleTest(&argc, argv);
-    QApplication application(argc, argv);
+    TestApplication application(argc, argv);
     const QFileInfo memory("/dev/shm");
     const QString base =
         memory.isDir() && memory.isWritable() ? memory.filePath() : QDir::tempPath();

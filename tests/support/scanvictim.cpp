@@ -1,6 +1,6 @@
+#include "tests/support/testapplication.h"
 #include "tests/support/wizardbench.h"
 
-#include <QApplication>
 #include <QTimer>
 
 #include <cstdio>
@@ -10,7 +10,7 @@
 // "start <segment>" when the run has started; exits with 0 when the scan is complete.
 int main(int argc, char **argv)
 {
-    QApplication application(argc, argv);
+    TestApplication application(argc, argv);
     WizardBench bench;
     const auto disk = bench.adddisk(1000, 1, 4);
     disk->store = platform::imagestore("image", disk->bytes);
