@@ -536,8 +536,9 @@ TEST_P(LoopDevice, TellsWhatADiskHoldsAndWhoHasItOpen)
         const pid_t child = ::fork();
         if (child == 0) {
             const bool opened = ::open(disk.node.c_str(), flags) >= 0;
-            static_cast<void>(::write(ready[1], opened ? "y" : "n", 1));
-            ::pause();
+            if (::write(ready[1], opened ? "y" : "n", 1) == 1)
+                ::pause();
+            ::_exit(1);
         }
         char opened = 'n';
         EXPECT_TRUE(::read(ready[0], &opened, 1) == 1 && opened == 'y');
