@@ -198,6 +198,27 @@ void Plan::deletepart(EXTPART *part)
     erasepart(extparts, part);
 }
 
+void Plan::deletestretch(const EXTPART &first, const EXTPART &last)
+{
+    const auto isgone = [from = first.start, to = last.start](const EXTPART *part) {
+        return part->start >= from && part->start <= to;
+    };
+    const auto isrow = [this, isgone](const EXTPART *part) {
+        return part != extended.get() && isgone(part);
+    };
+    primarynum -= static_cast<int>(toprows.removeIf(isrow));
+    logicalnum -= static_cast<int>(logicalrows.removeIf(isrow));
+    updateextend();
+    if (logicalrows.isEmpty()) {
+        toprows.removeOne(extended.get());
+        dropextend();
+    }
+    const auto begin = std::find_if(extparts.cbegin(), extparts.cend(), isgone);
+    const auto end = std::find_if_not(begin, extparts.cend(), isgone);
+    qDeleteAll(begin, end);
+    extparts.erase(begin, end);
+}
+
 const QList<EXTPART *> &Plan::rows(Level level) const
 {
     return level == Level::top ? toprows : logicalrows;
@@ -344,6 +365,7 @@ void Plan::dropextend()
 std::vector<EXTPART> Plan::getallparts() const
 {
     std::vector<EXTPART> parts;
+    parts.reserve(static_cast<std::size_t>(toprows.size() + logicalrows.size()));
     for (const QList<EXTPART *> *list : {&toprows, &logicalrows}) {
         for (const EXTPART *part : *list)
             parts.push_back(*part);

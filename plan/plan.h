@@ -218,6 +218,9 @@ private:
     void dropextend();
     /// Takes the ends of the logical rows over into the extended row, whose size is known.
     void followends();
+    /// Takes all blocks from `first` to `last` out of rows and list, and deletes them. Watchers are
+    /// not told: a part of a `WholeChange`.
+    void deletestretch(const EXTPART &first, const EXTPART &last);
     [[nodiscard]] QList<EXTPART *> goodparts() const;
     /// Cuts good blocks above `cmaxcyl` cylinders, passes over those up to `cmincyl`, and hands
     /// each piece to `take`. `cmaxcyl` is at least 1.

@@ -91,7 +91,7 @@ Outcome Plan::combineparts(const QList<EXTPART *> &parts)
         if (parts[i]->start != parts[i - 1]->stop + 1)
             return {false, "not continous parts"};
     }
-    const Change change(*this);
+    const WholeChange change(*this);
     // the largest, the first on the disk among equals
     const EXTPART *largest = *std::min_element(parts.cbegin(), parts.cend(), compareEXTPARTsize);
     EXTPART *joined = partafter(*parts.first(), parts.first()->start, parts.last()->stop);
@@ -99,8 +99,7 @@ Outcome Plan::combineparts(const QList<EXTPART *> &parts)
     joined->kind = largest->kind;
     joined->fillcolor = largest->fillcolor;
     // A result 'p' or 'l' always finds its slot: one of the same kind has just given its row back.
-    for (EXTPART *part : parts)
-        deletepart(part);
+    deletestretch(*parts.first(), *parts.last());
     insertnewpart(joined);
     return {true, {}};
 }
