@@ -46,8 +46,8 @@ void DiskPartition::resizepartdiagram()
 
 void DiskPartition::planclears()
 {
-    for (EXTPART *part : extparts)
-        blockremoved(part);
+    // one by one each would be searched for
+    diagramscene->clear();
 }
 
 void DiskPartition::blockadded(EXTPART *part)
