@@ -71,6 +71,7 @@ int main(int argc, char **argv)
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication application(argc, argv);
     WizardBench bench;
+    bench.dialogs.timer.setInterval(20);
     LargeBlockBackend blocks(bench.backend);
     if (simulated) {
         const auto cylinders = std::strtoull(argv[2], nullptr, 10) * 1'000'000 / (16 * 63 * 512);

@@ -44,8 +44,9 @@ public:
     QList<Seen> seen;
     QList<Seen> takeseen() { return std::exchange(seen, {}); }
 
+    /// Looks for dialogs, all the time. A bench gives it an interval, or measures it along.
+    QTimer timer;
+
 private:
     void look();
-
-    QTimer timer;
 };
