@@ -25,12 +25,13 @@ SurfaceView::SurfaceView(const Scan &shown, QWidget *page, QWidget *lowest)
     figures->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     figures->setTextInteractionFlags(Qt::TextSelectableByMouse);
     figures->setFixedWidth(figures->fontMetrics().horizontalAdvance(ScanFigures::widest));
-    verdict = new QLabel;
+    verdictline = new QLabel;
+    verdictline->setWordWrap(true);
     auto *grid = new QGridLayout(this);
     grid->setContentsMargins({});
     grid->addWidget(map, 0, 0);
     grid->addWidget(figures, 0, 1);
-    grid->addWidget(verdict, 1, 0, 1, 2);
+    grid->addWidget(verdictline, 1, 0, 1, 2);
     grid->setRowStretch(0, 1);
     grid->setColumnStretch(0, 1);
     page->installEventFilter(this);
@@ -92,6 +93,7 @@ void SurfaceView::showall()
     const std::vector<SurfaceCell> cells = scan.surface();
     map->setdisk(scan.diskgeom);
     map->setcells(cells);
+    verdictline->setText(ison ? QString() : verdict(cells, scan.diskgeom, scan.former));
     showfigures(cells);
 }
 

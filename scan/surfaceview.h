@@ -37,9 +37,9 @@ public:
     /// The height that it needs at least, in pixels.
     [[nodiscard]] int leastheight() const { return minimumSizeHint().height(); }
 
-    SurfaceMap *map; ///< the surface
-    QLabel *figures; ///< beside it
-    QLabel *verdict; ///< one line on a complete result
+    SurfaceMap *map;     ///< the surface
+    QLabel *figures;     ///< beside it
+    QLabel *verdictline; ///< one line on a complete result
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
