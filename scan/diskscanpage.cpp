@@ -135,6 +135,8 @@ void DiskScanPage::scan()
 {
     if (phase != Phase::running || job->busy())
         return;
+    // the next tick comes when this segment is done; until then it would only keep a core busy
+    scantimer->setInterval(1000);
     scanprogress->setValue(curseg);
     showplace(0);
     QElapsedTimer clock;
@@ -173,6 +175,7 @@ void DiskScanPage::scan()
             return;
         scantimer->start(0);
     }
+    scantimer->setInterval(0);
     if (curseg >= segnum)
         finishrun();
 }

@@ -12,13 +12,13 @@
 namespace
 {
 
-constexpr int lookmilliseconds = 500;
-constexpr int gap = 9; // pixels between the page's edges, its controls and the view
+constexpr int lookmilliseconds = 250; // figures change no more often: nobody reads faster
+constexpr int gap = 9;                // pixels between the page's edges, its controls and the view
 
 } // namespace
 
-SurfaceView::SurfaceView(const Scan &shown, QWidget *page, QWidget *lowest)
-    : QWidget(page), scan(shown), above(lowest)
+SurfaceView::SurfaceView(const Scan &source, QWidget *page, QWidget *lowest)
+    : QWidget(page), scan(source), above(lowest)
 {
     map = new SurfaceMap;
     figures = new QLabel;
@@ -104,11 +104,13 @@ void SurfaceView::showsegment(int index)
         if (one < scan.segnum)
             map->setcell(one, cells[one]);
     }
-    showfigures(cells);
+    if (shown.hasExpired(lookmilliseconds))
+        showfigures(cells);
 }
 
 void SurfaceView::showfigures(const std::vector<SurfaceCell> &cells)
 {
+    shown.start();
     if (const std::uint64_t now = scan.goodreads(); now != goodreads) {
         goodreads = now;
         lastgood.start();

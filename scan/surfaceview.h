@@ -52,6 +52,7 @@ private:
     QWidget *above;
     QTimer looks;           ///< while a run is on
     QElapsedTimer begun;    ///< of the run
+    QElapsedTimer shown;    ///< since the figures were last shown
     QElapsedTimer lastgood; ///< since `goodreads` last changed
     std::uint64_t goodreads = 0;
     bool ison = false;
