@@ -5,12 +5,15 @@
 
 #include <QWizardPage>
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 class DiskJob;
 class JobDialog;
 class QCheckBox;
+class QIODevice;
 class QLabel;
 class QProgressDialog;
 class QSpinBox;
@@ -100,12 +103,29 @@ private:
     int checkboundaries(std::vector<SEG> &list, int report, Reading &stopped);
     /// Goes back to waiting after a run that was ended early.
     void waitagain();
-    /// Checks a complete earlier result and leaves the page with it; false if it is refused.
-    bool reuse();
+    /// Checks a complete result that was not scanned just now; false if it is refused.
+    bool passes();
+
+    /// The map's context menu, at a place on the screen.
+    void showmapmenu(const QPoint &place);
+    /// Asks where to, and writes a report or a map of what was tested.
+    void savereport();
+    /// Writes a file whole or not at all; `write` is called on the disk's thread. Shows a refusal.
+    void writereport(const QString &name, const std::function<bool(QIODevice &, DiskJob &)> &write);
+    /// Asks for a map of another tool, and leaves the page with it as the disk's result. One that
+    /// is refused, then or by the checks, changes nothing.
+    void loadmap();
+    /// Lays the map in the file of this name onto the plan; no marks if it was refused or
+    /// cancelled.
+    std::optional<std::vector<SEG>> readmap(const QString &name);
+    /// Asks for the length of a badblocks list's blocks. `texts` has a line for each length.
+    std::optional<std::uint32_t> askblocksize(const QString &title, const QString &hint,
+                                              const std::function<QString(std::uint32_t)> &text);
 
     /// Waiting: for the user, or a boundary check or a reuse is on. Running: the ticks of a run are
     /// on, or stopped behind a message box. Closed: the window was closed; no work goes on.
     enum class Phase { waiting, running, closed } phase = Phase::waiting;
+    bool holdback = false; ///< a moved boundary does not rewrite the scan file: it is another's yet
     JobDialog *rundialog = nullptr;             ///< what `scanprogress` points to
     std::unique_ptr<DiskJob> job;               ///< from a run's start to its last boundary
     std::unique_ptr<platform::StayAwake> awake; ///< from a run's start to its last boundary

@@ -68,7 +68,8 @@ int DiskScanPage::checkboundaries(std::vector<SEG> &list, int report, Reading &s
         return -1;
     }
     if (steps.moves() > 0) {
-        writedatafile();
+        if (!holdback)
+            writedatafile();
         if (report == 1 && phase != Phase::closed)
             QMessageBox::information(this, "info", "Find new bad sectors.", QMessageBox::Ok);
     }
@@ -102,7 +103,9 @@ void DiskScanPage::useprev()
     if (refuse(refusal))
         return;
     if (previous.state == ScanFileState::complete) {
-        if (!reuse())
+        if (passes())
+            dpwizard(this)->leavepage();
+        else
             restoreresult(before);
         surfaceview->showall();
     } else if (startrun(&previous)) {
@@ -115,7 +118,7 @@ void DiskScanPage::useprev()
     }
 }
 
-bool DiskScanPage::reuse()
+bool DiskScanPage::passes()
 {
     savefailed = false;
     std::optional<DiskJob> check(std::in_place, this, checking);
@@ -136,8 +139,5 @@ bool DiskScanPage::reuse()
         return false;
     const QString refusal = judge(found);
     showprev();
-    if (refuse(refusal) || found != Reading::good)
-        return false;
-    dpwizard(this)->leavepage();
-    return true;
+    return !refuse(refusal) && found == Reading::good;
 }

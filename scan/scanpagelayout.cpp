@@ -4,6 +4,7 @@
 #include "views/diskjob.h"
 #include "views/indicators.h"
 #include "views/jobdialog.h"
+#include "views/surfacemap.h"
 
 #include <QCheckBox>
 #include <QKeyEvent>
@@ -61,6 +62,8 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
     pagelayout->setContentsMargins(100, 200, 100, 100);
     // The surface lies below the controls and over the margins, which leave it too little.
     surfaceview = new SurfaceView(*this, this, limitbox);
+    connect(surfaceview->map, &QWidget::customContextMenuRequested, this,
+            [this](QPoint place) { showmapmenu(surfaceview->map->mapToGlobal(place)); });
     pagelayout->addStretch();
     pagelayout->addSpacing(
         std::max(0, surfaceview->leastheight() - pagelayout->contentsMargins().bottom()));

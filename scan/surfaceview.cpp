@@ -26,6 +26,8 @@ SurfaceView::SurfaceView(const Scan &source, QWidget *page, QWidget *lowest)
     figures->setTextInteractionFlags(Qt::TextSelectableByMouse);
     figures->setFixedWidth(figures->fontMetrics().horizontalAdvance(ScanFigures::widest));
     verdictline = new QLabel;
+    verdictline->setTextFormat(Qt::PlainText);
+    verdictline->setTextInteractionFlags(Qt::TextSelectableByMouse);
     verdictline->setWordWrap(true);
     auto *grid = new QGridLayout(this);
     grid->setContentsMargins({});

@@ -68,3 +68,12 @@ std::optional<double> askgb(QWidget *parent, const Question &question, double va
     box->findChild<QLineEdit *>()->setValidator(new CommaValidator(box));
     return ask(dialog, question) ? std::optional(dialog.doubleValue()) : std::nullopt;
 }
+
+std::optional<int> askchoice(QWidget *parent, const Question &question, const QStringList &texts)
+{
+    QInputDialog dialog(parent);
+    dialog.setComboBoxItems(texts);
+    if (!ask(dialog, question))
+        return {};
+    return static_cast<int>(texts.indexOf(dialog.textValue()));
+}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QString>
+#include <QStringList>
 
 #include <optional>
 
@@ -19,3 +20,6 @@ std::optional<int> askint(QWidget *parent, const Question &question, int value, 
 /// Asks for a number of GB with one decimal, which is typed with a point or a comma.
 std::optional<double> askgb(QWidget *parent, const Question &question, double value, double least,
                             double most);
+
+/// Lets choose one of some texts; its index, or nothing if it was cancelled.
+std::optional<int> askchoice(QWidget *parent, const Question &question, const QStringList &texts);

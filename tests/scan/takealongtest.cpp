@@ -1,7 +1,9 @@
 #include "scan/badblocks.h"
 #include "scan/mapfile.h"
+#include "scan/surfaceview.h"
 #include "tests/support/loopdisk.h"
 #include "tests/support/wizardbench.h"
+#include "views/surfacemap.h"
 
 #include <cstring>
 
@@ -164,4 +166,86 @@ TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
         const QString found = verdict(cellsof(now), {.bytespercyl = 1'000'000'000}, before);
         EXPECT_TRUE(*expected ? found.endsWith(expected) : found.isEmpty()) << found.toStdString();
     }
+}
+
+// What fits becomes the result and turns the page, with the former one beside it; all else leaves
+// plan and files as they were.
+TEST(TakeAlong, TheMapsMenuSavesAndLoads)
+{
+    QFile::remove("disk0");
+    WizardBench bench;
+    const auto disk = bench.adddisk(20);
+    disk->faults->unreadable.add(5 * 50 + 27);
+    bench.openscanpage();
+    int filter = 0;
+    bench.dialogs.custom = [&](QWidget *widget) {
+        auto *dialog = qobject_cast<QFileDialog *>(widget);
+        if (dialog == nullptr)
+            return false;
+        dialog->selectNameFilter(dialog->nameFilters().value(filter));
+        emit dialog->filterSelected(dialog->selectedNameFilter());
+        dialog->findChild<QLineEdit *>()->setText("along");
+        static_cast<QDialog *>(dialog)->accept();
+        return true;
+    };
+    // The messages, the marks in memory and in the scan file, and whether the page was turned.
+    const auto choose = [&](int entry, int blocksize) {
+        bench.dialogs.answers = {blocksize};
+        emit bench.scanpage()->surfaceview->map->customContextMenuRequested({5, 5});
+        auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+        if (menu == nullptr)
+            return std::string("no menu");
+        const QList<QAction *> actions = menu->actions();
+        menu->close();
+        actions[entry]->trigger(); // nothing if it is disabled
+        const QString told = bench.dialogs.messages().join("; ");
+        bench.dialogs.takeseen();
+        return told.toStdString() + ' ' + marksof(bench.scanpage()->result().plan) + ' ' +
+               marksof(readscanfile("disk0").segs) +
+               (bench.current() == bench.wizard->partitionpageid ? " planner" : "");
+    };
+    choose(0, 0);
+    EXPECT_FALSE(QFile::exists("along.txt"));
+    ASSERT_TRUE(bench.runscan() && bench.click(WizardBench::back));
+    bench.dialogs.takeseen();
+    const std::string scanned = "....BBB............. .....B..............";
+    QByteArray list;
+    for (int block = 250; block < 300; ++block)
+        list += QByteArray::number(block) + '\n';
+    const std::pair<const char *, QByteArray> files[] = {
+        {"along.txt",
+         "stretch                 sectors 250 to 299, 0.000 GB to 0.000 GB: 0.000 GB\n"},
+        {"along.json", "\"first_sector\": 250,\n            \"last_sector\": 299\n"},
+        {"along.map", "0x0001F400  0x00006400  -\n"},
+        {"along.badblocks", list}};
+    for (const auto &[name, content] : files) {
+        EXPECT_EQ(choose(0, 0), " " + scanned);
+        EXPECT_TRUE(filecontent(name).contains(content)) << filecontent(name).toStdString();
+        ++filter;
+    }
+    const QByteArray mapfile = filecontent("along.map");
+    const struct {
+        QByteArray map;
+        int blocksize;
+        std::uint64_t unreadable; ///< a sector that fails from then on
+        std::string messages, after;
+    } loads[] = {
+        {"hello", 0, 277, "The map ", scanned},
+        {"1000\n", 0, 277, "The map ", scanned},
+        {mapfile, 0, 0, "Rough disk scan finds different bad", scanned},
+        {mapfile, 0, 277, " ....BBB", "....BBB............. .....B.............. planner"},
+        {"225\n", 1, 277, " ........BBB", "........BBB......... .........B.......... planner"},
+        {"225\n", 1, 11 * 50, "segs[", "........BBB.BB...... ........BBB.BB...... planner"}};
+    for (const auto &[map, blocksize, unreadable, messages, after] : loads) {
+        QFile file("along");
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(map) == map.size());
+        file.close();
+        disk->faults->unreadable.clear();
+        disk->faults->unreadable.add(unreadable);
+        const std::string found = choose(1, blocksize);
+        EXPECT_TRUE(found.starts_with(messages) && found.ends_with(after)) << found;
+        EXPECT_EQ(QFile::exists("disk0.previous"), found.ends_with("planner"));
+        EXPECT_TRUE(!found.ends_with("planner") || bench.click(WizardBench::back));
+    }
+    QFile::remove("disk0.previous");
 }

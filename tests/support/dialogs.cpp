@@ -38,6 +38,12 @@ void DialogAnswers::look()
         widget->close();
         return;
     }
+    if (!input->comboBoxItems().isEmpty()) {
+        seen.append({"choice", input->windowTitle(), input->comboBoxItems().join('\n')});
+        input->setTextValue(
+            input->comboBoxItems()[answers.isEmpty() ? 0 : answers.takeFirst().toInt()]);
+        return input->accept();
+    }
     const bool isint = input->inputMode() == QInputDialog::IntInput;
     Seen one{isint ? "int" : "double", input->windowTitle(), input->labelText()};
     one.value = isint ? input->intValue() : input->doubleValue();

@@ -11,14 +11,14 @@
 class QWidget;
 
 /// Records and closes every modal dialog during its lifetime: message boxes by Ok, Yes or No, input
-/// dialogs by the next answer. So a test never hangs on a dialog, and can check afterwards what was
-/// shown.
+/// dialogs by the next answer, which is an index where there are texts to choose from. So a test
+/// never hangs on a dialog, and can check afterwards what was shown.
 class DialogAnswers : public QObject
 {
 public:
     /// One dialog that was shown.
     struct Seen {
-        QString kind; ///< "warning", "information", "int", "double", "other"
+        QString kind; ///< "warning", "information", "int", "double", "choice", "other"
         QString title;
         QString text; ///< message or label
         double value = 0, minimum = 0, maximum = 0;
