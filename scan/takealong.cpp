@@ -87,9 +87,11 @@ void DiskScanPage::showmapmenu(const QPoint &place)
     auto *menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     const std::vector<SurfaceCell> cells = surface();
-    menu->addAction("Save report…", this, &DiskScanPage::savereport)
+    // A dialog runs events, which delete the menu: only once it has returned from its key or click.
+    menu->addAction("Save report…", this, &DiskScanPage::savereport, Qt::QueuedConnection)
         ->setEnabled(std::ranges::any_of(cells, istested));
-    menu->addAction("Load map…", this, &DiskScanPage::loadmap)->setEnabled(segnum > 0);
+    menu->addAction("Load map…", this, &DiskScanPage::loadmap, Qt::QueuedConnection)
+        ->setEnabled(segnum > 0);
     menu->popup(place);
 }
 

@@ -105,8 +105,10 @@ void addrestoremenu(QWidget *row, const DISKINFO &disk)
             const std::optional<TableBackup> kept = readbackup(name);
             if (!kept || !kept->mayfit(disk) || menu->actions().size() == maxrows)
                 continue;
-            menu->addAction("Restore the partition tables of " + datetext(*kept), row,
-                            [row, disk, kept] { restoretables(row, disk, *kept); });
+            // its dialogs run events, which delete the menu: only once that has returned
+            menu->addAction(
+                "Restore the partition tables of " + datetext(*kept), row,
+                [row, disk, kept] { restoretables(row, disk, *kept); }, Qt::QueuedConnection);
         }
         if (menu->isEmpty())
             menu->addAction("No partition tables were kept")->setEnabled(false);

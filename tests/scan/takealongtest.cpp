@@ -198,6 +198,7 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
         const QList<QAction *> actions = menu->actions();
         menu->close();
         actions[entry]->trigger(); // nothing if it is disabled
+        QCoreApplication::processEvents();
         const QString told = bench.dialogs.messages().join("; ");
         bench.dialogs.takeseen();
         return told.toStdString() + ' ' + marksof(bench.scanpage()->result().plan) + ' ' +

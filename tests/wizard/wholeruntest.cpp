@@ -183,6 +183,7 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     QAbstractButton *row = bench.selectpage()->diskgroup->button(bench.rowof(disk.node));
     emit row->customContextMenuRequested({});
     row->findChild<QMenu *>()->actions().at(0)->trigger();
+    QCoreApplication::processEvents();
     EXPECT_TRUE(bench.dialogs.messages().last().contains("are on the disk again."));
     EXPECT_EQ(start(), old);
     EXPECT_EQ(run("sfdisk --dump " + target), oldtable);
