@@ -8,6 +8,8 @@
 #include <QAccessibleWidget>
 #include <QPointer>
 
+#include <memory>
+
 namespace
 {
 
@@ -116,8 +118,9 @@ public:
         if (index < 0 || index >= childCount())
             return nullptr;
         while (entries.size() <= index) {
-            entries.append(QAccessible::registerAccessibleInterface(
-                new CellAccessible(object(), static_cast<int>(entries.size()))));
+            auto entry =
+                std::make_unique<CellAccessible>(object(), static_cast<int>(entries.size()));
+            entries.append(QAccessible::registerAccessibleInterface(entry.release()));
         }
         return QAccessible::accessibleInterface(entries[index]);
     }

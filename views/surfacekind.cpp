@@ -98,7 +98,7 @@ void paintbars(QPainter &painter, int bars, const QRect &where, int pixel)
     const int left = where.left() + (where.width() - (step * bars - width)) / 2;
     for (int i = 0; i < bars; ++i) {
         painter.fillRect(left + i * step, where.top() + (where.height() - height + 1) / 2, width,
-                         height, QColor(0, 0, 0, 190));
+                         height, QColor(0, 0, 0, 215));
     }
 }
 

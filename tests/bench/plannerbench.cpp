@@ -1,6 +1,7 @@
 #include "scan/consolidation.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
+#include "views/surfacemap.h"
 
 #include <cstdio>
 #include <cstring>
@@ -186,6 +187,29 @@ void manyblocks(DiskPartition &page)
         [&page] { page.combineparts(); });
 }
 
+/// Prints the median time of a redraw of the surface map, with cells of every kind.
+void surfacemap()
+{
+    std::vector<SurfaceCell> cells(500);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const double speed = 200 - 0.2 * static_cast<double>(i);
+        cells[i] = {i * 486, i * 486 + 485, static_cast<SurfaceCell::State>(i % 6),
+                    static_cast<double>(i * 7 % 600), i % 50 == 0 ? -1 : speed};
+    }
+    SurfaceMap map;
+    map.setdisk(g);
+    map.setcells(cells);
+    for (const QSize size : {QSize(780, 130), QSize(1800, 800)}) {
+        map.resize(size);
+        QImage image(size, QImage::Format_RGB32);
+        std::vector<double> times(101);
+        for (double &time : times)
+            time = milliseconds([&] { map.render(&image); });
+        std::ranges::sort(times);
+        std::printf("surface map of %4d x %3d: %.2f ms\n", size.width(), size.height(), times[50]);
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -218,6 +242,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "%d blocks\n", static_cast<int>(page.extparts.size()));
         return 1;
     }
+    surfacemap();
     if (requested("memory")) {
         cutsmall(bench.dialogs);
         fill(bench, false);
