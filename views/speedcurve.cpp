@@ -56,7 +56,22 @@ double SpeedCurve::Axes::x(std::uint64_t cylinder) const
 
 double SpeedCurve::Axes::y(double speed) const
 {
-    return plot.bottom() - plot.height() * speed / top;
+    return plot.bottom() - plot.height() * std::min(speed / top, 1.0);
+}
+
+double SpeedCurve::highestshown() const
+{
+    std::vector<double> speeds;
+    for (const SurfaceCell &cell : data->cells) {
+        if (cell.speed >= 0)
+            speeds.push_back(cell.speed);
+    }
+    if (speeds.empty())
+        return 0;
+    const auto most = speeds.begin() + static_cast<std::ptrdiff_t>((speeds.size() - 1) * 49 / 50);
+    std::ranges::nth_element(speeds, most);
+    const double usual = *most, highest = std::ranges::max(speeds);
+    return highest > 1.5 * usual && usual > 0 ? usual : highest;
 }
 
 SpeedCurve::Axes SpeedCurve::axes() const
@@ -64,9 +79,7 @@ SpeedCurve::Axes SpeedCurve::axes() const
     const QFontMetrics metrics = fontMetrics();
     const int line = metrics.height();
     Axes axes;
-    double highest = 0;
-    for (const SurfaceCell &cell : data->cells)
-        highest = std::max(highest, cell.speed);
+    const double highest = highestshown();
     if (!data->cells.empty())
         axes.cylinders = static_cast<double>(data->cells.back().stop + 1);
     // half a line above for the highest number
@@ -74,9 +87,15 @@ SpeedCurve::Axes SpeedCurve::axes() const
     axes.flat = height() < 9 * line / 4;
     const double room = std::max(height() - top - (axes.flat ? 2 : line + 3), 1.0);
     if (highest > 0) {
-        const double lines = std::clamp(std::floor(room / (1.5 * line)), 1.0, 6.0);
-        axes.step = scalestep(highest / lines);
-        axes.top = std::ceil(highest / axes.step) * axes.step;
+        // a round top close above the curve, then as many of the round steps as have room
+        const double fine = scalestep(highest / 5);
+        const int steps = static_cast<int>(std::ceil(highest / fine));
+        const int most = std::max(static_cast<int>(room / (1.5 * line)), 1);
+        int each = 1;
+        while (steps % each != 0 || steps / each > most)
+            ++each;
+        axes.top = steps * fine;
+        axes.step = each * fine;
     }
     const int left = metrics.horizontalAdvance(speedtext(axes.top > 0 ? axes.top : 100)) + gutter;
     const int right = axes.flat ? metrics.horizontalAdvance(lengthtext()) + gutter : surfacepadding;
@@ -167,10 +186,7 @@ QColor SpeedCurve::colour() const
 void SpeedCurve::paintareas(QPainter &painter, const Axes &axes) const
 {
     // no transparency, which would take most of the time that a large window is painted in
-    const QColor above = colour(), base = palette().color(QPalette::Window);
-    const auto mix = [](int over, int under) { return (over + 4 * under) / 5; };
-    const QColor fill(mix(above.red(), base.red()), mix(above.green(), base.green()),
-                      mix(above.blue(), base.blue()));
+    const QColor fill = blended(colour(), palette().color(QPalette::Window), 0.2);
     for (const SurfaceCell &cell : data->cells) {
         if (cell.speed >= 0) {
             painter.fillRect(QRectF(QPointF(axes.x(cell.start), axes.y(cell.speed)),
@@ -189,20 +205,23 @@ void SpeedCurve::paintareas(QPainter &painter, const Axes &axes) const
 
 void SpeedCurve::paintcurve(QPainter &painter, const Axes &axes) const
 {
-    // Steps have no slanted lines, so nothing is smoothed: crisp, and several times faster.
-    painter.setPen(
-        QPen(colour(), std::max(std::round(devicePixelRatioF()), 1.0) / devicePixelRatioF()));
-    QPolygonF stretch; // of segments with a speed
+    // Steps have no slanted lines, so nothing is smoothed: crisp, and several times faster. What
+    // joins them is paler, so that a restless stretch keeps its outline.
+    const double width = std::max(std::round(devicePixelRatioF()), 1.0) / devicePixelRatioF();
+    std::vector<QLineF> joints, steps;
     for (const SurfaceCell &cell : data->cells) {
-        if (cell.speed >= 0) {
-            stretch << QPointF(axes.x(cell.start), axes.y(cell.speed))
-                    << QPointF(axes.x(cell.stop + 1), axes.y(cell.speed));
+        if (cell.speed < 0)
             continue;
-        }
-        painter.drawPolyline(stretch);
-        stretch.clear();
+        const double y = axes.y(cell.speed);
+        const QPointF left(axes.x(cell.start), y);
+        if (!steps.empty() && steps.back().x2() == left.x())
+            joints.emplace_back(steps.back().p2(), left);
+        steps.emplace_back(left, QPointF(axes.x(cell.stop + 1), y));
     }
-    painter.drawPolyline(stretch);
+    painter.setPen(QPen(blended(colour(), palette().color(QPalette::Window), 0.6), width));
+    painter.drawLines(joints.data(), static_cast<int>(joints.size()));
+    painter.setPen(QPen(colour(), width));
+    painter.drawLines(steps.data(), static_cast<int>(steps.size()));
 }
 
 int SpeedCurve::cellat(double x) const

@@ -44,6 +44,9 @@ private:
         [[nodiscard]] double y(double speed) const;
     };
     [[nodiscard]] Axes axes() const;
+    /// The highest speed that the scale has room for; few that are far above the others, such as
+    /// those of a cache, end at its top. 0 with nothing measured.
+    [[nodiscard]] double highestshown() const;
     void paintspeeds(QPainter &painter, const Axes &axes) const;
     void paintlength(QPainter &painter, const Axes &axes) const;
     void paintareas(QPainter &painter, const Axes &axes) const;

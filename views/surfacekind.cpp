@@ -77,14 +77,18 @@ bool isdark(const QPalette &palette)
     return palette.color(QPalette::Window).lightness() < 128;
 }
 
+QColor blended(const QColor &over, const QColor &under, double share)
+{
+    const auto mix = [share](int one, int other) {
+        return static_cast<int>(share * one + (1 - share) * other);
+    };
+    return {mix(over.red(), under.red()), mix(over.green(), under.green()),
+            mix(over.blue(), under.blue())};
+}
+
 QColor mixedtext(const QPalette &palette, double share)
 {
-    const QColor text = palette.color(QPalette::WindowText), base = palette.color(QPalette::Window);
-    const auto mix = [share](int over, int under) {
-        return static_cast<int>(share * over + (1 - share) * under);
-    };
-    return {mix(text.red(), base.red()), mix(text.green(), base.green()),
-            mix(text.blue(), base.blue())};
+    return blended(palette.color(QPalette::WindowText), palette.color(QPalette::Window), share);
 }
 
 namespace

@@ -45,5 +45,7 @@ void paintsurface(QPainter &painter, const SurfaceKind &kind, const QRect &where
 
 /// Whether the page is dark, by its background.
 bool isdark(const QPalette &palette);
+/// `share` of one colour, 0 to 1, over another.
+QColor blended(const QColor &over, const QColor &under, double share);
 /// `share` of `palette`'s text colour on its background, 0 to 1: for lines less strong than text.
 QColor mixedtext(const QPalette &palette, double share);
