@@ -13,8 +13,8 @@ QString resultword(const SurfaceCell &cell)
 
 QString slowesttext(const SurfaceCell &cell)
 {
-    return QString("slowest read %1 ms")
-        .arg(QString::number(cell.slowest, 'f', cell.slowest < 10 ? 1 : 0));
+    const int decimals = cell.slowest < 1 ? 2 : cell.slowest < 10 ? 1 : 0;
+    return QString("slowest read %1 ms").arg(QString::number(cell.slowest, 'f', decimals));
 }
 
 } // namespace
