@@ -8,7 +8,7 @@
 #include <QAccessibleWidget>
 #include <QPointer>
 
-#include <memory>
+#include <vector>
 
 namespace
 {
@@ -117,17 +117,15 @@ public:
     {
         if (index < 0 || index >= childCount())
             return nullptr;
-        while (entries.size() <= index) {
-            auto entry =
-                std::make_unique<CellAccessible>(object(), static_cast<int>(entries.size()));
-            entries.append(QAccessible::registerAccessibleInterface(entry.release()));
-        }
+        for (int i = static_cast<int>(entries.size()); i <= index; ++i)
+            entries.push_back(
+                QAccessible::registerAccessibleInterface(new CellAccessible(object(), i)));
         return QAccessible::accessibleInterface(entries[index]);
     }
 
     int indexOfChild(const QAccessibleInterface *child) const override
     {
-        for (int i = 0; i < childCount() && i < entries.size(); ++i) {
+        for (int i = 0; i < childCount() && i < static_cast<int>(entries.size()); ++i) {
             if (QAccessible::accessibleInterface(entries[i]) == child)
                 return i;
         }
@@ -157,7 +155,7 @@ private:
 
     [[nodiscard]] SurfaceCells *cells() const { return qobject_cast<SurfaceCells *>(object()); }
 
-    mutable QList<QAccessible::Id> entries; ///< by index; made when first asked for
+    mutable std::vector<QAccessible::Id> entries; ///< by index; made when first asked for
 };
 
 /// A picture that says its contents when it is asked, rather than each time they change.
