@@ -58,8 +58,36 @@ bool WizardBench::clickone(QWizard::WizardButton which)
 {
     if (!offered(which))
         return false;
-    QTest::mouseClick(wizard->button(which), Qt::LeftButton);
+    if (!bykeyboard)
+        QTest::mouseClick(wizard->button(which), Qt::LeftButton);
+    else if (!reach(wizard->button(which)))
+        return false;
+    else
+        QTest::keyClick(wizard->button(which), Qt::Key_Space);
     return true;
+}
+
+bool WizardBench::reach(QWidget *control) const
+{
+    wizard->activateWindow();
+    static_cast<void>(QTest::qWaitForWindowActive(wizard.get()));
+    for (int i = 0; i < 30 && !control->hasFocus(); ++i) {
+        QWidget *focus = QApplication::focusWidget();
+        QTest::keyClick(focus ? focus : wizard.get(), Qt::Key_Tab);
+    }
+    return control->hasFocus();
+}
+
+QStringList WizardBench::unnamed() const
+{
+    QStringList found;
+    for (QWidget *control : wizard->findChildren<QWidget *>()) {
+        QAccessibleInterface *spoken = QAccessible::queryAccessibleInterface(control);
+        if (control->isVisible() && (control->focusPolicy() & Qt::TabFocus) != 0 &&
+            !control->focusProxy() && spoken && spoken->text(QAccessible::Name).isEmpty())
+            found.append(control->metaObject()->className());
+    }
+    return found;
 }
 
 bool WizardBench::wait(const std::function<bool()> &done, int milliseconds)

@@ -53,6 +53,10 @@ public:
     void openscanpage(int row = 0);
     /// The row of the disk with this node; -1 if the first page has none that can be chosen.
     int rowof(const std::string &node);
+    /// Gives a control of the wizard the focus by Tab alone; false if that does not reach it.
+    [[nodiscard]] bool reach(QWidget *control) const;
+    /// Classes of the visible controls that a screen reader can't name.
+    [[nodiscard]] QStringList unnamed() const;
     /// Whether a user could click this button now.
     [[nodiscard]] bool offered(QWizard::WizardButton which) const;
     /// Clicks the buttons in order; false at the first that a user could not click.
@@ -72,6 +76,7 @@ public:
     DiskPartition *planner() { return page<DiskPartition>(wizard->partitionpageid); }
     LastPage *lastpage() { return page<LastPage>(wizard->lastpageid); }
 
+    bool bykeyboard = false; ///< buttons are reached by Tab and pressed by Space
     platform::SimulatedBackend backend;
     DialogAnswers dialogs;
     std::unique_ptr<DpWizard> wizard;

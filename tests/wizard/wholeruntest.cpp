@@ -58,16 +58,29 @@ protected:
         bench.open(-1);
         const int row = bench.rowof(node);
         ASSERT_GE(row, 0) << node << " is not listed";
-        bench.openscanpage(row);
+        QAbstractButton *disk = bench.selectpage()->diskgroup->button(row);
+        if (bench.bykeyboard) {
+            ASSERT_TRUE(bench.reach(disk));
+            QTest::keyClick(disk, Qt::Key_Space);
+        } else {
+            disk->click();
+        }
+        EXPECT_EQ(bench.unnamed(), QStringList());
+        ASSERT_TRUE(bench.click(WizardBench::next));
+        EXPECT_EQ(bench.unnamed(), QStringList());
         ASSERT_TRUE(bench.click(WizardBench::next) && bench.waitrun(280'000));
         ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
+        EXPECT_EQ(bench.unnamed(), QStringList());
         EXPECT_EQ(bench.scanpage()->intsegs, stretches);
         EXPECT_EQ(filecontent(bench.scanpage()->filename), expectedfile());
-        bench.planner()->strategybox->setCurrentIndex(1);
+        QComboBox *strategies = bench.planner()->strategybox;
+        ASSERT_TRUE(bench.reach(strategies));
+        QTest::keyClick(strategies, Qt::Key_Down);
         ASSERT_TRUE(bench.click(WizardBench::next));
         const QStringList messages = bench.dialogs.messages();
         ASSERT_EQ(bench.current(), bench.wizard->lastpageid) << messages.join("; ").toStdString();
         EXPECT_TRUE(messages.size() == 1 && messages[0].startsWith("Scan completed."));
+        EXPECT_EQ(bench.unnamed(), QStringList());
         EXPECT_EQ(bench.lastpage()->reportedit->toPlainText().count('\n'), mbr == 0 ? 6 : 7);
 
         EXPECT_EQ(load(mbr).replace(0x1B8, 4, QByteArray(4, '\0')),
@@ -102,8 +115,9 @@ protected:
 
 } // namespace
 
-TEST_F(WholeRun, OnASimulatedDisk)
+TEST_F(WholeRun, OnASimulatedDiskByKeyboardAlone)
 {
+    bench.bykeyboard = true;
     simulate(0, 1);
     // the search for two good sectors tested both, the commit wrote record, table and chain
     EXPECT_EQ(simulated->recording->transfers(platform::Operation::Kind::write, 512),
