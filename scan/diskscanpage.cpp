@@ -24,23 +24,11 @@ constexpr QWizard::WizardButton lockedbuttons[] = {QWizard::CustomButton1, QWiza
 
 } // namespace
 
-void DiskScanPage::initializePage()
+void DiskScanPage::opendisk(const DISKINFO &disk)
 {
-    for (const QWizard::WizardButton which : ownbuttons)
-        wizard()->button(which)->show();
-    // A finished run leaves these two locked.
-    for (const QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CancelButton})
-        wizard()->button(which)->setEnabled(true);
-
-    DpWizard *frame = dpwizard(this);
-    Q_ASSERT(frame->chosendisk()); // the first page can't be left without one
     phase = Phase::waiting;
-    choose(*frame->chosendisk());
-    surfaceview->forgetrun();
-    showprev();
-    frame->givenext(this, &DiskScanPage::beginscan);
-
-    DiskJob opens(this, opening);
+    choose(disk);
+    DiskJob opens(wizard(), opening);
     const QString refusal = opens.run([this] { return holddisk(); });
     if (phase == Phase::closed)
         releasedisk();
@@ -53,8 +41,20 @@ void DiskScanPage::initializePage()
         findprevious();
         releasedisk();
     });
+}
+
+void DiskScanPage::initializePage()
+{
+    for (const QWizard::WizardButton which : ownbuttons)
+        wizard()->button(which)->show();
+    // A finished run leaves these two locked.
+    for (const QWizard::WizardButton which : {QWizard::CustomButton1, QWizard::CancelButton})
+        wizard()->button(which)->setEnabled(true);
+    surfaceview->forgetrun();
     surfaceview->showall();
     showprev();
+    DpWizard *frame = dpwizard(this);
+    frame->givenext(this, &DiskScanPage::beginscan);
 }
 
 void DiskScanPage::cleanupPage()

@@ -31,6 +31,9 @@ public:
     explicit DiskScanPage(QWidget *parent = nullptr);
     ~DiskScanPage() override;
 
+    /// Opens the chosen disk, settles its geometry with the user and looks for an earlier result,
+    /// as the first page is left: while the wizard turns pages it paints nothing.
+    void opendisk(const DISKINFO &disk);
     void initializePage() override;
     void cleanupPage() override;
 

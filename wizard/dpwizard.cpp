@@ -84,6 +84,15 @@ void DpWizard::leavepage()
     next();
 }
 
+bool DpWizard::validateCurrentPage()
+{
+    if (!QWizard::validateCurrentPage())
+        return false;
+    if (currentId() == selectdiskid)
+        scanpage()->opendisk(*chosendisk());
+    return true;
+}
+
 std::pair<int, int> DpWizard::place() const
 {
     return {currentId(), InputGuard::count()};

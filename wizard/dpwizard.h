@@ -35,6 +35,8 @@ public:
     }
     /// Gives the click back to the wizard and turns to the next page.
     void leavepage();
+    /// Whether the page lets the user go on. Opens the chosen disk as the first page is left.
+    bool validateCurrentPage() override;
     /// Sees the presses of the wizard's own buttons. One counts only if it began and ended on the
     /// page that shows, with no disk work in between; second clicks of double clicks and repeated
     /// keys do not count.
