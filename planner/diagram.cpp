@@ -11,6 +11,7 @@
 #include <QTreeView>
 
 // The diagram's items follow the plan, and the selections of diagram and list follow each other.
+// The view paints by itself, past what a scene knows of its items, so each change asks it to.
 
 void DiskPartition::setscale()
 {
@@ -53,6 +54,7 @@ void DiskPartition::planclears()
 void DiskPartition::blockadded(EXTPART *part)
 {
     diagramscene->addItem(new PartItem(part, widthpersize, itemheight));
+    diagramview->viewport()->update();
 }
 
 void DiskPartition::blockremoved(EXTPART *part)
@@ -61,18 +63,19 @@ void DiskPartition::blockremoved(EXTPART *part)
         diagramscene->removeItem(item);
         delete item;
     }
+    diagramview->viewport()->update();
 }
 
 void DiskPartition::boundschanged(EXTPART *part)
 {
     if (part->item)
         part->item->updategeom(widthpersize, itemheight);
+    diagramview->viewport()->update();
 }
 
-void DiskPartition::kindchanged(EXTPART *part)
+void DiskPartition::kindchanged(EXTPART * /*part*/)
 {
-    if (part->item)
-        part->item->update();
+    diagramview->viewport()->update();
 }
 
 QList<EXTPART *> DiskPartition::selectedparts() const
@@ -88,6 +91,7 @@ EXTPART *DiskPartition::chosenpart() const
 
 void DiskPartition::selectionchanged()
 {
+    diagramview->viewport()->update();
     if (!followselection)
         return;
     const EXTPART *first = chosenpart();

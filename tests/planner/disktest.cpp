@@ -2,6 +2,9 @@
 #include "platform/signatures.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
+#include "views/graphicsview.h"
+
+#include <QUndoStack>
 
 #include <span>
 
@@ -339,6 +342,22 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
         file.write(bytes);
     }
     EXPECT_TRUE(offers().isEmpty());
+}
+
+TEST_F(PlannerOnDisk, TheDiagramIsPaintedAnewAfterEachChange)
+{
+    int paints = 0;
+    QObject::connect(page->diagramview, &GraphicsView::painted, page, [&paints] { paints++; });
+    const std::function<void()> changes[] = {[this] { page->strategybox->setCurrentIndex(1); },
+                                             [this] { page->undostack->undo(); },
+                                             [this] { page->extparts[0]->item->setSelected(true); },
+                                             [this] { page->actions[0]->trigger(); }};
+    for (const auto &change : changes) {
+        QTest::qWait(20);
+        paints = 0;
+        change();
+        EXPECT_TRUE(wait([&paints] { return paints > 0; }, 2000));
+    }
 }
 
 TEST_F(PlannerOnDisk, ReturnOnThePageNeverWrites)
