@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <set>
 #include <utility>
 
 namespace
@@ -274,24 +273,30 @@ void Commit::readback(void *handle)
 // each unit.
 void Commit::findneighbours(void *handle)
 {
-    std::set<std::uint64_t> seen;
+    std::map<std::uint64_t, std::pair<std::uint64_t, ImageKind>> units;
     for (const SectorImage &image : tables.images()) {
-        const std::uint64_t first = image.sector / unitsectors * unitsectors;
         const bool istable =
             image.kind != ImageKind::scanrecord && image.kind != ImageKind::cleared;
         const bool islost =
             std::ranges::find(missing, image.sector, &SectorImage::sector) != missing.end();
-        if (unitsectors == 1 || !istable || islost || !seen.insert(first).second)
+        if (unitsectors == 1 || !istable || islost)
             continue;
+        auto &first =
+            units.try_emplace(image.sector / unitsectors, image.sector, image.kind).first->second;
+        first = std::min(first, {image.sector, image.kind});
+    }
+    for (const auto &[number, image] : units) {
+        const auto &[sector, kind] = image;
+        const std::uint64_t first = number * unitsectors;
         std::vector<std::uint8_t> unit(std::min(unitsectors, disksectors - first) *
                                        geometry.bytespersector);
         const platform::Transfer transfer = platform::device(handle).read(
             first * geometry.bytespersector, unit.data(), unit.size());
         if (transfer.status.ok() && transfer.bytes == unit.size())
             continue;
-        if (image.kind == ImageKind::gptbackup)
+        if (kind == ImageKind::gptbackup)
             copybesidebad = true;
         else
-            besidebad.push_back(image.sector);
+            besidebad.push_back(sector);
     }
 }

@@ -76,7 +76,7 @@ QString neighbourlines(const std::vector<std::uint64_t> &sectors, bool copy)
     if (sectors.size() > maxnumbers)
         numbers.append("\u2026");
     if (!sectors.empty())
-        lines = "The partition table is on the disk, but bad sectors stand next to its sectors " +
+        lines = "The partition table is on the disk, but bad sectors stand next to these of it: " +
                 numbers.join(", ") +
                 ". A system that reads 4096 bytes at once, as Linux does, may not find all "
                 "partitions.\n";

@@ -10,6 +10,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QMenu>
+#include <QTextCursor>
 #include <QTextEdit>
 #include <QVBoxLayout>
 
@@ -94,6 +95,10 @@ void LastPage::initializePage()
     headlabel->setText(headline(result));
     headlabel->setWordWrap(true);
     reportedit->setPlainText(result.report);
+    // what there is to say beside the partitions stands behind them
+    if (result.report.count('\n') >
+        result.primarycount + result.extendedcount + result.logicalcount)
+        reportedit->moveCursor(QTextCursor::End);
     QString closing = closingline(result.ondisk);
     if (!result.indiskorder && (result.ondisk == OnDisk::whole || result.ondisk == OnDisk::part))
         closing += "The partitions are not in disk order and may be incompatible with some "

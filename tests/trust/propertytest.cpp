@@ -234,7 +234,7 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
             EXPECT_FALSE(disk.faults->unreadable.lowest(records[1], records[2]));
             records = {0};
         }
-        EXPECT_EQ(result.report.contains("bad sectors stand next to its sectors"),
+        EXPECT_EQ(result.report.contains("bad sectors stand next to these of it"),
                   std::ranges::any_of(records, lostunit));
         EXPECT_TRUE(guid || result.report.count('\n') < 2);
         std::sort(taken.begin(), taken.end());
