@@ -302,6 +302,7 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     };
     const auto restore = [&](int offer) {
         offers().at(offer)->trigger();
+        QCoreApplication::processEvents();
         return told();
     };
     told();
