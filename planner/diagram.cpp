@@ -49,6 +49,7 @@ void DiskPartition::planclears()
 {
     // one by one each would be searched for
     diagramscene->clear();
+    diagramview->viewport()->update();
 }
 
 void DiskPartition::blockadded(EXTPART *part)
