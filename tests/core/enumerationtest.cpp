@@ -1,3 +1,5 @@
+// Catches a disk that is listed with another one's name or size, or the system's disk that is not
+// marked.
 #include "tests/core/coretest.h"
 
 #include <cstring>

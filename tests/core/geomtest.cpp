@@ -1,3 +1,4 @@
+// Catches a geometry that does not fit its disk, and numbers that run over.
 #include "tests/core/coretest.h"
 
 #include <cmath>

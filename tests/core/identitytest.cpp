@@ -1,3 +1,4 @@
+// Catches another disk that passes for the chosen one, and the chosen one that does not.
 #include "core/diskhandle.h"
 #include "tests/core/coretest.h"
 

@@ -1,10 +1,10 @@
+// Catches a sector that is called good without having been moved whole, or bad although the disk
+// only refused, was gone or was not asked.
 #include "platform/simulated/turningdisk.h"
 #include "platform/writegather.h"
 #include "tests/core/coretest.h"
 
-#include <array>
 #include <cstdio>
-#include <cstring>
 
 namespace
 {
@@ -14,21 +14,10 @@ class SectorTests : public CoreTest, public ::testing::WithParamInterface<int>
 protected:
     SectorTests() { usegeometry(sectorlength, 10, 1, 100); }
 
-    // The result of a test and the operations since the last call: reads and writes with first
-    // sector and count, and flushes.
+    // The result of a test, and what it did to the disk.
     std::string course(int result)
     {
-        std::string text = std::to_string(result);
-        for (const platform::Operation &one : disk->recording->operations) {
-            if (one.bytes > 0)
-                text += (one.kind == platform::Operation::Kind::write ? " w" : " r") +
-                        std::to_string(one.offset / sectorlength) + "+" +
-                        std::to_string(one.bytes / sectorlength);
-            else if (one.what == "flush")
-                text += " flush";
-        }
-        disk->recording->clear();
-        return text;
+        return std::to_string(result) + " " + disk->recording->course(sectorlength);
     }
 
     const int bytes = GetParam();
@@ -149,43 +138,15 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     EXPECT_EQ(writerange(handle, 0, 99, bytes), Reading::gone);
 }
 
-// Stores for each sector whether it holds the test pattern; all others read as zeros.
-struct PatternStore : platform::SectorStore {
-    bool load(std::uint64_t offset, void *buffer, std::size_t length) override
-    {
-        for (std::size_t at = 0; at < length; at += 512) {
-            char *const sector = static_cast<char *>(buffer) + at;
-            std::memset(sector, 0, 512);
-            if (written[(offset + at) / 512])
-                std::memcpy(sector, pattern.data(), 512);
-        }
-        return true;
-    }
-    bool save(std::uint64_t offset, const void *buffer, std::size_t length) override
-    {
-        for (std::size_t at = 0; at < length; at += 512)
-            written[(offset + at) / 512] =
-                std::memcmp(static_cast<const char *>(buffer) + at, pattern.data(), 512) == 0;
-        return true;
-    }
-    PatternStore()
-    {
-        for (std::size_t i = 0; i < 512; ++i)
-            pattern[i] = static_cast<char>(i);
-    }
-    std::array<char, 512> pattern{};
-    std::vector<bool> written = std::vector<bool>(1'000'000);
-};
-
-// Two segments of 200 MB on a turning disk.
+// Two segments of 50 MB on a turning disk with a quarter of the usual cache.
 TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
 {
-    constexpr std::uint64_t segment = 390'000; // sectors of 512 bytes
+    constexpr std::uint64_t segment = 100'000; // sectors of 512 bytes
     platform::SimulatedBackend backend;
-    const auto disk = platform::simulateddisk("disk", 1'000'000 * 512);
-    disk->store = std::make_shared<PatternStore>();
+    const auto disk = platform::simulateddisk("disk", 500'000 * 512);
     disk->sectorsize = 512;
     const auto turning = std::make_shared<platform::Turning>();
+    turning->cachebytes /= 4;
     disk->wrap = [turning](std::unique_ptr<platform::Device> opened) {
         return platform::inlargeblocks(
             std::make_unique<platform::TurningDisk>(std::move(opened), turning));
@@ -199,23 +160,23 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
         EXPECT_EQ(write_test(device.get(), first, first + segment - 1, 512), 0);
         const double rate = segment / (turning->now - start) / mediarate;
         std::printf("write test: %.3f of the media rate\n", rate);
-        EXPECT_GT(rate, 0.45);
+        EXPECT_GT(rate, 0.4); // seeks take the rest
         EXPECT_LT(rate, 0.5);
     }
     double start = turning->now;
     EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
-    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.97);
+    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.93);
 
     // a sector that the cache takes and the medium loses
-    turning->losing.add(850'000);
-    EXPECT_EQ(write_test(device.get(), 600'000, 600'000 + segment - 1, 512), 1);
-    EXPECT_EQ(write_test(device.get(), 850'000, 850'000, 512), 1);
-    EXPECT_EQ(writeandreadtestonesector(device.get(), 850'000, 512), 4);
+    turning->losing.add(450'000);
+    EXPECT_EQ(write_test(device.get(), 400'000, 400'000 + segment - 1, 512), 1);
+    EXPECT_EQ(write_test(device.get(), 450'000, 450'000, 512), 1);
+    EXPECT_EQ(writeandreadtestonesector(device.get(), 450'000, 512), 4);
     // it is not found if the cache answers
     std::vector<char> batch(20 * 512, 'x');
     std::vector<char> back(batch.size());
-    EXPECT_TRUE(device->write(850'000 * 512, batch.data(), batch.size()).status.ok());
-    EXPECT_TRUE(device->read(850'000 * 512, back.data(), back.size()).status.ok());
+    EXPECT_TRUE(device->write(450'000 * 512, batch.data(), batch.size()).status.ok());
+    EXPECT_TRUE(device->read(450'000 * 512, back.data(), back.size()).status.ok());
     EXPECT_EQ(back, batch);
     // without a cache, reading back each batch costs two turns
     turning->cachebytes = 0;

@@ -3,12 +3,13 @@
 #include "tests/support/tempfolder.h"
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
-/// A real block device with damage: a loop device with direct I/O on a FUSE file whose chosen
-/// sectors fail. Needs root, FUSE and loop devices; check `available` first. The destructor removes
-/// device and mount; they are also removed if the process dies.
+/// A real block device with damage: a loop device with direct transfers on a file whose chosen
+/// sectors fail (`baddisk`). Needs root, FUSE and loop devices; check `available` first. It goes
+/// with this object, and with the process.
 class LoopDisk
 {
 public:
@@ -44,11 +45,10 @@ public:
     bool vanish();
 
 private:
-    bool mount(const Options &options);
-    bool attach(const Options &options);
-
     TempFolder folder;
-    std::string served; ///< path of the FUSE file
-    int server = -1;    ///< process of the FUSE file system
-    int descriptor = -1;
+    std::string served;          ///< path of the file that fails
+    std::FILE *keeper = nullptr; ///< input of the program that keeps the device
 };
+
+/// Runs a command of the shell, also one of the administrator's, without its output; its status.
+int run(const std::string &command);

@@ -1,6 +1,7 @@
 #include "tests/support/recording.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace platform
@@ -9,64 +10,85 @@ namespace platform
 namespace
 {
 
-/// Records every operation on another device.
+using Kind = Operation::Kind;
+using Disturbance = Recording::Disturbance;
+
+/// Records every operation on another device, and disturbs one of them.
 class RecordingDevice : public Decorator
 {
 public:
     RecordingDevice(std::unique_ptr<Device> decorated, std::shared_ptr<Recording> target)
         : Decorator(std::move(decorated)), recording(std::move(target))
     {
-        recording->operations.push_back({Operation::Kind::open, 0, 0, 0, Status::success(), {}});
+        recording->operations.push_back({Kind::open});
     }
-    ~RecordingDevice() override
-    {
-        recording->operations.push_back({Operation::Kind::close, 0, 0, 0, Status::success(), {}});
-    }
+    ~RecordingDevice() override { recording->operations.push_back({Kind::close}); }
 
 protected:
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
-        const Transfer transfer = inner->read(offset, buffer, bytes);
-        recording->operations.push_back(
-            {Operation::Kind::read, offset, bytes, transfer.bytes, transfer.status, {}});
-        return transfer;
+        const Disturbance how = disturbance();
+        Transfer transfer{{Fault::medium}, 0};
+        if (how != Disturbance::fail)
+            transfer = inner->read(offset, buffer, bytes);
+        if (how == Disturbance::cut) {
+            transfer.bytes /= 2;
+            std::memset(static_cast<char *>(buffer) + transfer.bytes, 'x', bytes - transfer.bytes);
+        }
+        return kept(Kind::read, offset, bytes, transfer);
     }
     Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
-        const Transfer transfer = inner->write(offset, buffer, bytes);
-        recording->operations.push_back(
-            {Operation::Kind::write, offset, bytes, transfer.bytes, transfer.status, {}});
-        return transfer;
+        const Disturbance how = disturbance();
+        Transfer transfer{{Fault::medium}, 0};
+        if (how == Disturbance::none)
+            transfer = inner->write(offset, buffer, bytes);
+        else if (how == Disturbance::cut)
+            transfer = {inner->write(offset, buffer, bytes / 2 / 512 * 512).status, bytes / 2};
+        return kept(Kind::write, offset, bytes, transfer);
     }
     Status request(const char *name, const std::function<Status()> &call) override
     {
-        const Status status = call();
-        recording->operations.push_back({Operation::Kind::request, 0, 0, 0, status, name});
+        const Status status = disturbance() == Disturbance::fail ? Status{Fault::medium} : call();
+        recording->operations.push_back({Kind::request, 0, 0, 0, status, name});
         return status;
     }
 
 private:
+    [[nodiscard]] Disturbance disturbance() const
+    {
+        return recording->operations.size() == recording->victim ? recording->disturbance
+                                                                 : Disturbance::none;
+    }
+    Transfer kept(Kind kind, std::uint64_t offset, std::size_t bytes, const Transfer &transfer)
+    {
+        recording->operations.push_back({kind, offset, bytes, transfer.bytes, transfer.status});
+        return transfer;
+    }
+
     std::shared_ptr<Recording> recording;
 };
 
 } // namespace
 
-std::vector<std::uint64_t> Recording::transfers(Operation::Kind kind,
-                                                std::uint32_t bytespersector) const
+std::string Recording::course(std::uint32_t bytespersector)
 {
-    std::vector<std::uint64_t> sectors;
-    for (const Operation &operation : operations) {
-        if (operation.kind == kind)
-            sectors.push_back(operation.bytes / bytespersector);
+    std::string text;
+    for (const Operation &one : std::exchange(operations, {})) {
+        const char *const before = text.empty() ? "" : " ";
+        if (one.bytes > 0)
+            text += before + std::string(one.kind == Kind::write ? "w" : "r") +
+                    std::to_string(one.offset / bytespersector) + "+" +
+                    std::to_string(one.bytes / bytespersector);
+        else if (one.what == "flush")
+            text += before + one.what;
     }
-    return sectors;
+    return text;
 }
 
-std::size_t Recording::count(Operation::Kind kind) const
+std::size_t Recording::count(Kind kind) const
 {
-    return static_cast<std::size_t>(
-        std::count_if(operations.begin(), operations.end(),
-                      [kind](const Operation &operation) { return operation.kind == kind; }));
+    return static_cast<std::size_t>(std::ranges::count(operations, kind, &Operation::kind));
 }
 
 RecordedDisk::RecordedDisk(const SimulatedDisk &disk) : SimulatedDisk(disk)

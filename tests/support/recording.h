@@ -17,17 +17,22 @@ struct Operation {
     std::uint64_t offset = 0; ///< bytes from the start of the disk
     std::uint64_t bytes = 0;  ///< requested, of a transfer
     std::uint64_t moved = 0;  ///< bytes moved
-    Status status;
-    std::string what; ///< name of a request ("flush", "updateproperties", …)
+    Status status = Status::success();
+    std::string what = {}; ///< name of a request ("flush", "updateproperties", …)
 };
 
 /// The operations on one disk, over all its handles. Opens that failed are not in it.
 struct Recording {
     std::vector<Operation> operations;
 
-    /// Sectors requested by each read or write, in order: "20, 20, 5".
-    [[nodiscard]] std::vector<std::uint64_t> transfers(Operation::Kind kind,
-                                                       std::uint32_t bytespersector) const;
+    /// What happens to the operation of number `victim`: nothing, it fails, or it moves half its
+    /// bytes and succeeds; a write stores only whole sectors of 512 bytes.
+    enum class Disturbance { none, fail, cut } disturbance = Disturbance::none;
+    std::size_t victim = 0;
+
+    /// The transfers and flushes since the last call, with first sector and number of sectors:
+    /// "r0+20 w20+5 flush".
+    std::string course(std::uint32_t bytespersector = 512);
     [[nodiscard]] std::size_t count(Operation::Kind kind) const;
     void clear() { operations.clear(); }
 };

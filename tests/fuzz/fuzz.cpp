@@ -1,0 +1,176 @@
+// Catches bytes of files and disks, and answers of devices, that the program takes for sound
+// although they are not. The program's name says which: fuzz_scanfile, fuzz_scanrecord,
+// fuzz_identity, fuzz_path, fuzz_answers or fuzz_maps.
+#include "core/bytes.h"
+#include "core/diskhandle.h"
+#include "platform/simulated/simulated.h"
+#include "scan/badblocks.h"
+#include "scan/mapfile.h"
+#include "scan/scanfile.h"
+#include "scan/scanplan.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+namespace
+{
+
+using Bytes = std::span<const std::uint8_t>;
+
+void require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+// A scan file that is accepted holds a complete plan inside its disk, and what a resumed run makes
+// of it parses as the same plan.
+void scanfile(Bytes data)
+{
+    const ScanFile file = parsescanfile(data);
+    if (file.state == ScanFileState::damaged)
+        return;
+    const auto records = static_cast<std::size_t>(file.records);
+    require(canplan(file.geometry));
+    require(!file.segs.empty() && file.segs.size() <= maxsegments);
+    require(records <= file.segs.size() && file.wholebytes == geomsize + records * segsize);
+    require((file.state == ScanFileState::complete) == (records == file.segs.size()));
+    require(file.wholebytes <= data.size());
+    std::uint64_t next = 0;
+    for (const SEG &seg : file.segs) {
+        require(seg.start == next && seg.stop >= seg.start && seg.stop < file.geometry.cylinders);
+        require(seg.lastsector(file.geometry.sectorspercyl) <
+                file.geometry.totalbytes / file.geometry.bytespersector);
+        next = seg.stop + 1;
+    }
+    std::vector<std::uint8_t> whole(data.begin(), data.begin() + file.wholebytes);
+    for (std::size_t i = records; i < file.segs.size(); ++i) {
+        const auto record = encodeseg(file.segs[i]);
+        whole.insert(whole.end(), record.begin(), record.end());
+    }
+    const ScanFile again = parsescanfile(whole);
+    require(again.state == ScanFileState::complete && again.segs == file.segs);
+}
+
+// The first two bytes are the number of segments, the rest is the content of sector 1. A record
+// that is accepted encodes as the same bytes; bits behind the last segment are ignored.
+void scanrecord(Bytes data)
+{
+    if (data.size() < 2)
+        return;
+    const int count = (data[0] | data[1] << 8) % 512;
+    std::vector<std::uint8_t> sector(data.begin() + 2, data.end());
+    if (!isscanrecord(sector, count))
+        return;
+    std::vector<SEG> segs(static_cast<std::size_t>(count), SEG{3, 5, 7});
+    decodescanrecord(sector, segs.data(), count);
+    for (const SEG &seg : segs)
+        require(seg.start == 3 && seg.stop == 5 && (seg.isbad == 0 || seg.isbad == 1));
+    sector.resize(12 + static_cast<std::size_t>(count + 7) / 8);
+    if (count % 8 != 0)
+        sector.back() &= static_cast<std::uint8_t>(0xFF << (8 - count % 8));
+    const auto image = encodescanrecord(segs.data(), count, 512);
+    require(std::equal(sector.begin(), sector.end(), image.begin()));
+}
+
+// The model in arbitrary identity words has no blank, fits its field, and is a plain file name.
+void identity(Bytes data)
+{
+    unsigned short words[256] = {};
+    std::memcpy(words, data.data(), std::min(data.size(), sizeof words));
+    const std::string model = getstring(words, 27, 46);
+    const std::string name = scanfilename(model.c_str());
+    require(model.size() <= 40 && model.find(' ') == std::string::npos);
+    require(!name.empty() && name.size() <= 81 && name != ".." && name != ".");
+    require(name.find_first_of("/\\:") == std::string::npos);
+    require(std::strlen(getstring(words, 0, 255)) <= 256);
+}
+
+// The model in an arbitrary device path is terminated and has no '&' or '#', and nothing behind the
+// path is read.
+void path(Bytes data)
+{
+    const std::string text(data.begin(), data.end());
+    char model[sizeof(DISKINFO::model)];
+    std::memset(model, '#', sizeof model);
+    const int result = getusbsnmodel(text.c_str(), model);
+    require(std::memchr(model, '\0', sizeof model) != nullptr);
+    require(std::strpbrk(model, "&#") == nullptr);
+    require(result == 0 || model[0] == '\0');
+    require(scanfilename(model).find('/') == std::string::npos);
+}
+
+// The geometry made of a disk's arbitrary answers is consistent, and each plan lies inside the
+// disk.
+void answers(Bytes data)
+{
+    if (data.size() < 41)
+        return;
+    const auto word = [&](std::size_t at) {
+        return static_cast<std::uint32_t>(getlittle(&data[at], 4));
+    };
+    platform::SimulatedBackend backend;
+    auto disk = platform::simulateddisk("a#b&c#d#e", 1 << 20);
+    disk->geometry = {getlittle(data.data(), 8), word(8), word(12), word(16)};
+    disk->partitionlength = getlittle(&data[20], 8);
+    disk->filesize = getlittle(&data[28], 8);
+    disk->sectorsize = word(36);
+    if (data[40] & 1)
+        disk->geometry.reset();
+    if (data[40] & 2)
+        disk->partitionlength.reset();
+    backend.disks = {disk};
+    platform::setbackend(&backend);
+    std::vector<DISKINFO> list;
+    getallhdinfo(list);
+    geom geometry;
+    get_geometry(DiskHandle("a#b&c#d#e").get(), &geometry);
+    platform::setbackend(nullptr);
+    require(geomissound(geometry));
+    for (const SEG &seg : canplan(geometry) ? makeplan(geometry) : std::vector<SEG>())
+        require(seg.start <= seg.stop && seg.stop < geometry.cylinders);
+}
+
+// A mapfile and a list of blocks that are accepted mark the same segments when they are written and
+// read again.
+void maps(Bytes data)
+{
+    const geom geometry = withfactors({.totalbytes = 31 * 512}, 512, 3, 1);
+    const MapTarget disk{geometry, makeplan(geometry), geometry.totalbytes};
+    MapfileReader mapfile(disk);
+    BadBlocksReader list(disk, 512);
+    for (MapReader *reader : std::initializer_list<MapReader *>{&mapfile, &list}) {
+        reader->feed({reinterpret_cast<const char *>(data.data()), data.size()});
+        if (!reader->finish().empty())
+            continue;
+        std::vector<SurfaceCell> cells;
+        for (const SEG &seg : reader->plan())
+            cells.push_back({seg.start, seg.stop,
+                             seg.isbad ? SurfaceCell::State::bad : SurfaceCell::State::good});
+        MapfileReader second(disk);
+        second.feed(encodemapfile(cells, geometry, disk.bytes, ""));
+        require(second.finish().empty() && second.plan() == reader->plan());
+    }
+}
+
+void (*target)(Bytes);
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(const int *, const char *const *const *argv)
+{
+    const std::string name = **argv;
+    const std::map<std::string, void (*)(Bytes)> targets = {
+        {"scanfile", scanfile}, {"scanrecord", scanrecord}, {"identity", identity},
+        {"path", path},         {"answers", answers},       {"maps", maps}};
+    target = targets.at(name.substr(name.rfind('_') + 1));
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    target({data, size});
+    return 0;
+}
