@@ -67,7 +67,8 @@ TEST_F(Enumeration, ListsUsableDisksInTheSystemsOrder)
                         "ven_Acme-prod_Box-rev_1.0 9 ", "plain 2199023 ", "huge 2199031 guid",
                         "long 17592186 ", std::string(79, 'p') + " 1073 ", "size1 24 ", "size2 7 ",
                         "size3 6 ", "size4 0 "}));
-    EXPECT_TRUE(list()[1].devicepath == usb && list()[5].devicepath == std::string(199, 'p'));
+    EXPECT_EQ(list()[1].devicepath, usb);
+    EXPECT_EQ(list()[5].devicepath, std::string(199, 'p'));
 
     // what is left out is named, with the reason
     std::string left;
@@ -142,8 +143,9 @@ TEST_F(Enumeration, IdentityCommandFollowsTheMap)
         Drive::map = map;
         EXPECT_EQ(getdisk("any", model), 0);
         EXPECT_STREQ(model, "ABC");
-        const auto &[sentcommand, senthead, sentdrive] = Drive::sent;
-        EXPECT_TRUE(sentcommand == command && sentdrive == drive && senthead == head) << map;
+        EXPECT_EQ(Drive::sent.command, command);
+        EXPECT_EQ(Drive::sent.drive, drive);
+        EXPECT_EQ(Drive::sent.drivehead, head);
     }
 }
 

@@ -96,9 +96,11 @@ TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
     unsigned long long first = nosector;
     unsigned long long second = nosector;
     EXPECT_EQ(findfirsttwogoodsectors(handle, bytes, 9, first, second), 0);
-    EXPECT_TRUE(first == 5 && second == nosector);
+    EXPECT_EQ(first, 5U);
+    EXPECT_EQ(second, nosector);
     EXPECT_EQ(findfirsttwogoodsectors(handle, bytes, 20, first, second), 0);
-    EXPECT_TRUE(first == 5 && second == 9);
+    EXPECT_EQ(first, 5U);
+    EXPECT_EQ(second, 9U);
 }
 
 TEST_P(SectorTests, RoughTestReadsTheFirstSectorOfGoodSegments)
@@ -136,6 +138,10 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     EXPECT_EQ(readsector(handle, 100, bytes), Reading::gone);
     faults.vanishafter = 0;
     EXPECT_EQ(writerange(handle, 0, 99, bytes), Reading::gone);
+    // one that is gone may still tell a size
+    faults.vanishafter.reset();
+    disk->partitionlength = 1000 * sectorlength;
+    EXPECT_FALSE(diskpresent(handle));
 }
 
 // Two segments of 50 MB on a turning disk with a quarter of the usual cache.
@@ -165,7 +171,7 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
     }
     double start = turning->now;
     EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
-    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.93);
+    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.85);
 
     // a sector that the cache takes and the medium loses
     turning->losing.add(450'000);

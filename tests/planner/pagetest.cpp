@@ -1,3 +1,5 @@
+// Catches a page whose diagram, list, history and note tell of another plan than the one that Next
+// would write.
 #include "tests/support/dialogs.h"
 #include "tests/support/planchecker.h"
 
@@ -16,7 +18,8 @@ TEST(PlannerPage, SelectionGoesBothWays)
     page.extparts[2]->item->setSelected(true);
     EXPECT_EQ(current(), 20u);
     page.extparts[0]->item->setSelected(true);
-    EXPECT_TRUE(current() == 0 && selected() == "p0-9 p20-29");
+    EXPECT_EQ(current(), 0u);
+    EXPECT_EQ(selected(), "p0-9 p20-29");
     // a free block leaves the tree where it was
     selectblocks(page, {10});
     EXPECT_EQ(current(), 0u);
@@ -24,7 +27,8 @@ TEST(PlannerPage, SelectionGoesBothWays)
     EXPECT_TRUE(page.treeview->isExpanded(page.treemodel->extendindex()));
     const QModelIndex cell = page.treemodel->findpart(page.extparts[5]).siblingAtColumn(3);
     page.treeview->setCurrentIndex(cell);
-    EXPECT_TRUE(selected() == "l42-49" && page.treeview->currentIndex() == cell);
+    EXPECT_EQ(selected(), "l42-49");
+    EXPECT_EQ(page.treeview->currentIndex(), cell);
     page.treeview->setCurrentIndex(page.treemodel->extendindex());
     EXPECT_EQ(selected(), "");
 
@@ -180,9 +184,13 @@ TEST(CommitPlan, PartsAndReport)
     page.extparts[4]->systype = 0x1B;
     const auto entries = [&page] { return page.treemodel->getallparts(); };
     const std::vector<PART> parts = buildparts(entries(), 63);
-    EXPECT_TRUE(parts.size() == 5 && parts[0].bootflag == 0x80 && parts[2].systype == 0x1B);
+    ASSERT_EQ(parts.size(), 5u);
+    EXPECT_EQ(parts[0].bootflag, 0x80);
+    EXPECT_EQ(parts[2].systype, 0x1B);
     // the extended entry covers the gap between its logical disks
-    EXPECT_TRUE(parts[1].start == 63000 && parts[1].stop == 75599 && parts[1].size == 12600);
+    EXPECT_EQ(parts[1].start, 63000u);
+    EXPECT_EQ(parts[1].stop, 75599u);
+    EXPECT_EQ(parts[1].size, 12600u);
     const PARTRESULT result = buildresult(entries(), g);
     EXPECT_EQ(result.report,
               R"(Primary Partition,start=0.0GB,stop=100.0GB,size=100.0GB,type=NTFS,Active
@@ -191,7 +199,9 @@ Primary Partition,start=120.0GB,stop=130.0GB,size=10.0GB,type=,Inactive
 Logical Disk,start=100.0GB,stop=110.0GB,size=10.0GB,type=NTFS,Inactive
 Logical Disk,start=110.1GB,stop=120.0GB,size=9.9GB,type=NTFS,Inactive
 )");
-    EXPECT_TRUE(result.primarycount == 2 && result.extendedcount == 1 && result.logicalcount == 2);
+    EXPECT_EQ(result.primarycount, 2);
+    EXPECT_EQ(result.extendedcount, 1);
+    EXPECT_EQ(result.logicalcount, 2);
     EXPECT_TRUE(result.indiskorder);
     const auto numbers = [&entries](const geom &geometry) {
         std::string text;

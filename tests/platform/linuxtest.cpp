@@ -373,11 +373,11 @@ TEST_P(LoopDevice, MeetsRealDamage)
     EXPECT_EQ(device->write(6990 * sector, out.data(), 20 * sector).status.fault, Fault::medium);
 
     // A write-protected device opens for reading only.
-    ASSERT_EQ(run("blockdev --setro " + disk.node), 0);
+    ASSERT_EQ(shell("blockdev --setro " + disk.node), 0);
     EXPECT_EQ(LinuxDevice::open(disk.node, Access::readwrite, status), nullptr);
     EXPECT_EQ(status.fault, Fault::denied);
     EXPECT_NE(LinuxDevice::open(disk.node, Access::read, status), nullptr);
-    run("blockdev --setrw " + disk.node); // it would outlive the loop device
+    shell("blockdev --setrw " + disk.node); // it would outlive the loop device
 
     // Removed while open: neither damage nor the end of the disk.
     ASSERT_TRUE(disk.vanish());
@@ -396,7 +396,7 @@ TEST_P(LoopDevice, TellsTheSystemOfANewLayout)
 
     // A partition that the kernel knows, but that is in no table on the disk. (Whether the kernel
     // finds one in a table depends on the table formats that it was built with.)
-    ASSERT_EQ(run("addpart " + disk.node + " 1 2048 2048"), 0);
+    ASSERT_EQ(shell("addpart " + disk.node + " 1 2048 2048"), 0);
     const std::string name = disk.node.substr(disk.node.rfind('/') + 1);
     const std::string known = "/sys/block/" + name + "/" + name + "p1";
     auto user = LinuxDevice::open(disk.node + "p1", Access::read, status);
@@ -424,7 +424,7 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
     const std::string format = "mke2fs -F -q " + disk.node;
     const std::string mount = "mount -t ext4 " + disk.node + " '" + mountpoint + "'";
     const std::string lock = "flock --nonblock --shared " + disk.node + " true";
-    ASSERT_EQ(run(format), 0) << disk.error;
+    ASSERT_EQ(shell(format), 0) << disk.error;
 
     // While any handle is open, nothing can mount the disk; every handle can write.
     EXPECT_EQ(inuse(), "");
@@ -435,15 +435,15 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
         ASSERT_EQ(device(handle).write(0, bytes.data(), sector).bytes, sector);
     closedisk(first);
     EXPECT_FALSE(updatepartitiontable(second)) << "the claim does not block it";
-    EXPECT_NE(run(lock), 0);
-    EXPECT_NE(run(mount), 0);
+    EXPECT_NE(shell(lock), 0);
+    EXPECT_NE(shell(mount), 0);
     closedisk(second);
-    EXPECT_EQ(run(lock), 0);
+    EXPECT_EQ(shell(lock), 0);
 
     // Mounted by another process: reads work, writes fail.
-    ASSERT_EQ(run(format + " && " + mount), 0);
+    ASSERT_EQ(shell(format + " && " + mount), 0);
     EXPECT_EQ(inuse(), "mounted at " + mountpoint);
-    ASSERT_EQ(run("mount -o remount,ro '" + mountpoint + "'"), 0);
+    ASSERT_EQ(shell("mount -o remount,ro '" + mountpoint + "'"), 0);
     const std::string before = disk.medium(0, std::size_t{64} << 20);
     void *handle = opendisk(disk.node.c_str());
     EXPECT_EQ(get_geometry(handle, &g), -1);
@@ -455,7 +455,7 @@ TEST_P(LoopDevice, IsClaimedByThisProcess)
     closedisk(handle);
     g = geom{};
     EXPECT_EQ(disk.medium(0, std::size_t{64} << 20), before);
-    EXPECT_EQ(run("umount '" + mountpoint + "'"), 0);
+    EXPECT_EQ(shell("umount '" + mountpoint + "'"), 0);
 
     // A user that sysfs does not show.
     const int holder = ::open(disk.node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
@@ -472,17 +472,14 @@ TEST_P(LoopDevice, TellsWhatADiskHoldsAndWhoHasItOpen)
         GTEST_SKIP() << "built without libblkid";
     EXPECT_EQ(contents.table, "");
     EXPECT_TRUE(contents.volumes.empty());
-    ASSERT_EQ(run("mkswap " + disk.node), 0) << disk.error;
+    ASSERT_EQ(shell("mkswap " + disk.node), 0) << disk.error;
     EXPECT_TRUE(backend.contents(disk.node, contents).ok());
     ASSERT_EQ(contents.volumes.size(), 1U);
     EXPECT_EQ(contents.volumes[0].filesystem, "swap");
 
     for (const auto &[mode, user] : {std::pair("<", ""), {"<>", "open for writing by "}}) {
         const std::string command = std::string("exec 3") + mode + disk.node;
-        std::FILE *shell = ::popen((command + "; sleep 60 >&- & echo $!").c_str(), "r");
-        pid_t process = 0;
-        EXPECT_EQ(std::fscanf(shell, "%d", &process), 1);
-        ::pclose(shell);
+        const int process = std::stoi(outputof(command + "; sleep 60 >&- & echo $!"));
         std::string reason;
         bool claimable = false;
         EXPECT_TRUE(backend.inuse(disk.node, reason, claimable).ok());

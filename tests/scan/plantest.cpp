@@ -1,3 +1,5 @@
+// Catches a disk that is cut otherwise than before, marks that grow or move wrongly, and scan files
+// that are taken for whole, or written without reaching their medium.
 #include "scan/consolidation.h"
 #include "scan/scanfigures.h"
 #include "scan/scanfile.h"
@@ -7,6 +9,19 @@
 
 #include <set>
 #include <sstream>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+// Stands in front of the system's own.
+static int syncs = 0;
+static bool syncsfail = false;
+extern "C" int fsync(int descriptor)
+{
+    ++syncs;
+    errno = EIO;
+    return syncsfail ? -1 : static_cast<int>(::syscall(SYS_fsync, descriptor));
+}
 
 namespace
 {
@@ -53,9 +68,11 @@ TEST(ScanPlan, CutsEveryDiskAlike)
             const auto index = static_cast<double>(&seg - plan.data());
             EXPECT_NEAR(segindex(seg.stop, geometry, static_cast<int>(segments)), index, 1);
         }
-        EXPECT_TRUE(plan.back().stop == last && sum == 0) << plan.back().stop << ", " << sum;
+        EXPECT_EQ(plan.back().stop, last);
+        EXPECT_EQ(sum, 0U);
     }
-    EXPECT_TRUE(makeplan(geometryof(0)).empty() && segindex(3, geometryof(0), 0) == 0);
+    EXPECT_TRUE(makeplan(geometryof(0)).empty());
+    EXPECT_EQ(segindex(3, geometryof(0), 0), 0);
 }
 
 TEST(Consolidation, ProtectsAndMerges)
@@ -111,7 +128,8 @@ TEST(Consolidation, MovesBoundariesToHealthyGround)
             if (step.action == Action::moved) {
                 moves += std::to_string(step.rawindex) + "," + std::to_string(step.isbad) + " ";
             } else if (step.first < step.last) {
-                EXPECT_TRUE(step.first % 4 == 0 && step.last - step.first == 7);
+                EXPECT_EQ(step.first % 4, 0U);
+                EXPECT_EQ(step.last - step.first, 7U);
                 if (row.failing.contains(step.first / 4) || row.failing.contains(step.last / 4))
                     reading = Reading::bad;
                 if (check.moves() == row.goneafter)
@@ -151,8 +169,10 @@ TEST(ScanFileFormat, TellsSoundFromDamaged)
     image[12] = image[15] = image[56 + 20] = image[56 + 23] = 0xFF;
     image.resize(300, 0xEE);
     const ScanFile file = parsescanfile(image);
-    EXPECT_TRUE(file.state == ScanFileState::complete && file.wholebytes == sound.size());
-    EXPECT_TRUE(file.geometry == geometry && file.segs == segs);
+    EXPECT_EQ(file.state, ScanFileState::complete);
+    EXPECT_EQ(file.wholebytes, sound.size());
+    EXPECT_EQ(file.geometry, geometry);
+    EXPECT_EQ(file.segs, segs);
     // Offset and new value of one byte: in the header, then in records 0, 2, 3, 5 and 6.
     const std::pair<std::size_t, std::uint8_t> bytes[] = {
         {0, 0},   {4, 0},   {9, 0},   {16, 0},  {16, 8},  {24, 5},  {33, 7},
@@ -169,9 +189,32 @@ TEST(ScanFileFormat, TellsSoundFromDamaged)
     }
     // Consistent, but with a sector length that no device has, or too many cylinders for a double.
     for (const geom &header : {geom{1, 4, 3, 7, 4, 12, 14336, 4778},
-                               geom{1, 1, 512, 1ULL << 54, 1, 512, 1ULL << 63, 1ULL << 54}})
-        EXPECT_TRUE(replacescanfile("sound", header, {}) &&
-                    readscanfile("sound").state == ScanFileState::damaged);
+                               geom{1, 1, 512, 1ULL << 54, 1, 512, 1ULL << 63, 1ULL << 54}}) {
+        EXPECT_TRUE(replacescanfile("sound", header, {}));
+        EXPECT_EQ(readscanfile("sound").state, ScanFileState::damaged);
+    }
+}
+
+// Whoever unplugs the computer loses the records of a second at most, and a medium that takes none
+// costs no more than those.
+TEST(ScanFileFormat, RecordsReachTheirMedium)
+{
+    ScanFileWriter writer;
+    syncs = 0;
+    ASSERT_TRUE(writer.open("synced", "wb", 0));
+    EXPECT_TRUE(writer.writeheader(geometryof(9), 0));
+    EXPECT_EQ(syncs, 1);
+    for (const auto &[last, pause, count] :
+         {std::tuple(false, 0, 1), {false, 1100, 2}, {true, 0, 3}}) {
+        QTest::qSleep(pause);
+        EXPECT_TRUE(writer.append({0, 0, 0}, last));
+        EXPECT_EQ(syncs, count);
+    }
+    EXPECT_TRUE(writer.append({3, 3, 0}, false));
+    syncsfail = true;
+    EXPECT_FALSE(writer.append({4, 4, 0}, true));
+    syncsfail = false;
+    EXPECT_EQ(filecontent("synced").size(), 56 + 3 * 24);
 }
 
 TEST(ScanSpeed, TellsWhatTheRunItselfHasSeen)

@@ -1,3 +1,4 @@
+// Catches a map of another tool that is read or written otherwise than that tool means it.
 #include "scan/badblocks.h"
 #include "scan/mapfile.h"
 #include "scan/surfaceview.h"
@@ -45,17 +46,6 @@ std::string read(const MapTarget &disk, std::uint32_t blocksize, const std::stri
     return reader.finish().empty() ? marksof(reader.plan()) : reader.finish();
 }
 
-// What a command prints; nothing if there is no such tool.
-std::string run(const std::string &command, const std::string &input = {})
-{
-    QProcess process;
-    process.start("sh", {"-c", QString::fromStdString("PATH=$PATH:/usr/sbin:/sbin; " + command)});
-    process.write(input.c_str());
-    process.closeWriteChannel();
-    EXPECT_TRUE(process.waitForFinished());
-    return process.readAllStandardOutput().toStdString();
-}
-
 } // namespace
 
 TEST(TakeAlong, ReadsWhatOtherToolsWriteAndRefusesTheRest)
@@ -100,7 +90,7 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
     EXPECT_EQ(read(smalldisk(), 0, map), "..BB.....B");
     map = encodemapfile(cellsof("smBBm..?.B"), geometry, bytes, "a");
     EXPECT_NE(read(smalldisk(), 0, map).find("(1536 bytes)"), std::string::npos);
-    const std::string told = run("ddrescuelog -t -", map);
+    const std::string told = outputof("ddrescuelog -t - <<'END'\n" + map + "END");
     for (const char *line : {"non-tried:     2048 B,  in      2", "bad-sector:     4608 B,  in   "})
         EXPECT_TRUE(told.empty() || told.find(line) != std::string::npos) << told;
     const auto bad = bytesof(cellsof("smBBm..?.B"), geometry, {SurfaceCell::State::bad});
@@ -119,7 +109,7 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
 TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
 {
     std::string why = "needs ddrescue";
-    if (run("command -v ddrescue").empty() || !LoopDisk::available(why))
+    if (outputof("command -v ddrescue").empty() || !LoopDisk::available(why))
         GTEST_SKIP() << why;
     const LoopDisk disk({.bytes = 9'999'872, .badread = {{1500, 1520}, {10600, 10600}}});
     ASSERT_FALSE(disk.node.empty()) << disk.error;
@@ -131,11 +121,12 @@ TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
         seg.isbad = readrange(handle.get(), seg.firstsector(1008), seg.lastsector(1008), 512) ==
                     Reading::bad;
     EXPECT_EQ(marksof(own), ".B........B........");
-    const std::string rescued = run("ddrescue -qfd " + disk.node + " /dev/null m && cat m");
+    const std::string rescued = outputof("ddrescue -qfd " + disk.node + " /dev/null m && cat m");
     EXPECT_EQ(read(target, 0, rescued), marksof(own));
     for (const std::uint32_t size : {512, 1024, 4096})
-        EXPECT_EQ(read(target, size, run("badblocks -b" + std::to_string(size) + " " + disk.node)),
-                  marksof(own));
+        EXPECT_EQ(
+            read(target, size, outputof("badblocks -b" + std::to_string(size) + " " + disk.node)),
+            marksof(own));
 }
 
 TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)

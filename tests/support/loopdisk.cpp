@@ -20,9 +20,19 @@ std::string content(const std::string &file)
 
 } // namespace
 
-int run(const std::string &command)
+std::string outputof(const std::string &command)
 {
-    return std::system(("PATH=$PATH:/usr/sbin:/sbin; " + command + " >/dev/null 2>&1").c_str());
+    std::string text;
+    std::FILE *pipe = ::popen(("PATH=$PATH:/usr/sbin:/sbin; " + command).c_str(), "re");
+    for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe))
+        text += static_cast<char>(byte);
+    ::pclose(pipe);
+    return text;
+}
+
+int shell(const std::string &command)
+{
+    return std::system(("PATH=$PATH:/usr/sbin:/sbin; (" + command + ") >/dev/null 2>&1").c_str());
 }
 
 bool LoopDisk::available(std::string &why)
@@ -84,5 +94,5 @@ std::string LoopDisk::medium(std::uint64_t offset, std::size_t bytes) const
 
 bool LoopDisk::vanish()
 {
-    return run("truncate --size 0 " + served + " && losetup --set-capacity " + node) == 0;
+    return shell("truncate --size 0 " + served + " && losetup --set-capacity " + node) == 0;
 }

@@ -50,5 +50,7 @@ private:
     std::FILE *keeper = nullptr; ///< input of the program that keeps the device
 };
 
-/// Runs a command of the shell, also one of the administrator's, without its output; its status.
-int run(const std::string &command);
+/// The status of a command of the shell, which may be one of the administrator's.
+int shell(const std::string &command);
+/// What such a command prints, without its errors.
+std::string outputof(const std::string &command);

@@ -1,3 +1,4 @@
+// Catches a diagram that draws, selects, names or offers another block than the user means.
 #include "tests/views/viewsfixture.h"
 
 #include <QAccessible>
@@ -108,10 +109,12 @@ TEST_F(Diagram, MenuStandsForTheSelection)
     // A right click takes the block under the mouse, or joins it to several selected ones.
     select("0");
     rightclick(centre(2));
-    EXPECT_TRUE(selected() == "2" && count == 1);
+    EXPECT_EQ(selected(), "2");
+    EXPECT_EQ(count, 1);
     select("24");
     rightclick(centre(4));
-    EXPECT_TRUE(selected() == "24" && count == 2);
+    EXPECT_EQ(selected(), "24");
+    EXPECT_EQ(count, 2);
     // The first block on the disk decides, whichever was selected first.
     select("41");
     rightclick(centre(4));
@@ -129,11 +132,13 @@ TEST_F(Diagram, MenuStandsForTheSelection)
     choice = 0;
     menukey();
     EXPECT_EQ(position, view->viewport()->mapToGlobal(centre(0)));
-    EXPECT_TRUE(count == 3 && block(0)->kind == 'p' && selected() == "0");
+    EXPECT_EQ(count, 3);
+    EXPECT_EQ(block(0)->kind, 'p');
+    EXPECT_EQ(selected(), "0");
     press("e6");
     choice = 3;
     QTest::keyClick(view, Qt::Key_F10, Qt::ShiftModifier);
-    EXPECT_TRUE(count == 4 && page.extparts.size() == 8);
+    EXPECT_EQ(page.extparts.size(), 8);
     for (const char *const place : {"5", ""}) {
         select(place);
         menukey();
@@ -142,7 +147,8 @@ TEST_F(Diagram, MenuStandsForTheSelection)
     choice = -1;
     QAccessibleInterface *entry = QAccessible::queryAccessibleInterface(view)->child(2);
     entry->actionInterface()->doAction(QAccessibleActionInterface::showMenuAction());
-    EXPECT_TRUE(count == 5 && selected() == "2");
+    EXPECT_EQ(count, 5);
+    EXPECT_EQ(selected(), "2");
 }
 
 TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
@@ -159,22 +165,27 @@ TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
     for (int i = 0; i < 7; i++) {
         QAccessibleInterface *entry = list->child(i);
         EXPECT_EQ(entry->text(QAccessible::Name), names[i]);
-        EXPECT_TRUE(entry->parent() == list && list->indexOfChild(entry) == i);
-        const QAccessible::State state = entry->state();
-        EXPECT_TRUE(state.selected == (i == 4) && state.focused == (i == 4) && state.focusable);
+        EXPECT_EQ(entry->parent(), list);
+        EXPECT_EQ(list->indexOfChild(entry), i);
+        EXPECT_EQ(entry->state().selected, i == 4);
+        EXPECT_EQ(entry->state().focused, i == 4);
         const QPoint middle = view->viewport()->mapToGlobal(centre(i));
         EXPECT_TRUE(entry->rect().contains(middle)) << i;
     }
-    EXPECT_TRUE(!list->child(7) && list->focusChild() == list->child(4));
+    EXPECT_EQ(list->child(7), nullptr);
+    EXPECT_EQ(list->focusChild(), list->child(4));
 
     // An entry outlives its block, and knows it.
     QAccessibleInterface *last = list->child(6);
     page.clearmodelview();
     EXPECT_EQ(list->childCount(), 0);
-    EXPECT_TRUE(!last->isValid() && last->state().invalid && last->rect().isNull());
+    EXPECT_FALSE(last->isValid());
+    EXPECT_TRUE(last->state().invalid);
+    EXPECT_TRUE(last->rect().isNull());
     EXPECT_EQ(last->text(QAccessible::Name), "");
     last->actionInterface()->doAction(QAccessibleActionInterface::setFocusAction());
     page.constructextparts();
     page.initpartdiagram();
-    EXPECT_TRUE(list->child(6) == last && last->text(QAccessible::Name) == names[6]);
+    EXPECT_EQ(list->child(6), last);
+    EXPECT_EQ(last->text(QAccessible::Name), names[6]);
 }

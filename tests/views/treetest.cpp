@@ -1,3 +1,4 @@
+// Catches a cell that shows, or an editor that stores, another value than the user reads or types.
 #include "tests/support/dialogs.h"
 #include "tests/views/viewsfixture.h"
 
@@ -97,7 +98,8 @@ TEST_F(Tree, EditorsMoveBoundariesToPositionsAndNeighbours)
     edit(row(5), 1, "41.1");
     EXPECT_TRUE(dialogs.seen.isEmpty());
     edit(row(5), 1, "1.0");
-    EXPECT_TRUE(dialogs.messages().size() == 1 && changed.isEmpty());
+    EXPECT_EQ(dialogs.messages().size(), 1);
+    EXPECT_TRUE(changed.isEmpty());
 }
 
 TEST_F(Tree, ShowsCells)

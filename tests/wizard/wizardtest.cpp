@@ -1,3 +1,4 @@
+// Catches pages that pass the user's clicks, disks and texts on otherwise than they show them.
 #include "tests/support/wizardbench.h"
 
 namespace
@@ -60,7 +61,9 @@ TEST_F(Wizard, AsksForADisk)
     ASSERT_EQ(rows.size(), 2);
     EXPECT_EQ(rows[0]->text(), "disk0,0.8G(running OS installed here, don't partition it)");
     EXPECT_EQ(rows[1]->text(), "a-b,0.0G");
-    EXPECT_TRUE(!rows[0]->isEnabled() && rows[1]->isEnabled() && !rows[1]->isChecked());
+    EXPECT_FALSE(rows[0]->isEnabled());
+    EXPECT_TRUE(rows[1]->isEnabled());
+    EXPECT_FALSE(rows[1]->isChecked());
     EXPECT_FALSE(bench.wizard->windowIcon().pixmap(48).isNull());
 }
 
@@ -122,7 +125,9 @@ TEST_F(Wizard, HostileNamesStayPlainText)
     EXPECT_EQ(bench.selectpage()->diskgroup->button(0)->text(),
               "<b>&&lt;x???[2J../../etc/x:%1%n?,0.0G");
     EXPECT_STREQ(bench.scanpage()->filename, "_b_&lt;x___[2J.._.._etc_x_%1%n_");
-    EXPECT_TRUE(bench.runscan() && plain && bench.dialogs.messages().size() == 1);
+    EXPECT_TRUE(bench.runscan());
+    EXPECT_TRUE(plain);
+    EXPECT_EQ(bench.dialogs.messages().size(), 1);
 }
 
 // Back and Next through all pages, by the buttons alone; each click has one effect.
@@ -224,10 +229,12 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
                   "warning:error:\"heads number\" must be a number from 1 to 256.\n"}};
     for (const auto &row : cases) {
         answers = row.answers.split(' ');
-        EXPECT_TRUE(bench.click(next) && answers.isEmpty());
+        EXPECT_TRUE(bench.click(next));
+        EXPECT_TRUE(answers.isEmpty());
         EXPECT_EQ(shown, row.shown);
         EXPECT_EQ(said(), row.said);
-        EXPECT_TRUE(g == row.geometry && bench.scanpage()->diskgeom == g);
+        EXPECT_EQ(g, row.geometry);
+        EXPECT_EQ(bench.scanpage()->diskgeom, g);
         EXPECT_EQ(bench.scanpage()->segnum, g.cylinders < 500 ? int(g.cylinders) : 500);
         EXPECT_TRUE(bench.click(back));
     }
