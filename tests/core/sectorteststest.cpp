@@ -103,16 +103,6 @@ TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
     EXPECT_EQ(second, 9U);
 }
 
-TEST_P(SectorTests, RoughTestReadsTheFirstSectorOfGoodSegments)
-{
-    // ten sectors a cylinder: segments at sectors 0, 300 and 500
-    std::vector<SEG> list = {{0, 29, 0}, {30, 49, 1}, {50, 99, 0}};
-    faults.unreadable.add(300, 499);
-    EXPECT_EQ(course(rough_test(handle, list, bytes)), "0 r0+1 r500+1");
-    faults.unreadable.add(500);
-    EXPECT_EQ(course(rough_test(handle, list, bytes)), "1 r0+1 r500+1");
-}
-
 TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
 {
     faults.unreadable.add(100);
@@ -169,7 +159,7 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
         EXPECT_GT(rate, 0.4); // seeks take the rest
         EXPECT_LT(rate, 0.5);
     }
-    double start = turning->now;
+    const double start = turning->now;
     EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
     EXPECT_GT(segment / (turning->now - start) / mediarate, 0.85);
 
@@ -178,21 +168,6 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
     EXPECT_EQ(write_test(device.get(), 400'000, 400'000 + segment - 1, 512), 1);
     EXPECT_EQ(write_test(device.get(), 450'000, 450'000, 512), 1);
     EXPECT_EQ(writeandreadtestonesector(device.get(), 450'000, 512), 4);
-    // it is not found if the cache answers
-    std::vector<char> batch(20 * 512, 'x');
-    std::vector<char> back(batch.size());
-    EXPECT_TRUE(device->write(450'000 * 512, batch.data(), batch.size()).status.ok());
-    EXPECT_TRUE(device->read(450'000 * 512, back.data(), back.size()).status.ok());
-    EXPECT_EQ(back, batch);
-    // without a cache, reading back each batch costs two turns
-    turning->cachebytes = 0;
-    EXPECT_TRUE(device->flush().ok());
-    start = turning->now;
-    for (std::uint64_t at = 0; at < 2000; at += 20) {
-        EXPECT_TRUE(device->write(at * 512, batch.data(), batch.size()).status.ok());
-        EXPECT_TRUE(device->read(at * 512, back.data(), back.size()).status.ok());
-    }
-    EXPECT_NEAR((turning->now - start) / turning->revolution, 200, 10);
 }
 
 INSTANTIATE_TEST_SUITE_P(SectorLengths, SectorTests, ::testing::Values(512, 4096));

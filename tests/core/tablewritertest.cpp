@@ -132,34 +132,6 @@ TEST_F(TableWriter, MetadataTracksBelongToNoPartition)
     }
 }
 
-TEST_F(TableWriter, ReadBackNamesTheSectorsThatAreNotStored)
-{
-    use(512, 63, 255, 100);
-    const SEG segs[] = {{0, 49, 0}, {50, 99, 1}};
-    const Tables tables = Tables::mbr({part('e', 0, 16065, 321299, 0, 0x0F),
-                                       part('l', 1, 16065, 160649), part('l', 2, 160650, 321299)},
-                                      g, {5, 9}, 0x04030201, segs);
-    void *handle = opened("disk");
-    EXPECT_EQ(tables.readback(handle).size(), 4U);
-    disk->updatefails = true;
-    EXPECT_FALSE(tables.write(handle));
-    disk->updatefails = false;
-    disk->recording->clear();
-    EXPECT_TRUE(tables.write(handle));
-    EXPECT_EQ(disk->recording->course(), "w9+1 w5+1 w16065+1 w160650+1");
-    EXPECT_EQ(getlittle(&tables.images()[1].bytes[0x1B8], 4), 0x04030201U);
-    EXPECT_TRUE(tables.readback(handle).empty());
-
-    disk->faults->lying.add(160650);
-    disk->faults->unreadable.add(5);
-    disk->faults->unreadable.add(9);
-    EXPECT_TRUE(tables.write(handle));
-    std::vector<std::pair<std::uint64_t, int>> missing;
-    for (const SectorImage &image : tables.readback(handle))
-        missing.emplace_back(image.sector, image.part);
-    EXPECT_EQ(missing, (std::vector<std::pair<std::uint64_t, int>>{{5, -1}, {160650, 2}, {9, -1}}));
-}
-
 TEST_F(TableWriter, PartsThatTheFormatCannotHoldAreNotWritten)
 {
     use(512, 63, 255, 300000);

@@ -141,6 +141,8 @@ TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
     disk->updatefails = false;
     EXPECT_EQ(commits(), "");
     EXPECT_EQ(count(Kind::write), 8u);
+    // scan record, master boot sector, boot records
+    EXPECT_NE(disk->recording->course().find("w1+1 w0+1 w16+1 w640+1"), std::string::npos);
     EXPECT_EQ(page->partresult.logicalcount, 2);
 
     // entering again starts again

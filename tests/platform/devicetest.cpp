@@ -70,17 +70,6 @@ TEST(Device, RefusesWhatItMust)
     platform::close(invalidhandle);
 }
 
-TEST(Device, AnImageIsReadByASecondStore)
-{
-    const TempFolder folder;
-    constexpr std::uint64_t size = std::uint64_t{5} << 30;
-    EXPECT_TRUE(imagestore(folder / "image", size)->save(size - 512, "what", 4));
-    std::string bytes(8, 'x');
-    EXPECT_TRUE(imagestore(folder / "image", size)->load(size - 514, bytes.data(), 8));
-    EXPECT_EQ(bytes, std::string("\0\0what\0\0", 8));
-    EXPECT_EQ(imagestore(folder / "none/image", size), nullptr);
-}
-
 // The program's own files, as a resumed scan cuts and continues them.
 TEST(PlainFile, IsWrittenAsItStandsAndNeverExtended)
 {

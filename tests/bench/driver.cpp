@@ -1,0 +1,413 @@
+// Operates the wizard from outside, for what is measured or watched by hand, by the name by which
+// it is called:
+//
+//   quarn-walk NODE [COMMAND]       the whole job on a real disk. Prints every row of the first
+//   page,
+//                                   each message box, and the committed partitions in sectors of
+//                                   512 bytes. COMMAND is run between scan and commit. Status 0 on
+//                                   the last page; 1 if a page was not reached; 2 if the row can't
+//                                   be chosen; 3 if the commit was refused.
+//   quarn-scanbench read|write NODE                                        scans a disk; a write
+//   test quarn-scanbench simulated MB DAMAGED-SEGMENTS MILLISECONDS-A-FAILURE   destroys its
+//   contents.
+//                                   Prints seconds, CPU seconds and bad segments; the scan file is
+//                                   left in the current directory.
+//   quarn-plannerbench [start|memory]  how long a user of the planner waits, on a disk of 2 TB with
+//                                   as many blocks as a scan can leave, and with many more
+//   quarn-scanvictim                scans an image file in the current directory, or goes on with
+//   an
+//                                   earlier scan there, while something kills it
+
+#include "plan/planreport.h"
+#include "platform/writegather.h"
+#include "scan/consolidation.h"
+#include "tests/support/planchecker.h"
+#include "tests/support/testapplication.h"
+#include "tests/support/wizardbench.h"
+#include "views/surfacemap.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+
+namespace
+{
+
+/// How long a scan may take on an emulated machine, in milliseconds.
+constexpr int scantimeout = 3'000'000;
+
+// ---- quarn-walk
+// ------------------------------------------------------------------------------------
+
+void printplan(const DiskPartition &page)
+{
+    const std::uint64_t units = g.bytespersector / 512;
+    for (const PART &part : buildparts(page.treemodel->getallparts(), g.sectorspercyl)) {
+        // the first track holds the boot record of a logical disk, or the master boot sector
+        const bool behind = part.kind == 'l' || part.start == 0;
+        const std::uint64_t start = part.start + (behind ? g.sectorspertrack : 0);
+        std::printf("part: %c %llu %llu\n", part.kind,
+                    static_cast<unsigned long long>(start * units),
+                    static_cast<unsigned long long>((part.stop - start + 1) * units));
+    }
+}
+
+int walk(WizardBench &bench, const QStringList &arguments)
+{
+    bench.dialogs.custom = [accept = bench.dialogs.custom](QWidget *widget) {
+        if (const auto *box = qobject_cast<QMessageBox *>(widget))
+            std::printf("box: [%s] %s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
+        return accept(widget);
+    };
+    bench.open(-1);
+    const SelectDiskPage &first = *bench.selectpage();
+    for (int i = 0; i < static_cast<int>(first.alldisks.size()); ++i) {
+        const QString path = first.alldisks[static_cast<std::size_t>(i)].devicepath;
+        const QAbstractButton *row = first.diskgroup->button(i);
+        std::printf("row: %s %s %s\n", qPrintable(path.section('#', 0, 0)),
+                    row->isEnabled() ? "free" : "refused", qPrintable(row->text()));
+    }
+    const int row = bench.rowof(arguments.value(1).toStdString());
+    if (row < 0)
+        return 2;
+    bench.openscanpage(row);
+    if (!bench.click(WizardBench::next) || !bench.waitrun(scantimeout) ||
+        bench.current() != bench.wizard->partitionpageid)
+        return 1;
+    for (const SEG &seg : bench.scanpage()->intsegs) {
+        if (seg.isbad != 0)
+            std::printf("bad: cylinders %llu to %llu\n", static_cast<unsigned long long>(seg.start),
+                        static_cast<unsigned long long>(seg.stop));
+    }
+    if (arguments.size() > 2)
+        std::printf("command: status %d\n", std::system(qPrintable(arguments[2])));
+    bench.click(WizardBench::next);
+    for (const QString &message : bench.dialogs.messages()) {
+        if (message.startsWith("partition failed!"))
+            return 3;
+    }
+    if (bench.current() != bench.wizard->lastpageid)
+        return 1;
+    printplan(*bench.planner());
+    return 0;
+}
+
+// ---- quarn-scanbench
+// -------------------------------------------------------------------------------
+
+int scanbench(WizardBench &bench, const QStringList &arguments)
+{
+    bench.dialogs.timer.setInterval(20); // looking for dialogs all the time would be measured along
+    const bool simulated = arguments.value(1) == "simulated";
+    if (arguments.size() != (simulated ? 5 : 3))
+        return usage();
+    if (simulated) { // with the large blocks of native disks
+        const auto disk =
+            bench.adddisk(arguments[2].toULongLong() * 1'000'000 / (16 * 63 * 512), 16, 63);
+        disk->wrap = platform::inlargeblocks;
+        const int segments = arguments[3].toInt();
+        // one sector in the middle of so many segments, evenly over the disk
+        for (int i = 0; i < segments; ++i)
+            disk->faults->unreadable.add(
+                (static_cast<std::uint64_t>(i * 500 / segments) * 2 + 101) * (disk->bytes / 512) /
+                1000);
+        disk->faults->faildelay = std::chrono::milliseconds(arguments[4].toInt());
+    }
+    bench.open(-1);
+    bench.openscanpage(simulated ? 0 : bench.rowof(arguments[2].toStdString()));
+    if (bench.current() != bench.wizard->scanpageid || bench.scanpage()->segnum == 0) {
+        std::fputs("no such disk\n", stderr);
+        return 1;
+    }
+    const DiskScanPage &page = *bench.scanpage();
+    page.writetestbox->setChecked(arguments[1] == "write");
+    QElapsedTimer clock;
+    clock.start();
+    const std::clock_t cpu = std::clock();
+    bench.click(WizardBench::next);
+    if (!bench.waitrun(scantimeout) || !page.scantimer)
+        return 1;
+    const auto bad = std::count_if(page.segs, page.segs + page.segnum,
+                                   [](const SEG &seg) { return seg.isbad != 0; });
+    std::printf("%.3f %.3f %d\n", static_cast<double>(clock.elapsed()) / 1000,
+                static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC, static_cast<int>(bad));
+    return 0;
+}
+
+// ---- quarn-plannerbench
+// ----------------------------------------------------------------------------
+
+/// Processor time: what else the machine does is not measured along.
+double milliseconds(const std::function<void()> &work)
+{
+    const std::clock_t start = std::clock();
+    work();
+    return static_cast<double>(std::clock() - start) * 1000 / CLOCKS_PER_SEC;
+}
+
+/// What is measured, and what is made ready before it each time.
+struct Step {
+    const char *name;
+    std::function<void()> work;
+    std::function<void()> before = [] {};
+    int repeats = 7;
+};
+
+/// Prints the median times of each step, of the views' events that follow, and of a redraw.
+void report(DiskPartition &page, const std::vector<Step> &steps)
+{
+    for (const Step &step : steps) {
+        const std::function<void()> parts[] = {step.work, [] { QApplication::processEvents(); },
+                                               [&page] { page.diagramview->grab(); },
+                                               [&page] { page.grab(); }};
+        std::vector<double> times[4];
+        for (int i = 0; i < step.repeats; ++i) {
+            step.before();
+            QApplication::processEvents();
+            for (int k = 0; k < 4; ++k)
+                times[k].push_back(milliseconds(parts[k]));
+        }
+        std::printf("%-34s %7d", step.name, static_cast<int>(page.extparts.size()));
+        for (std::vector<double> &values : times) {
+            std::ranges::sort(values);
+            std::printf(" %9.2f", values[values.size() / 2]);
+        }
+        std::puts("");
+        std::fflush(stdout);
+    }
+}
+
+/// Prints the median time of a redraw of the surface map, with cells of every kind.
+void surfacemap()
+{
+    std::vector<SurfaceCell> cells(500);
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        const double speed = 200 - 0.2 * static_cast<double>(i);
+        cells[i] = {i * 486, i * 486 + 485, static_cast<SurfaceCell::State>(i % 6),
+                    static_cast<double>(i * 7 % 600), i % 50 == 0 ? -1 : speed};
+    }
+    SurfaceMap map;
+    map.setdisk(g);
+    map.setcells(cells);
+    for (const QSize size : {QSize(780, 130), QSize(1800, 800)}) {
+        map.resize(size);
+        QImage image(size, QImage::Format_RGB32);
+        std::vector<double> times(101);
+        for (double &time : times)
+            time = milliseconds([&] { map.render(&image); });
+        std::ranges::sort(times);
+        std::printf("surface map of %4d x %3d: %.2f ms\n", size.width(), size.height(), times[50]);
+    }
+}
+
+/// Gives the planner a scan result: every second segment damaged, or none.
+void fill(WizardBench &bench, bool damaged)
+{
+    DiskScanPage *scan = bench.scanpage();
+    std::vector<SEG> segs(scan->segs, scan->segs + scan->segnum);
+    for (std::size_t i = 1; damaged && i < segs.size(); i += 2)
+        segs[i].isbad = 1;
+    integratesegs(segs.data(), scan->segnum, bench.planner()->segs);
+    bench.planner()->onstrategychanged(0);
+    QApplication::processEvents();
+}
+
+void measure(WizardBench &bench)
+{
+    DiskPartition &page = *bench.planner();
+    const auto strategy = [&page](int index) {
+        return [&page, index] { page.onstrategychanged(index); };
+    };
+    const auto at = [&page](int index) {
+        return [&page, index] { page.diagramview->selectblock(index); };
+    };
+    const auto selectall = [&page] {
+        QTest::keyClick(page.diagramview, Qt::Key_Home);
+        QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
+    };
+    const auto split = [&page](int parts) { return [&page, parts] { page.splitpart(parts); }; };
+    const auto combine = [&page] { page.combineparts(); };
+    const auto undo = [&page] { page.undo(); };
+    const auto addld = [&page] { page.addld(); };
+    const auto remove = [&page] { page.delpart(); };
+    const auto cell = [&page](int block, int column) {
+        return page.treemodel->findpart(page.extparts[block]).siblingAtColumn(column);
+    };
+    const auto set = [&page](const QModelIndex &index, const QVariant &value) {
+        page.treemodel->setData(index, value, Qt::EditRole);
+    };
+    const auto bare = [&] {
+        page.onstrategychanged(0);
+        at(0)();
+    };
+    const auto fifty = [&] {
+        bare();
+        page.splitpart(50);
+        for (int i = 0; i < 50; ++i)
+            page.extparts[i]->item->setSelected(true);
+    };
+    const auto full = [&] {
+        page.onstrategychanged(1);
+        at(200)();
+    };
+    // ten blocks, each split into fifty logical disks
+    const auto fivehundred = [&] {
+        bare();
+        page.splitpart(10);
+        for (int i = 9; i >= 0; --i) {
+            at(i)();
+            page.splitpart(50);
+        }
+        for (int i = 0; i < page.extparts.size(); ++i) {
+            at(i)();
+            page.addld();
+        }
+        selectall();
+    };
+    std::printf("%-34s %7s %9s %9s %9s %9s\n", "milliseconds", "blocks", "operation", "views",
+                "diagram", "page");
+    report(page, {{"strategy 0", strategy(0)},
+                  {"strategy 1", strategy(1)},
+                  {"strategy 2", strategy(2)},
+                  {"strategy 3", strategy(3)},
+                  {"strategy 4, with its dialogs", strategy(4)},
+                  {"strategy 5, with its dialogs", strategy(5)},
+                  {"default plan", [&page] { page.defaultpartition(); }},
+                  {"split into 50", split(50), bare},
+                  {"combine 50", combine, fifty},
+                  {"add a logical disk", addld, bare},
+                  {"delete one of all", remove, full},
+                  {"select all by keys", selectall, full},
+                  {"resize", [&page] { page.resizepartdiagram(); }, full}});
+    fill(bench, false);
+    report(page, {{"combine 500 logical disks", combine, fivehundred},
+                  {"move a boundary among 500", [&] { set(cell(250, 2), 1002.5); }, fivehundred}});
+    bench.dialogs.fallback = [](const DialogAnswers::Seen &seen) -> QVariant {
+        return seen.text == "CMax:" ? 0.1 : 0.0;
+    };
+    report(page, {{"strategy 5, blocks of 0.1 GB", strategy(5), [] {}, 3},
+                  {"back to strategy 0", strategy(0), strategy(5), 3},
+                  {"undo of that", undo, strategy(0)},
+                  {"redo", [&page] { page.redo(); }, undo}});
+    page.onstrategychanged(5);
+    const auto extended = [&] {
+        page.undo();
+        page.treeview->setCurrentIndex(page.treemodel->extendindex());
+    };
+    const auto deleterow = [&page] { page.ondelPartTreeNode(); };
+    const auto nextkey = [&page] { QTest::keyClick(page.diagramview, Qt::Key_Right); };
+    const auto everything = [&] {
+        page.undo();
+        selectall();
+    };
+    report(page,
+           {{"select a block", at(10'000), at(9000)},
+            {"the next one by key", nextkey, at(10'000)},
+            {"select all by keys", selectall, at(0)},
+            {"select a row", [&] { page.treeview->setCurrentIndex(cell(10'000, 0)); }, at(10)},
+            {"move a row up", [&] { page.onupPartTreeNode(); }, at(10'000)},
+            {"delete a row", deleterow, at(10'000)},
+            {"delete one of all", remove, at(10'001)},
+            {"add a logical disk", addld, at(10'001)},
+            {"undo of that", undo},
+            {"split into 50", split(50), at(10'002)},
+            {"move a boundary",
+             [&] { set(cell(15'000, 2), cell(15'000, 2).data().toDouble() - 0.02); }},
+            {"change a type",
+             [&] { set(cell(15'000, 4), 0x83 - cell(15'000, 4).data(Qt::EditRole).toInt()); }},
+            {"zoom", [&] { page.diagramview->zoomby(8); }, [&] { page.diagramview->zoomby(0); }},
+            {"back", [&] { page.diagramview->zoomby(0); }},
+            {"resize",
+             [&] {
+                 page.diagramview->resize(page.diagramview->width() ^ 1,
+                                          page.diagramview->height());
+             }},
+            {"delete the extended row", deleterow, extended},
+            {"combine all", combine, everything}});
+}
+
+int plannerbench(WizardBench &bench, const QStringList &arguments)
+{
+    const QTemporaryDir folder;
+    if (!folder.isValid() || !QDir::setCurrent(folder.path()))
+        return 1;
+    QElapsedTimer clock;
+    clock.start();
+    for (int i = 0; i < 3; ++i)
+        bench.adddisk(243201, 255, 63);
+    bench.open(-1);
+    const bool shown = QTest::qWaitForWindowExposed(bench.wizard.get());
+    std::printf("first page after %.0f ms\n", static_cast<double>(clock.nsecsElapsed()) / 1e6);
+    if (!shown || arguments.value(1) == "start")
+        return shown ? 0 : 1;
+    bench.openscanpage();
+    bench.click(WizardBench::skip);
+    DiskPartition &page = *bench.planner();
+    const bool memory = arguments.value(1) == "memory";
+    fill(bench, !memory);
+    surfacemap();
+    if (memory) {
+        bench.dialogs.answers = {0.1, 0.0};
+        page.onstrategychanged(5);
+        QApplication::processEvents();
+        page.grab();
+    } else {
+        measure(bench);
+    }
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmHWM"))
+            std::puts(line.c_str());
+    }
+    return 0;
+}
+
+// ---- quarn-scanvictim
+// ------------------------------------------------------------------------------
+
+int scanvictim(WizardBench &bench, const QStringList &)
+{
+    const auto disk = bench.adddisk(1000, 1, 4);
+    disk->store = platform::imagestore("image", disk->bytes);
+    if (!disk->store)
+        return 1;
+    // at the start of segments, so that no boundary moves: first, middle and last
+    for (const std::uint64_t cylinder : {0, 100, 500, 998})
+        disk->faults->unreadable.add(cylinder * 4);
+    bench.openscanpage();
+    // goes on, or starts anew without a scan file, or with one that ends inside its header
+    bench.click(WizardBench::prev);
+    const DiskScanPage &page = *bench.scanpage();
+    const bool running = page.scantimer && page.scantimer->isActive();
+    if (bench.current() == bench.wizard->scanpageid && !running && !bench.click(WizardBench::next))
+        return 2;
+    return bench.waitrun() && bench.current() == bench.wizard->partitionpageid ? 0 : 3;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    const TestApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    const QMap<QString, int (*)(WizardBench &, const QStringList &)> jobs = {
+        {"quarn-walk", walk},
+        {"quarn-scanbench", scanbench},
+        {"quarn-plannerbench", plannerbench},
+        {"quarn-scanvictim", scanvictim}};
+    const auto job = jobs.value(QFileInfo(argv[0]).fileName());
+    WizardBench bench;
+    if (job == walk || (job == scanbench && arguments.value(1) != "simulated"))
+        platform::setbackend(nullptr); // the real disks
+    // a real disk may report no geometry: the guess is taken
+    bench.dialogs.custom = [](QWidget *widget) {
+        auto *dialog = qobject_cast<GeomDlg *>(widget);
+        if (dialog)
+            dialog->accept();
+        return dialog != nullptr;
+    };
+    return job ? job(bench, arguments) : usage();
+}
