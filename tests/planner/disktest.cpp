@@ -367,24 +367,3 @@ TEST_F(PlannerOnDisk, TheDiagramIsPaintedAnewAfterEachChange)
         EXPECT_TRUE(wait([&paints] { return paints > 0; }, 2000));
     }
 }
-
-TEST_F(PlannerOnDisk, ReturnOnThePageNeverWrites)
-{
-    wizard->activateWindow();
-    page->treeview->setCurrentIndex(page->treemodel->index(0, 1, page->treemodel->extendindex()));
-    const QList<QWidget *> watched = {page->strategybox, page->treeview, page->diagramview};
-    for (QWidget *widget : watched) {
-        widget->setFocus();
-        for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter})
-            QTest::keyClick(widget, key);
-    }
-    // an editor still takes it
-    page->treeview->edit(page->treeview->currentIndex());
-    QWidget *editor = page->treeview->viewport()->findChild<QWidget *>();
-    ASSERT_TRUE(editor);
-    QTest::keyClick(editor, Qt::Key_Return);
-    QTest::qWait(20);
-    EXPECT_EQ(page->treeview->viewport()->findChildren<QWidget *>().size(), 0);
-    EXPECT_EQ(current(), wizard->partitionpageid);
-    EXPECT_EQ(disk->recording->operations.size(), 0U);
-}
