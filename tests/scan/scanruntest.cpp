@@ -499,6 +499,13 @@ TEST_F(ScanRun, OnlyWhatWasReadFromThisDiskCounts)
         EXPECT_EQ(after("nw").substr(healthy < 3 ? 35 : 5), expected) << healthy;
         reads = 1 << 20;
     }
+    // What failed just before that is taken back too, with its record.
+    QFile::remove("disk0");
+    disk->faults->unreadable.add(1 * 50);
+    reads = 5;
+    EXPECT_EQ(after("nw"), "GONE waiting prev . ..........");
+    disk->faults->unreadable.clear();
+    reads = 1 << 20;
     EXPECT_EQ(after("pw"), "SAVED planner ..........");
     after("bbn");
     // A mistaken Next: the former result comes back, also in front of an interrupted scan.
