@@ -62,6 +62,12 @@ TEST_P(SectorTests, WriteTestFindsFailuresAndWrongData)
     EXPECT_EQ(course(readasector(handle, 121, sector.data())), "0 r121+1");
     EXPECT_EQ(sector[3], static_cast<char>((bytes + 3) % 256)); // the ramp runs on
 
+    // the medium refuses what its cache took: the flush is the sixth operation
+    disk->recording->disturbance = platform::Recording::Disturbance::fail;
+    disk->recording->victim = 5;
+    EXPECT_EQ(course(write_test(handle, 100, 144, bytes)), "1 w100+20 w120+20 w140+5 flush");
+    disk->recording->disturbance = platform::Recording::Disturbance::none;
+
     faults.lying.add(230);
     EXPECT_EQ(course(write_test(handle, 200, 259, bytes)),
               "1 w200+20 w220+20 w240+20 flush r200+20 r220+20");
@@ -116,7 +122,10 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     EXPECT_EQ(readrange(handle, 300, 300, bytes), Reading::bad);
     EXPECT_EQ(readsector(handle, 100, bytes), Reading::bad);
     EXPECT_EQ(roughcheck(handle, list, bytes), Reading::bad);
-    // an argument that the device refuses tells nothing about the medium
+    // an argument or a user that the device refuses tells nothing about the medium
+    disk->refusal = "held";
+    EXPECT_EQ(writerange(handle, 0, 9, bytes), Reading::refused);
+    disk->refusal.clear();
     EXPECT_EQ(readsector(handle, 1, bytes / 2), Reading::refused);
     EXPECT_EQ(readsector(invaliddisk, 1, bytes), Reading::gone);
     // an unplugged disk may report a medium failure, but it has no size

@@ -259,7 +259,7 @@ TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
     EXPECT_EQ(lastpage()->reportedit->toPlainText(), ordinary);
 }
 
-// A table with a chain of two records, in front of data; the first segment is bad, so that the
+// A table with a chain of three records, in front of data; the first segment is bad, so that the
 // search overwrites more than the new tables do.
 TEST_F(PlannerOnDisk, TheOldTablesComeBack)
 {
@@ -284,6 +284,8 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     table(900, 0, 7, 16);
     table(900, 1, 0x05, 100);
     table(1000, 0, 7, 16);
+    table(1000, 1, 0x05, 150); // from the first record on, as all links
+    table(1050, 0, 7, 16);
     disk->faults->lying.add(1);
     for (const QString &name : QDir().entryList({"disk0.tables-*"}))
         QFile::remove(name);
@@ -295,7 +297,8 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     EXPECT_EQ(secondgoodsector, 2U);
     ASSERT_TRUE(click(back, back, back));
     // what was done to the disk since
-    ASSERT_TRUE(disk->store->save(1000 * 512, QByteArray(512, 'n').constData(), 512));
+    for (const int sector : {1000, 1050})
+        ASSERT_TRUE(disk->store->save(sector * 512, QByteArray(512, 'n').constData(), 512));
 
     QAbstractButton *row = selectpage()->diskgroup->button(0);
     const auto offers = [row] {
