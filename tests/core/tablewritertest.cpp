@@ -118,10 +118,10 @@ TEST_F(TableWriter, MetadataTracksBelongToNoPartition)
 
     // start of the partition, the two sectors, and where the partition starts when moved
     const std::array<std::uint64_t, 4> rows[] = {
-        {160650, 160650, 160651, 160713}, {160650, 5, 160651, 160713},
-        {160650, 62, 63, 160650},         {0, 62, 63, 126},
-        {0, 160650, 160651, 160713},      {0, nosector, nosector, 63},
-        {160650, 321298, 321299, 321300}}; // all of it, up to its last sector
+        {160650, 160650, 160651, 160713},  {160650, 5, 160651, 160713},
+        {160650, 62, 63, 160650},          {0, 62, 63, 126},
+        {0, 160650, 160651, 160713},       {0, nosector, nosector, 63},
+        {160650, nosector, 321299, 321300}}; // its last sector
     for (const auto &[start, first, second, moved] : rows) {
         std::vector<PART> parts = {part('p', 0, start, 321299)};
         for (int i = 0; i < 2; i++) { // the second time changes nothing
