@@ -37,6 +37,12 @@ namespace
 /// How long a scan may take on an emulated machine, in milliseconds.
 constexpr int scantimeout = 3'000'000;
 
+int usage()
+{
+    std::fputs("usage: see the first lines of tests/bench/driver.cpp\n", stderr);
+    return 2;
+}
+
 // ---- quarn-walk
 // ------------------------------------------------------------------------------------
 

@@ -85,6 +85,8 @@ TEST_F(Wizard, RowsTellWhatTheDisksHold)
     bench.backend.disks[0]->contents = contents;
     bench.backend.disks[1]->contents.emplace();
     bench.backend.disks[1]->inuse = "mounted at /x";
+    bench.backend.disks[2]->inuse = "mounted at D:";
+    bench.backend.disks[2]->claimable = true; // a claim ends that use
     bench.backend.disks[2]->contents =
         platform::DiskContents{"", {{0, 0, 3'000'590'369'280, "xfs", "", true}}};
     bench.open();
@@ -97,13 +99,14 @@ TEST_F(Wizard, RowsTellWhatTheDisksHold)
         "master boot sector\nRefused, in use: mounted at /x\nIt holds no partition table and no "
         "known file system.",
         "sim2\nSerial number: not known\n3000590369280 bytes (3.0 TB), sectors of 512 bytes\nGets "
-        "a GUID partition table\nWithout a partition table:\n3.0 TB, xfs",
+        "a GUID partition table\nIn use: mounted at D:\nWithout a partition table:\n3.0 TB, xfs",
         "sim3\nSerial number: not known\n3000590369280 bytes (3.0 TB), sectors of 512 bytes\nGets "
         "a GUID partition table\nWhat it holds can not be told here."};
     for (int i = 0; i < 4; ++i) {
         const QAbstractButton *row = bench.selectpage()->diskgroup->button(i);
         WizardBench::wait([row] { return !row->accessibleDescription().contains("being read"); });
         EXPECT_EQ(row->accessibleDescription(), rows[i]);
+        EXPECT_EQ(row->isEnabled(), i != 1);
         EXPECT_EQ(row->toolTip().contains("&lt;b&gt;M"), i == 0);
     }
     bench.click(next, skip);
