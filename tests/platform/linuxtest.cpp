@@ -483,7 +483,7 @@ TEST_P(LoopDevice, TellsWhatADiskHoldsAndWhoHasItOpen)
         std::string reason;
         bool claimable = false;
         EXPECT_TRUE(backend.inuse(disk.node, reason, claimable).ok());
-        EXPECT_EQ(reason.substr(0, 20), user);
+        EXPECT_EQ(reason.substr(0, 20), user) << reason;
         ::kill(process, SIGKILL);
     }
 }
