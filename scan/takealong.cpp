@@ -52,6 +52,17 @@ QString withsuffix(QString name, const Format &format)
     return name + '.' + format.suffix;
 }
 
+// The format that a file's name ends with; if with none, that of the dialog's filter.
+std::size_t formatof(const QString &name, const QFileDialog &dialog)
+{
+    for (std::size_t i = 0; i < formats.size(); ++i) {
+        if (name.endsWith(QString(".%1").arg(formats[i].suffix), Qt::CaseInsensitive))
+            return i;
+    }
+    const qsizetype chosen = filters().indexOf(dialog.selectedNameFilter());
+    return static_cast<std::size_t>(std::max<qsizetype>(chosen, 0));
+}
+
 bool istested(const SurfaceCell &cell)
 {
     return cell.state != SurfaceCell::State::untested && cell.state != SurfaceCell::State::working;
@@ -103,18 +114,14 @@ void DiskScanPage::savereport()
     dialog.setOption(QFileDialog::DontUseNativeDialog);
     dialog.setAcceptMode(QFileDialog::AcceptSave);
     dialog.setNameFilters(filters());
-    const auto format = [&dialog] {
-        return static_cast<std::size_t>(
-            std::max<qsizetype>(filters().indexOf(dialog.selectedNameFilter()), 0));
-    };
     dialog.setDefaultSuffix(formats[0].suffix);
     dialog.selectFile(
         withsuffix(QString("%1-%2").arg(filename, date.toString(Qt::ISODate)), formats[0]));
     connect(&dialog, &QFileDialog::filterSelected, &dialog, [&] {
-        dialog.setDefaultSuffix(formats[format()].suffix);
+        const Format &format = formats[formatof({}, dialog)];
+        dialog.setDefaultSuffix(format.suffix);
         if (!dialog.selectedFiles().isEmpty())
-            dialog.selectFile(
-                withsuffix(QFileInfo(dialog.selectedFiles()[0]).fileName(), formats[format()]));
+            dialog.selectFile(withsuffix(QFileInfo(dialog.selectedFiles()[0]).fileName(), format));
     });
     if (dialog.exec() != QDialog::Accepted || phase == Phase::closed)
         return;
@@ -122,7 +129,7 @@ void DiskScanPage::savereport()
     const std::vector<ByteRange> bad =
         bytesof(told.cells, told.geometry, {SurfaceCell::State::bad});
     QByteArray text;
-    switch (format()) {
+    switch (formatof(name, dialog)) {
     case 0:
         text = textreport(told).toUtf8();
         break;
