@@ -1,6 +1,73 @@
 #include "plan/planstate.h"
 
+#include <QDataStream>
+#include <QIODevice>
+
 #include <algorithm>
+#include <span>
+
+namespace
+{
+
+// Each number is stored as its distance from `mark`, which follows: equal blocks in a row are then
+// equal bytes.
+
+void put(QDataStream &out, std::uint64_t row, std::uint64_t &mark)
+{
+    out << quint64{row - mark};
+    mark = row;
+}
+
+void take(QDataStream &in, std::uint64_t &row, std::uint64_t &mark)
+{
+    quint64 distance = 0;
+    in >> distance;
+    row = mark += distance;
+}
+
+void put(QDataStream &out, const PLANBLOCK &block, std::uint64_t &mark)
+{
+    put(out, block.start, mark);
+    put(out, block.stop, mark);
+    out << quint8(block.kind) << quint8(block.namedas) << block.bootflag << block.systype;
+}
+
+void take(QDataStream &in, PLANBLOCK &block, std::uint64_t &mark)
+{
+    quint8 kind = 0;
+    quint8 namedas = 0;
+    take(in, block.start, mark);
+    take(in, block.stop, mark);
+    in >> kind >> namedas >> block.bootflag >> block.systype;
+    block.kind = static_cast<char>(kind);
+    block.namedas = static_cast<char>(namedas);
+}
+
+template <class T> QByteArray packed(std::span<const T> stretch)
+{
+    constexpr int fastest = 1;
+    QByteArray bytes;
+    QDataStream out(&bytes, QIODevice::WriteOnly);
+    out << quint64{stretch.size()};
+    std::uint64_t mark = 0;
+    for (const T &one : stretch)
+        put(out, one, mark);
+    return qCompress(bytes, fastest);
+}
+
+template <class T> std::vector<T> unpacked(const QByteArray &bytes)
+{
+    QDataStream in(qUncompress(bytes));
+    quint64 count = 0;
+    in >> count;
+    std::vector<T> stretch(count);
+    std::uint64_t mark = 0;
+    for (T &one : stretch)
+        take(in, one, mark);
+    return stretch;
+}
+
+} // namespace
 
 template <class T>
 PlanDelta::Splice<T>::Splice(const std::vector<T> &from, const std::vector<T> &to)
@@ -9,24 +76,20 @@ PlanDelta::Splice<T>::Splice(const std::vector<T> &from, const std::vector<T> &t
     const auto tail = std::mismatch(from.rbegin(), std::make_reverse_iterator(head.first),
                                     to.rbegin(), std::make_reverse_iterator(head.second));
     at = head.first - from.begin();
-    before.assign(head.first, tail.first.base());
-    after.assign(head.second, tail.second.base());
+    before = packed<T>({head.first, tail.first.base()});
+    after = packed<T>({head.second, tail.second.base()});
 }
 
-template <class T> bool PlanDelta::Splice<T>::fits(const std::vector<T> &list, bool forward) const
+template <class T> bool PlanDelta::Splice<T>::apply(std::vector<T> &list, bool forward) const
 {
-    const std::vector<T> &present = forward ? before : after;
-    return static_cast<std::size_t>(at) + present.size() <= list.size() &&
-           std::equal(present.begin(), present.end(), list.begin() + at);
-}
-
-template <class T> void PlanDelta::Splice<T>::apply(std::vector<T> &list, bool forward) const
-{
-    const std::vector<T> &present = forward ? before : after;
-    const std::vector<T> &wanted = forward ? after : before;
-    const auto first = list.begin() + at;
-    list.insert(list.erase(first, first + static_cast<std::ptrdiff_t>(present.size())),
-                wanted.begin(), wanted.end());
+    const std::vector<T> present = unpacked<T>(forward ? before : after);
+    const std::vector<T> wanted = unpacked<T>(forward ? after : before);
+    const auto first = list.begin() + std::min(at, std::ssize(list));
+    if (list.end() - first < std::ssize(present) ||
+        !std::equal(present.begin(), present.end(), first))
+        return false;
+    list.insert(list.erase(first, first + std::ssize(present)), wanted.begin(), wanted.end());
+    return true;
 }
 
 PlanDelta::PlanDelta(const PlanState &before, const PlanState &after)
@@ -37,18 +100,16 @@ PlanDelta::PlanDelta(const PlanState &before, const PlanState &after)
 
 bool PlanDelta::isempty() const
 {
-    return blocks.before == blocks.after && toprows.before == toprows.after &&
-           logicalrows.before == logicalrows.after && extended.before == extended.after;
+    return blocks.isempty() && toprows.isempty() && logicalrows.isempty() && extended.isempty();
 }
 
 bool PlanDelta::apply(PlanState &state, bool forward) const
 {
-    if (!blocks.fits(state.blocks, forward) || !toprows.fits(state.toprows, forward) ||
-        !logicalrows.fits(state.logicalrows, forward) || !extended.fits(state.extended, forward))
+    PlanState changed = state;
+    if (!blocks.apply(changed.blocks, forward) || !toprows.apply(changed.toprows, forward) ||
+        !logicalrows.apply(changed.logicalrows, forward) ||
+        !extended.apply(changed.extended, forward))
         return false;
-    blocks.apply(state.blocks, forward);
-    toprows.apply(state.toprows, forward);
-    logicalrows.apply(state.logicalrows, forward);
-    extended.apply(state.extended, forward);
+    state = std::move(changed);
     return true;
 }

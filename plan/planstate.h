@@ -2,6 +2,8 @@
 
 #include "core/seg.h"
 
+#include <QByteArray>
+
 #include <cstdint>
 #include <vector>
 
@@ -32,7 +34,7 @@ struct PlanState {
 inline constexpr std::uint64_t extendedrow = ~0ULL;
 
 /// How one state became another, `segs` aside: what a scan found is no part of it. Keeps only the
-/// stretch of each list that differs.
+/// stretch of each list that differs, compressed: thousands of blocks are much alike.
 class PlanDelta
 {
 public:
@@ -47,11 +49,12 @@ private:
     /// From `at` on, `before` in one list stands where `after` stands in the other.
     template <class T> struct Splice {
         Splice(const std::vector<T> &from, const std::vector<T> &to);
-        [[nodiscard]] bool fits(const std::vector<T> &list, bool forward) const;
-        void apply(std::vector<T> &list, bool forward) const;
+        [[nodiscard]] bool isempty() const { return before == after; }
+        /// Replaces the one by the other; false, with nothing done, if it does not stand there.
+        bool apply(std::vector<T> &list, bool forward) const;
 
         std::ptrdiff_t at = 0;
-        std::vector<T> before, after;
+        QByteArray before, after; ///< packed
     };
 
     Splice<PLANBLOCK> blocks;
