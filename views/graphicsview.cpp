@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QMenu>
 #include <QPainter>
+#include <QScrollBar>
 #include <QSignalBlocker>
 #include <QWheelEvent>
 
@@ -232,9 +233,13 @@ void GraphicsView::wheelEvent(QWheelEvent *event)
         return;
     }
     event->accept();
-    setTransformationAnchor(AnchorUnderMouse);
+    // What is under the mouse stays there. The base class would take it from the last move of the
+    // mouse, of which it hears nothing.
+    const QPoint mouse = event->position().toPoint();
+    const QPointF under = mapToScene(mouse);
     zoomby(event->angleDelta().y() < 0 ? 1 / zoomstep : zoomstep);
-    setTransformationAnchor(AnchorViewCenter);
+    QScrollBar *bar = horizontalScrollBar();
+    bar->setValue(bar->value() + mapFromScene(under).x() - mouse.x());
 }
 
 void GraphicsView::zoomby(double factor)

@@ -53,6 +53,38 @@ TEST_F(Diagram, LaysBlocksOutToScale)
         EXPECT_EQ(image.pixelColor(centre(index)), QColor(fills[index])) << index;
 }
 
+// Zooms by wheel, a notch at a pixel, and by keys. A pixel of 0 stands for a key.
+TEST_F(Diagram, ZoomsAtTheMouse)
+{
+    view->setFocus();
+    const struct {
+        int pixel, notch;
+        Qt::KeyboardModifiers modifiers;
+        double zoom;
+    } steps[] = {
+        {400, 120, Qt::ControlModifier, 1.5},   {200, 120, Qt::ControlModifier, 2.25},
+        {700, 120, Qt::ControlModifier, 3.375}, {500, 120, Qt::NoModifier, 3.375},
+        {300, -120, Qt::ControlModifier, 2.25}, {0, Qt::Key_Plus, Qt::ControlModifier, 3.375},
+        {0, Qt::Key_0, Qt::ControlModifier, 1}, {300, -120, Qt::ControlModifier, 1},
+    };
+    const double unzoomed = view->pixelspercylinder();
+    for (const auto &[pixel, notch, modifiers, zoom] : steps) {
+        const QPoint place(pixel, view->viewport()->height() / 2);
+        const double before = view->mapToScene(place).x();
+        if (pixel > 0) {
+            QWheelEvent wheel(place, view->viewport()->mapToGlobal(place), {}, {0, notch},
+                              Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(view->viewport(), &wheel);
+        } else {
+            QTest::keyClick(view, Qt::Key(notch), modifiers);
+        }
+        EXPECT_NEAR(view->pixelspercylinder() / unzoomed, zoom, 1e-6);
+        if (pixel > 0 && zoom > 1) {
+            EXPECT_NEAR(view->mapToScene(place).x(), before, 1) << zoom;
+        }
+    }
+}
+
 TEST_F(Diagram, KeysReachEveryBlock)
 {
     view->setFocus();
