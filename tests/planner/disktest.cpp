@@ -61,7 +61,7 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     scan->segs[19].isbad = 1;
     for (const unsigned segment : {9, 19}) // one beside the block
         disk->faults->unreadable.add(segment * cylinder);
-    const std::string before = planstate(*page);
+    const std::string before = planstate(*page), blocks = blocktext(page->extparts);
     page->actions[9]->trigger();
     EXPECT_EQ(planstate(*page), before);
     EXPECT_EQ(told(), "");
@@ -85,6 +85,11 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     EXPECT_EQ(blocktext(page->extparts), "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39");
     EXPECT_EQ(planfaults(*page), "");
     EXPECT_EQ(page->segs, scan->intsegs);
+    // undone, the plan is as it was, and what was found stays known
+    page->undo();
+    EXPECT_TRUE(blocktext(page->extparts) == blocks && page->segs == scan->intsegs);
+    page->redo();
+    EXPECT_EQ(blocktext(page->extparts), "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39");
 
     scan->writetestbox->setChecked(true);
     selectblocks(*page, {12});

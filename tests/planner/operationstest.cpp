@@ -179,6 +179,16 @@ TEST(Planner, Dialogs)
     }
     EXPECT_EQ(texts, "n 2 0 50 1 0, System 3 0 18 1 1, Data 3 1 50 1 0, Input 2 1 2 1 0, "
                      "Max 20 0 30 1 1, Min 0 0 30 1 1, ");
+    // a typed comma is the point in every locale, and no sign of thousands
+    for (const char *locale : {"de_DE", "en_US"}) {
+        QLocale::setDefault(QLocale(locale));
+        for (const char *typed : {"7,5", "7.5"}) {
+            dialogs.answers = {typed, 0.0};
+            perform(page, "strategy 5");
+            EXPECT_EQ(page.extparts.first()->stop, 74U) << locale << typed;
+        }
+    }
+    QLocale::setDefault(QLocale::c());
 }
 
 static int refusals = 0, changes = 0;

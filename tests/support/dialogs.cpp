@@ -1,5 +1,6 @@
 #include "tests/support/dialogs.h"
 
+#include <QtTest>
 #include <QtWidgets>
 
 DialogAnswers::DialogAnswers()
@@ -55,7 +56,11 @@ void DialogAnswers::look()
     const QVariant value = !answers.isEmpty() ? answers.takeFirst()
                            : fallback         ? fallback(one)
                                               : QVariant(one.value);
-    if (isint)
+    if (value.typeId() == QMetaType::QString) {
+        auto *line = input->findChild<QLineEdit *>();
+        line->selectAll();
+        QTest::keyClicks(line, value.toString());
+    } else if (isint)
         input->setIntValue(value.toInt());
     else
         input->setDoubleValue(value.toDouble());

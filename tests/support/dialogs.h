@@ -28,7 +28,7 @@ public:
 
     DialogAnswers();
 
-    /// For the next input dialogs: a number accepts, an invalid QVariant cancels.
+    /// For the next input dialogs: a number accepts, a text is typed, an invalid QVariant cancels.
     QVariantList answers;
     /// Called when no answer is left; default: accept the proposed value.
     std::function<QVariant(const Seen &)> fallback;
