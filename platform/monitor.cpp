@@ -34,8 +34,8 @@ bool Monitor::begintransfer(std::uint64_t offset, bool write, bool counted)
     if (cancelled())
         return false;
     if (counted) {
-        lastoffset = offset;
-        ++count;
+        lastoffset.store(offset, std::memory_order_relaxed);
+        count.store(count.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     }
     return true;
 }

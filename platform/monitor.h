@@ -30,7 +30,7 @@ public:
     [[nodiscard]] std::uint64_t transfers() const { return count; }
 
     /// Called by a device before each transfer: whether to make it. `counted` for the device that
-    /// the handle stands for, not for those that it decorates.
+    /// the handle stands for, not for those that it decorates; one thread makes these.
     bool begintransfer(std::uint64_t offset, bool write, bool counted);
 
 private:
@@ -38,7 +38,9 @@ private:
 
     Cancelling allowed;
     std::atomic<State> state;
-    std::atomic<std::uint64_t> lastoffset = 0;
+    // On a cache line of their own: a thread that reads ahead looks at the state all the time, and
+    // would wait for each count.
+    alignas(64) std::atomic<std::uint64_t> lastoffset = 0;
     std::atomic<std::uint64_t> count = 0;
 };
 
