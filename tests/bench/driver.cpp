@@ -352,7 +352,8 @@ int plannerbench(WizardBench &bench, const QStringList &arguments)
     DiskPartition &page = *bench.planner();
     const bool memory = arguments.value(1) == "memory";
     fill(bench, !memory);
-    surfacemap();
+    if (!memory)
+        surfacemap();
     if (memory) {
         bench.dialogs.answers = {0.1, 0.0};
         page.onstrategychanged(5);
