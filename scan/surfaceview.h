@@ -17,8 +17,8 @@ class SurfaceView : public QWidget
     Q_OBJECT
 
 public:
-    /// Shows `scan` on `page`, below its control `above`.
-    SurfaceView(const Scan &scan, QWidget *page, QWidget *above);
+    /// Shows `source` on `page`, below its control `lowest`.
+    SurfaceView(const Scan &source, QWidget *page, QWidget *lowest);
 
     /// A run begins: the clocks start, and the figures follow it.
     void beginrun();
