@@ -108,8 +108,8 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
 // A real disk with damage, by this program and by the others.
 TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
 {
-    std::string why = "needs ddrescue";
-    if (outputof("command -v ddrescue").empty() || !LoopDisk::available(why))
+    std::string why = outputof("command -v ddrescue").empty() ? "needs ddrescue" : "";
+    if (!LoopDisk::available(why))
         GTEST_SKIP() << why;
     const LoopDisk disk({.bytes = 9'999'872, .badread = {{1500, 1520}, {10600, 10600}}});
     ASSERT_FALSE(disk.node.empty()) << disk.error;
