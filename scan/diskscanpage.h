@@ -34,6 +34,8 @@ public:
     /// Opens the chosen disk, settles its geometry with the user and looks for an earlier result,
     /// as the first page is left: while the wizard turns pages it paints nothing.
     void opendisk(const DISKINFO &disk);
+    /// Makes the margins smaller where the page would not fit into `room`, in pixels.
+    void fitmargins(const QSize &room);
     void initializePage() override;
     void cleanupPage() override;
 

@@ -18,6 +18,14 @@
 
 // What the page shows, and where.
 
+namespace
+{
+
+constexpr QMargins roomymargins(100, 200, 100, 100);
+constexpr int leastmargin = 9;
+
+} // namespace
+
 DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
 {
     infolabel = new QLabel(tr("Click \"Next\" button to begin to scan the disk. \n"
@@ -59,7 +67,7 @@ DiskScanPage::DiskScanPage(QWidget *parent) : QWizardPage(parent)
     pagelayout->addWidget(infolabel);
     pagelayout->addWidget(writetestbox);
     pagelayout->addLayout(slowrow);
-    pagelayout->setContentsMargins(100, 200, 100, 100);
+    pagelayout->setContentsMargins(roomymargins);
     // The surface lies below the controls and over the margins, which leave it too little.
     surfaceview = new SurfaceView(*this, this, limitbox);
     connect(surfaceview->map, &QWidget::customContextMenuRequested, this,
@@ -99,6 +107,20 @@ void DiskScanPage::showEvent(QShowEvent *event)
     // the planner may have tested some segments anew
     if (phase != Phase::running)
         surfaceview->showall();
+}
+
+void DiskScanPage::fitmargins(const QSize &room)
+{
+    pagelayout->setContentsMargins(roomymargins);
+    const QSize over = minimumSizeHint() - room;
+    QMargins margins = roomymargins;
+    const auto less = [](int margin, int pixels) {
+        return std::max(leastmargin, margin - std::max(0, pixels));
+    };
+    margins.setLeft(less(margins.left(), (over.width() + 1) / 2));
+    margins.setRight(less(margins.right(), (over.width() + 1) / 2));
+    margins.setTop(less(margins.top(), over.height()));
+    pagelayout->setContentsMargins(margins);
 }
 
 void DiskScanPage::placedialog()

@@ -10,6 +10,21 @@
 #include <QKeyEvent>
 #include <QScreen>
 
+#include <algorithm>
+
+namespace
+{
+
+/// What a window may take of its screen. One of 1920 x 1080 at a scale of 200 % has 960 x 540, less
+/// the task bar and the window's title.
+QSize screenroom(const QWidget *window)
+{
+    const QSize frame(16, 40);
+    return window->screen()->availableGeometry().size() - frame;
+}
+
+} // namespace
+
 DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
 {
     setWizardStyle(QWizard::ModernStyle);
@@ -46,10 +61,7 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
         }
     });
     setWindowTitle("QUARN - Velmarch V1.0.1");
-    // A screen of 1920 x 1080 at a scale of 200 % has room for 960 x 540, less the task bar and the
-    // window's title.
-    const QSize frame(16, 40);
-    resize(QSize(800, 600).boundedTo(screen()->availableGeometry().size() - frame));
+    resize(QSize(800, 600).boundedTo(screenroom(this)));
 }
 
 SelectDiskPage *DpWizard::selectpage() const
@@ -88,8 +100,11 @@ bool DpWizard::validateCurrentPage()
 {
     if (!QWizard::validateCurrentPage())
         return false;
-    if (currentId() == selectdiskid)
+    if (currentId() == selectdiskid) {
+        const QSize around = size() - selectpage()->size(); // the buttons' row
+        scanpage()->fitmargins(screenroom(this) - around);
         scanpage()->opendisk(*chosendisk());
+    }
     return true;
 }
 
@@ -134,6 +149,19 @@ bool DpWizard::event(QEvent *event)
     if (event->type() == QEvent::ShortcutOverride)
         repeating = static_cast<QKeyEvent *>(event)->isAutoRepeat();
     return QWizard::event(event);
+}
+
+void DpWizard::resizeEvent(QResizeEvent *event)
+{
+    QWizard::resizeEvent(event);
+    // a page that needs more than the one before must not grow out of the screen
+    const QRect room = screen()->availableGeometry();
+    const QRect frame = frameGeometry();
+    const QPoint over(std::max(0, frame.right() - room.right()),
+                      std::max(0, frame.bottom() - room.bottom()));
+    if (isVisible() && !over.isNull() && (width() == minimumWidth() || height() == minimumHeight()))
+        move(std::max(room.left(), frame.left() - over.x()),
+             std::max(room.top(), frame.top() - over.y()));
 }
 
 void DpWizard::keyPressEvent(QKeyEvent *event)

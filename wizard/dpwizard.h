@@ -50,6 +50,7 @@ public:
 protected:
     /// Keeps Escape from ending a run or a plan, and Enter from writing to the disk.
     void keyPressEvent(QKeyEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     bool event(QEvent *event) override;
 
 private:
