@@ -41,7 +41,7 @@ FaultyDevice::FaultyDevice(std::unique_ptr<Device> decorated, std::shared_ptr<Fa
 {
 }
 
-void FaultyDevice::wait(std::chrono::milliseconds time)
+void FaultyDevice::wait(std::chrono::nanoseconds time)
 {
     if (plan->clock)
         *plan->clock += time;
@@ -69,6 +69,8 @@ Status FaultyDevice::count(std::uint64_t offset)
 
 Transfer FaultyDevice::doread(std::uint64_t offset, void *buffer, std::size_t bytes)
 {
+    if (plan->rate > 0)
+        wait(std::chrono::nanoseconds(bytes * 1'000'000'000 / plan->rate));
     if (const Status status = count(offset); !status.ok())
         return {status, 0};
     const std::size_t sector = plan->bytespersector;

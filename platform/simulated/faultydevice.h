@@ -37,6 +37,8 @@ struct FaultPlan {
         std::chrono::milliseconds time{0}; ///< what each read that touches them takes longer
     };
     std::vector<Slow> slow;
+    /// Bytes a second that the medium delivers; 0: as many as the store does.
+    std::uint64_t rate = 0;
     /// A simulated clock: what takes time moves it on and does not wait. Not set: it waits.
     std::optional<std::chrono::nanoseconds> clock;
 };
@@ -53,7 +55,7 @@ protected:
     Status request(const char *name, const std::function<Status()> &call) override;
 
 private:
-    void wait(std::chrono::milliseconds time);
+    void wait(std::chrono::nanoseconds time);
     /// Counts an operation; fails if the disk is gone.
     Status count();
     /// The same for a transfer; fails also if its offset can't be reached.

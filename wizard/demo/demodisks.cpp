@@ -25,7 +25,8 @@ constexpr struct {
     std::uint64_t first, last; // cylinders
     int milliseconds;
 } slowness[] = {{340, 360, 70}, {1470, 1482, 220}, {2330, 2338, 130}, {2900, 2908, 520}};
-constexpr std::uint64_t slowstep = 8; // about a segment
+constexpr std::uint64_t mediarate = 400'000'000; // bytes a second
+constexpr std::uint64_t slowstep = 8;            // about a segment
 
 std::shared_ptr<platform::SimulatedDisk> demodisk(const std::string &folder, const char *file,
                                                   const char *model)
@@ -56,6 +57,7 @@ std::unique_ptr<platform::SimulatedBackend> demobackend(const std::string &folde
             return nullptr;
         }
     }
+    damaged->faults->rate = mediarate;
     for (const auto &place : slowness) {
         for (std::uint64_t at = place.first; at <= place.last; at += slowstep)
             damaged->faults->slow.push_back({at * cylindersectors, at * cylindersectors,

@@ -13,6 +13,7 @@
 #include <QPixmap>
 
 #include <cstdio>
+#include <utility>
 
 // Milliseconds between two looks, and how many looks a page may take to come.
 static constexpr int interval = 50;
@@ -40,6 +41,9 @@ void DemoWalk::picture(const char *name)
 void DemoWalk::step()
 {
     if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+        // the surface as the scan has left it, behind its first box
+        if (wizard->currentId() == wizard->scanpageid && !std::exchange(scanned, true))
+            picture("2-scan");
         std::printf("[%s] %s\n", qPrintable(box->windowTitle()), qPrintable(box->text()));
         box->button(QMessageBox::Ok)->click();
         return;
@@ -65,7 +69,6 @@ void DemoWalk::step()
         break;
     }
     case 1:
-        picture("2-scan");
         next->click();
         break;
     case 2: {

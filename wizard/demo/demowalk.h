@@ -25,5 +25,6 @@ private:
     QString folder;
     QTimer timer;
     int stage = 0;
+    bool scanned = false; ///< the picture of the scan was taken
     int patience;
 };
