@@ -282,11 +282,13 @@ std::optional<std::vector<SEG>> DiskScanPage::readmap(const QString &name)
     DiskJob job(this, reading, true);
     MapfileReader mapfile(maptarget());
     BadBlocksReader list(maptarget(), blocksize.value_or(1));
-    MapReader &reader = blocksize ? static_cast<MapReader &>(list) : mapfile;
-    const QString why = job.run([&] { return feed(name, reader, job); });
+    MapReader *reader = &mapfile;
+    if (blocksize)
+        reader = &list;
+    const QString why = job.run([&] { return feed(name, *reader, job); });
     if (job.cancelled() || phase == Phase::closed)
         return {};
     if (!why.isEmpty())
         return refused(why);
-    return reader.plan();
+    return reader->plan();
 }
