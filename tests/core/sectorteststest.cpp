@@ -158,24 +158,27 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
     };
     backend.disks = {disk};
     platform::Status status;
-    const auto device = backend.open("disk", platform::Access::readwrite, status);
+    std::unique_ptr<platform::Device> device;
     const double mediarate = turning->sectorspertrack / turning->revolution;
     for (const std::uint64_t first : {std::uint64_t{0}, segment}) {
+        device = backend.open("disk", platform::Access::readwrite, status);
         const double start = turning->now;
         EXPECT_EQ(write_test(device.get(), first, first + segment - 1, 512), 0);
-        std::uint64_t bytes = 0;
-        static_cast<void>(device->length(bytes)); // waits for the thread that reads ahead
+        device.reset(); // ends the thread that reads ahead
         const double rate = segment / (turning->now - start) / mediarate;
         std::printf("write test: %.3f of the media rate\n", rate);
         EXPECT_GT(rate, 0.4); // seeks take the rest
         EXPECT_LT(rate, 0.5);
     }
+    device = backend.open("disk", platform::Access::readwrite, status);
     const double start = turning->now;
     EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
+    device.reset();
     EXPECT_GT(segment / (turning->now - start) / mediarate, 0.85);
 
     // a sector that the cache takes and the medium loses
     turning->losing.add(450'000);
+    device = backend.open("disk", platform::Access::readwrite, status);
     EXPECT_EQ(write_test(device.get(), 400'000, 400'000 + segment - 1, 512), 1);
     EXPECT_EQ(write_test(device.get(), 450'000, 450'000, 512), 1);
     EXPECT_EQ(writeandreadtestonesector(device.get(), 450'000, 512), 4);
