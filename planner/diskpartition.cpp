@@ -7,6 +7,7 @@
 #include "views/diskdetails.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
+#include "views/notelabel.h"
 #include "views/partdelegate.h"
 #include "views/parttreemodel.h"
 #include "views/plainbox.h"
@@ -22,6 +23,7 @@
 #include <QLabel>
 #include <QPixmap>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QTimer>
 #include <QUndoStack>
 #include <QVBoxLayout>
@@ -35,6 +37,8 @@ namespace
 // Room that diagram and list keep in a small window, in pixels.
 constexpr int mindiagramheight = 80;
 constexpr int mintreeheight = 90;
+constexpr int rulerheight = 14;
+constexpr int rowspacing = 6; // a style's own grows with the font
 
 constexpr int swatchsize = 15; // pixels
 
@@ -86,8 +90,15 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     makediagram();
     listlabel = new QLabel(tr("Partition list:"));
     pagelayout = new QVBoxLayout(this);
+    pagelayout->setSpacing(rowspacing);
+    QMargins margins = pagelayout->contentsMargins();
+    margins.setTop(rowspacing);
+    margins.setBottom(rowspacing);
+    pagelayout->setContentsMargins(margins);
     pagelayout->addWidget(new ScrolledText(infolabel));
-    pagelayout->addWidget(new QLabel("<hr bold>"));
+    auto *line = new QLabel("<hr bold>");
+    line->setMaximumHeight(rulerheight);
+    pagelayout->addWidget(line);
     pagelayout->addWidget(strategybox);
     pagelayout->addLayout(legendlayout);
     auto *diagram = new QVBoxLayout;
@@ -98,11 +109,7 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     maketree();
     pagelayout->addLayout(makehistory());
     pagelayout->addLayout(treelayout, 1);
-    plannote = new QLabel;
-    plannote->setTextFormat(Qt::PlainText);
-    // however long the note is, it takes one line of the window and its room stays the same
-    plannote->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
-    plannote->setMinimumHeight(plannote->fontMetrics().height());
+    plannote = new NoteLabel(2);
     pagelayout->addWidget(plannote);
     notetimer = new QTimer(this);
     notetimer->setSingleShot(true);
@@ -113,7 +120,7 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     for (int i = 1; i < 6; ++i)
         setTabOrder(order[i - 1], order[i]);
     for (QWidget *watched : {static_cast<QWidget *>(strategybox), static_cast<QWidget *>(treeview),
-                             static_cast<QWidget *>(diagramview), static_cast<QWidget *>(plannote)})
+                             static_cast<QWidget *>(diagramview)})
         watched->installEventFilter(this);
     setFocusPolicy(Qt::ClickFocus);
 }
@@ -171,9 +178,9 @@ void DiskPartition::maketree()
     treeview->setMinimumHeight(mintreeheight);
     treeview->setUniformRowHeights(true);
     treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
+    treeview->header()->setStretchLastSection(false);
     for (const int column : {namecolumn, activecolumn})
         treeview->header()->setSectionResizeMode(column, QHeaderView::Interactive);
-    sizecolumns();
     connect(treemodel, &QAbstractItemModel::rowsInserted, treeview,
             [this](const QModelIndex &parentindex) {
                 // the first logical disk opens its extended row; closing it again is the user's
@@ -199,19 +206,33 @@ void DiskPartition::maketree()
     upbutton->setAccessibleName("Move partition up");
     downbutton->setAccessibleName("Move partition down");
     deletebutton->setAccessibleName("Delete partition");
+    sizecolumns();
 }
 
 void DiskPartition::sizecolumns()
 {
     const QFontMetrics metrics = fontMetrics();
-    treeview->header()->resizeSection(
-        namecolumn, 2 * treeview->indentation() + metrics.horizontalAdvance("Primary PartitionMM"));
+    QHeaderView *header = treeview->header();
+    // Qt's own hint is that of bold letters
+    const auto needed = [&](int column) {
+        const QString text =
+            treemodel->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
+        return metrics.horizontalAdvance(text + "M");
+    };
+    const int name = treeview->indentation() + metrics.horizontalAdvance("Primary PartitionM");
     int least = 0; // the default is that of the font's widest letters
     for (const int column : {startcolumn, stopcolumn, sizecolumn, typecolumn})
-        least = std::max(least, treeview->header()->sectionSizeHint(column));
-    treeview->header()->setMinimumSectionSize(least);
-    treeview->header()->resizeSection(activecolumn,
-                                      treeview->header()->sectionSizeHint(activecolumn));
+        least = std::max(least, needed(column));
+    header->setMinimumSectionSize(least);
+    header->resizeSection(namecolumn, name);
+    header->resizeSection(activecolumn, needed(activecolumn));
+    // all columns, where the screen has the room beside the list's buttons
+    const int whole = name + 4 * least + needed(activecolumn) +
+                      treeview->verticalScrollBar()->sizeHint().width() +
+                      2 * treeview->frameWidth();
+    const int room = screen()->availableGeometry().width() - deletebutton->sizeHint().width() -
+                     2 * metrics.height();
+    treeview->setMinimumWidth(std::min(whole, room));
 }
 
 void DiskPartition::changeEvent(QEvent *event)
@@ -244,6 +265,7 @@ void DiskPartition::initializePage()
     wiz->button(QWizard::CustomButton2)->hide();
     clearall();
     segs = wiz->scanpage()->intsegs;
+    foundbad.clear();
     restartplan();
     strategybox->setCurrentIndex(0);
     undostack->clear();
@@ -263,10 +285,7 @@ void DiskPartition::cleanupPage()
 
 bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == plannote) {
-        if (event->type() == QEvent::Resize)
-            showplannote();
-    } else if (watched == strategybox && event->type() == QEvent::Wheel) {
+    if (watched == strategybox && event->type() == QEvent::Wheel) {
         // a notch of the wheel would throw the plan away; the open list scrolls by itself
         event->ignore();
         return true;
@@ -294,8 +313,7 @@ void DiskPartition::showplannote()
     const QString remarks = planremarks(entries, segs, g.totalsectors > maxmbrsectors);
     if (!remarks.isEmpty())
         note += ' ' + remarks;
-    plannote->setToolTip(note);
-    plannote->setText(plannote->fontMetrics().elidedText(note, Qt::ElideRight, plannote->width()));
+    plannote->setnote(note);
 }
 
 bool DiskPartition::finishedit()

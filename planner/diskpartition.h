@@ -14,6 +14,7 @@
 class Commit;
 class GraphicsScene;
 class GraphicsView;
+class NoteLabel;
 class PartTreeModel;
 class QAction;
 class QComboBox;
@@ -83,7 +84,7 @@ public:
     QAction *undoaction;
     QAction *redoaction;
     QLabel *historyline; ///< what was undone or done again last
-    QLabel *plannote;    ///< a line about the plan under its list; the tool tip has it whole
+    NoteLabel *plannote; ///< what is worth knowing of the plan, under its list
 
 public slots:
     void addpp();
@@ -170,6 +171,7 @@ private:
     int laststrategy = 0; ///< what the strategy box showed after the last change
     QString stepname;     ///< of the operation under way
     std::optional<std::uint64_t> stepplace;
+    std::vector<SEG> foundbad; ///< what re-tests found since the page was entered, ascending
     std::string tablerefuser; ///< path of the disk whose first sector did not take the table
     QTimer *notetimer;        ///< has the note follow the plan once the operation under way is done
 };

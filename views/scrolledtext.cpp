@@ -28,7 +28,7 @@ QSize ScrolledText::sizeHint() const
 
 QSize ScrolledText::minimumSizeHint() const
 {
-    return {200, std::min(3 * fontMetrics().lineSpacing(), sizeHint().height())};
+    return {200, std::min(2 * fontMetrics().lineSpacing(), sizeHint().height())};
 }
 
 void ScrolledText::resizeEvent(QResizeEvent *event)
