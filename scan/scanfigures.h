@@ -18,6 +18,9 @@ struct ScanFigures {
     /// A usual text of the greatest width.
     static constexpr const char *widest = "Speed: 1000.0 MB/s, mean 1000.0";
 
+    /// Lines of a text at most.
+    static constexpr int mostlines = 8;
+
     /// What is not known is left out; empty if nothing is.
     [[nodiscard]] std::string text() const;
 };

@@ -112,7 +112,11 @@ void DiskScanPage::showEvent(QShowEvent *event)
 void DiskScanPage::fitmargins(const QSize &room)
 {
     pagelayout->setContentsMargins(roomymargins);
-    const QSize over = minimumSizeHint() - room;
+    const int wanted = surfaceview->fullheight() - surfaceview->leastheight();
+    // the text above the boxes breaks into more lines in a narrow page
+    const int pagewidth = std::min(std::max(width(), minimumSizeHint().width()), room.width());
+    const QSize needed(minimumSizeHint().width(), pagelayout->minimumHeightForWidth(pagewidth));
+    const QSize over = needed + QSize(0, std::max(0, wanted)) - room;
     QMargins margins = roomymargins;
     const auto less = [](int margin, int pixels) {
         return std::max(leastmargin, margin - std::max(0, pixels));

@@ -59,6 +59,12 @@ void SurfaceView::arrange()
                 parentWidget()->height() - top - gap / 2);
 }
 
+int SurfaceView::fullheight() const
+{
+    constexpr int lines = ScanFigures::mostlines + 2; // and the verdict
+    return lines * figures->fontMetrics().lineSpacing() + 2 * gap;
+}
+
 void SurfaceView::beginrun()
 {
     ison = true;

@@ -36,6 +36,8 @@ public:
 
     /// The height that it needs at least, in pixels.
     [[nodiscard]] int leastheight() const { return minimumSizeHint().height(); }
+    /// The height that shows all figures of a run, the curve and the verdict, in pixels.
+    [[nodiscard]] int fullheight() const;
 
     SurfaceMap *map;     ///< the surface
     QLabel *figures;     ///< beside it
