@@ -44,10 +44,11 @@ DpWizard::DpWizard(QWidget *parent) : QWizard(parent)
     // The close box, Escape and Cancel all end in this signal.
     connect(this, &QDialog::finished, scanpage(), &DiskScanPage::wizardfinished);
 
-    // not on the box that has the scan destroy all data
     connect(this, &QWizard::currentIdChanged, this, [this](int id) {
+        if (id == selectdiskid)
+            selectpage()->focusrow(); // the first row may be one that can't be chosen
         if (id == scanpageid)
-            button(NextButton)->setFocus();
+            button(NextButton)->setFocus(); // not on the box that has the scan destroy all data
     });
 
     setButtonLayout({BackButton, Stretch, CustomButton1, CustomButton2, NextButton, CancelButton});

@@ -152,6 +152,16 @@ bool SelectDiskPage::validatePage()
     return false;
 }
 
+void SelectDiskPage::focusrow()
+{
+    const QList<QAbstractButton *> rows = diskgroup->buttons();
+    const auto first = std::ranges::find_if(rows, &QAbstractButton::isEnabled);
+    if (QAbstractButton *row = diskgroup->checkedButton())
+        row->setFocus();
+    else if (first != rows.end())
+        (*first)->setFocus();
+}
+
 void SelectDiskPage::selectdisk(int id)
 {
     selecteddisk = id;

@@ -24,6 +24,8 @@ public:
 
     void initializePage() override;
     bool validatePage() override;
+    /// Gives the focus to the chosen row, or to the first that can be chosen.
+    void focusrow();
 
     QLabel *infolabel;
     QButtonGroup *diskgroup;
