@@ -123,6 +123,13 @@ void JobDialog::fittitle(const char *longest)
 
 void JobDialog::reject() {}
 
+void JobDialog::setVisible(bool visible)
+{
+    QProgressDialog::setVisible(visible);
+    if (!visible)
+        destroy();
+}
+
 void JobDialog::closeEvent(QCloseEvent *event)
 {
     event->ignore();

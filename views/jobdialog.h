@@ -31,6 +31,8 @@ public:
     void fittitle(const char *longest);
 
     void reject() override;
+    /// A hidden dialog keeps no window of the system, which screen readers would go on to list.
+    void setVisible(bool visible) override;
 
 protected:
     void closeEvent(QCloseEvent *event) override;
