@@ -35,17 +35,6 @@ bool spansprimary(const std::vector<EXTPART> &entries)
     });
 }
 
-bool holdsbad(const EXTPART &entry, const std::vector<SEG> &segs)
-{
-    if (entry.kind != 'p' && entry.kind != 'l')
-        return false;
-    auto seg = std::partition_point(segs.begin(), segs.end(),
-                                    [&entry](const SEG &one) { return one.stop < entry.start; });
-    while (seg != segs.end() && seg->start <= entry.stop && seg->isbad == 0)
-        ++seg;
-    return seg != segs.end() && seg->start <= entry.stop;
-}
-
 } // namespace
 
 std::vector<PART> buildparts(const std::vector<EXTPART> &entries, std::uint64_t sectorspercyl)
@@ -64,6 +53,17 @@ std::vector<PART> buildparts(const std::vector<EXTPART> &entries, std::uint64_t 
         parts.push_back(part);
     }
     return parts;
+}
+
+bool holdsbad(const EXTPART &entry, const std::vector<SEG> &segs)
+{
+    if (entry.kind != 'p' && entry.kind != 'l')
+        return false;
+    auto seg = std::partition_point(segs.begin(), segs.end(),
+                                    [&entry](const SEG &one) { return one.stop < entry.start; });
+    while (seg != segs.end() && seg->start <= entry.stop && seg->isbad == 0)
+        ++seg;
+    return seg != segs.end() && seg->start <= entry.stop;
 }
 
 bool indiskorder(const std::vector<EXTPART> &entries)

@@ -35,6 +35,9 @@ struct PARTRESULT {
 /// The plan's entries in sectors, in the order given. `index` is the entry's position.
 std::vector<PART> buildparts(const std::vector<EXTPART> &entries, std::uint64_t sectorspercyl);
 
+/// Whether a row is a partition and holds a part of a bad stretch of `segs`, which ascend.
+bool holdsbad(const EXTPART &entry, const std::vector<SEG> &segs);
+
 /// The report of a commit of `entries`: a line each, the counts, and whether they are in disk
 /// order.
 PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry);

@@ -6,6 +6,7 @@
 #include "scan/diskscanpage.h"
 #include "views/diskjob.h"
 #include "views/jobdialog.h"
+#include "views/partname.h"
 #include "views/plainbox.h"
 #include "wizard/dpwizard.h"
 
@@ -87,6 +88,9 @@ void DiskPartition::rescan()
     if (endswork(reading) || failed.empty())
         return;
     QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
+    for (const int i : failed)
+        foundbad.push_back({scan.segs[i].start, scan.segs[i].stop, 1});
+    std::ranges::sort(foundbad, {}, &SEG::start);
     scan.markretested(failed, first, last);
     segs = scan.intsegs;
     perform(actions[9]->text(), part->start, [this] {
@@ -158,6 +162,17 @@ void DiskPartition::writetodisk()
         });
     }
     const std::vector<EXTPART> entries = getallparts();
+    // undo brings back a plan that knows nothing of what a re-test has found
+    QStringList damaged;
+    for (const EXTPART &entry : entries) {
+        if (holdsbad(entry, foundbad))
+            damaged.append(partname(entry));
+    }
+    if (!damaged.isEmpty() &&
+        !plainquestion(this, "write",
+                       "Bad sectors were found when a block was re-scanned. They lie in: " +
+                           damaged.join("; ") + "\n\nWrite this plan all the same?"))
+        return;
     partresult = buildresult(entries, g);
     Commit commit(scan.diskgeom, {scan.segs, scan.segs + scan.segnum},
                   buildparts(entries, scan.diskgeom.sectorspercyl),
