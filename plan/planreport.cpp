@@ -102,7 +102,7 @@ PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry
 }
 
 QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
-                    const geom &geometry)
+                    std::uint64_t damaged, const geom &geometry)
 {
     std::uint64_t used = 0;
     std::uint64_t bad = 0;
@@ -119,11 +119,13 @@ QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> 
         bad += seg.isbad != 0 ? seg.stop - seg.start + 1 : 0;
     }
     const auto gb = [&geometry](std::uint64_t cylinders) {
-        return QString::number(cylinderstogb(cylinders, geometry), 'f', 1);
+        const double size = cylinderstogb(cylinders, geometry);
+        return QString::number(size, 'f', size > 0 && size < 0.05 ? 3 : 1);
     };
-    QString text = QString("%1 %2 on %3 of %4 GB; %5 GB lost to damage and its margins.")
+    const std::uint64_t margins = bad - std::min(bad, damaged);
+    QString text = QString("%1 %2 on %3 of %4 GB; %5 GB lost to damage, %6 GB to margins.")
                        .arg(QString::number(count), count == 1 ? "partition" : "partitions",
-                            gb(used), gb(whole), gb(bad));
+                            gb(used), gb(whole), gb(bad - margins), gb(margins));
     if (geometry.totalsectors > maxmbrsectors)
         text += count > 128 ? " More than 128 partitions: a GUID partition table has no room for "
                               "them."

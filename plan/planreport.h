@@ -47,9 +47,10 @@ PARTRESULT buildresult(const std::vector<EXTPART> &entries, const geom &geometry
 bool indiskorder(const std::vector<EXTPART> &entries);
 
 /// How many partitions the plan has, and what becomes of the disk's room, in one line, with a
-/// warning where some systems stop counting.
+/// warning where some systems stop counting. `damaged`: cylinders in segments that failed; the rest
+/// of the bad stretches in `segs` is their margin.
 QString plansummary(const std::vector<EXTPART> &entries, const std::vector<SEG> &segs,
-                    const geom &geometry);
+                    std::uint64_t damaged, const geom &geometry);
 
 /// What is worth knowing of a plan before it is written, in one line; empty if there is nothing.
 /// `entries` are the plan's rows as the commit takes them, `segs` the stretches that it was made

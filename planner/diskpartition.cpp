@@ -7,7 +7,6 @@
 #include "views/diskdetails.h"
 #include "views/graphicsscene.h"
 #include "views/graphicsview.h"
-#include "views/notelabel.h"
 #include "views/partdelegate.h"
 #include "views/parttreemodel.h"
 #include "views/plainbox.h"
@@ -30,6 +29,7 @@
 #include <QWizard>
 
 #include <algorithm>
+#include <span>
 
 namespace
 {
@@ -302,13 +302,19 @@ void DiskPartition::showplannote()
 {
     QString note;
     const std::vector<EXTPART> entries = getallparts();
+    std::uint64_t damaged = 0;
+    if (const DpWizard *wiz = dpwizard(this)) {
+        const DiskScanPage &scan = *wiz->scanpage();
+        for (const SEG &seg : std::span(scan.segs, scan.segs ? scan.segnum : 0))
+            damaged += seg.isbad != 0 ? seg.stop - seg.start + 1 : 0;
+    }
     if (entries.empty() && !segs.empty()) {
         Plan automatic;
         automatic.segs = segs;
         automatic.defaultpartition();
-        note = "Next would create this: " + plansummary(automatic.getallparts(), segs, g);
+        note = "Next would create this: " + plansummary(automatic.getallparts(), segs, damaged, g);
     } else if (!segs.empty()) {
-        note = plansummary(entries, segs, g);
+        note = plansummary(entries, segs, damaged, g);
     }
     const QString remarks = planremarks(entries, segs, g.totalsectors > maxmbrsectors);
     if (!remarks.isEmpty())

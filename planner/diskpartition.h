@@ -2,6 +2,7 @@
 
 #include "plan/plan.h"
 #include "plan/planreport.h"
+#include "views/notelabel.h"
 
 #include <QItemSelection>
 #include <QWizardPage>
@@ -14,7 +15,6 @@
 class Commit;
 class GraphicsScene;
 class GraphicsView;
-class NoteLabel;
 class PartTreeModel;
 class QAction;
 class QComboBox;
@@ -172,6 +172,6 @@ private:
     QString stepname;     ///< of the operation under way
     std::optional<std::uint64_t> stepplace;
     std::vector<SEG> foundbad; ///< what re-tests found since the page was entered, ascending
-    std::string tablerefuser; ///< path of the disk whose first sector did not take the table
-    QTimer *notetimer;        ///< has the note follow the plan once the operation under way is done
+    std::string tablerefuser;  ///< path of the disk whose first sector did not take the table
+    QTimer *notetimer; ///< has the note follow the plan once the operation under way is done
 };

@@ -147,10 +147,11 @@ TEST(PlannerPage, NoteFollowsThePlan)
         return shown.section(" Note:", 0, 0);
     };
     makeplan(page, "p0-9 l10-19 l20-29 p30-39 b40-49");
-    EXPECT_EQ(notes({}), "4 partitions on 4.0 of 5.0 GB; 1.0 GB lost to damage and its margins.");
+    EXPECT_EQ(notes({}),
+              "4 partitions on 4.0 of 5.0 GB; 0.0 GB lost to damage, 1.0 GB to margins.");
     page.onstrategychanged(0);
-    EXPECT_EQ(notes({}), "Next would create this: 4 partitions on 4.0 of 5.0 GB; 1.0 GB lost to "
-                         "damage and its margins.");
+    EXPECT_EQ(notes({}), "Next would create this: 4 partitions on 4.0 of 5.0 GB; 0.0 GB lost to "
+                         "damage, 1.0 GB to margins.");
     selectblocks(page, {0});
     for (const auto &[parts, warning] : {std::pair{15, ""},
                                          {16, " More than 15 partitions: some systems give no "
@@ -161,8 +162,8 @@ TEST(PlannerPage, NoteFollowsThePlan)
         EXPECT_EQ(notes({}).section("margins.", 1), warning);
     }
     g.totalsectors = maxmbrsectors + 1;
-    EXPECT_TRUE(plansummary(std::vector<EXTPART>(128), {}, g).endsWith("margins."));
-    EXPECT_TRUE(plansummary(std::vector<EXTPART>(129), {}, g).endsWith("has no room for them."));
+    EXPECT_TRUE(plansummary(std::vector<EXTPART>(128), {}, 0, g).endsWith("margins."));
+    EXPECT_TRUE(plansummary(std::vector<EXTPART>(129), {}, 0, g).endsWith("has no room for them."));
     makeplan(page, "b0-9 u10-19");
     notes({begins});
     makeplan(page, "l0-9 p10-19 l20-29 b30-39 p40-49 u50-59");
