@@ -29,7 +29,6 @@
 #include <QWizard>
 
 #include <algorithm>
-#include <span>
 
 namespace
 {
@@ -304,9 +303,8 @@ void DiskPartition::showplannote()
     const std::vector<EXTPART> entries = getallparts();
     std::uint64_t damaged = 0;
     if (const DpWizard *wiz = dpwizard(this)) {
-        const DiskScanPage &scan = *wiz->scanpage();
-        for (const SEG &seg : std::span(scan.segs, scan.segs ? scan.segnum : 0))
-            damaged += seg.isbad != 0 ? seg.stop - seg.start + 1 : 0;
+        for (const SurfaceCell &cell : wiz->scanpage()->surface())
+            damaged += cell.state == SurfaceCell::State::bad ? cell.stop - cell.start + 1 : 0;
     }
     if (entries.empty() && !segs.empty()) {
         Plan automatic;
