@@ -1,22 +1,24 @@
 // Operates the wizard from outside, for what is measured or watched by hand, by the name by which
 // it is called:
 //
-//   quarn-walk NODE [COMMAND]       the whole job on a real disk. Prints every row of the first
-//   page,
-//                                   each message box, and the committed partitions in sectors of
-//                                   512 bytes. COMMAND is run between scan and commit. Status 0 on
-//                                   the last page; 1 if a page was not reached; 2 if the row can't
-//                                   be chosen; 3 if the commit was refused.
-//   quarn-scanbench read|write NODE                                        scans a disk; a write
-//   test quarn-scanbench simulated MB DAMAGED-SEGMENTS MILLISECONDS-A-FAILURE   destroys its
-//   contents.
-//                                   Prints seconds, CPU seconds and bad segments; the scan file is
-//                                   left in the current directory.
-//   quarn-plannerbench [start|memory]  how long a user of the planner waits, on a disk of 2 TB with
-//                                   as many blocks as a scan can leave, and with many more
-//   quarn-scanvictim                scans an image file in the current directory, or goes on with
-//   an
-//                                   earlier scan there, while something kills it
+// quarn-walk NODE [COMMAND]
+//     The whole job on a real disk. Prints every row of the first page, each message box, and the
+//     committed partitions in sectors of 512 bytes. COMMAND is run between scan and commit. Status
+//     0 on the last page; 1 if a page was not reached; 2 if the row can't be chosen; 3 if the
+//     commit was refused.
+//
+// quarn-scanbench read|write NODE
+// quarn-scanbench simulated MB DAMAGED-SEGMENTS MILLISECONDS-A-FAILURE
+//     Scans a disk; a write test destroys its contents. Prints seconds, CPU seconds and bad
+//     segments; the scan file is left in the current directory.
+//
+// quarn-plannerbench [start|memory]
+//     How long a user of the planner waits, on a disk of 2 TB with as many blocks as a scan can
+//     leave, and with many more.
+//
+// quarn-scanvictim
+//     Scans an image file in the current directory, or goes on with an earlier scan there, while
+//     something kills it.
 
 #include "plan/planreport.h"
 #include "platform/writegather.h"
@@ -29,7 +31,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <fstream>
 
 namespace
 {
@@ -44,7 +45,6 @@ int usage()
 }
 
 // ---- quarn-walk
-// ------------------------------------------------------------------------------------
 
 void printplan(const DiskPartition &page)
 {
@@ -67,11 +67,10 @@ int walk(WizardBench &bench, const QStringList &arguments)
         return accept(widget);
     };
     bench.open(-1);
-    const SelectDiskPage &first = *bench.selectpage();
-    for (int i = 0; i < static_cast<int>(first.alldisks.size()); ++i) {
-        const QString path = first.alldisks[static_cast<std::size_t>(i)].devicepath;
-        const QAbstractButton *row = first.diskgroup->button(i);
-        std::printf("row: %s %s %s\n", qPrintable(path.section('#', 0, 0)),
+    int i = 0;
+    for (const DISKINFO &disk : bench.selectpage()->alldisks) {
+        const QAbstractButton *row = bench.selectpage()->diskgroup->button(i++);
+        std::printf("row: %s %s %s\n", disk.identity.node.c_str(),
                     row->isEnabled() ? "free" : "refused", qPrintable(row->text()));
     }
     const int row = bench.rowof(arguments.value(1).toStdString());
@@ -89,10 +88,8 @@ int walk(WizardBench &bench, const QStringList &arguments)
     if (arguments.size() > 2)
         std::printf("command: status %d\n", std::system(qPrintable(arguments[2])));
     bench.click(WizardBench::next);
-    for (const QString &message : bench.dialogs.messages()) {
-        if (message.startsWith("partition failed!"))
-            return 3;
-    }
+    if (bench.dialogs.messages().join('\n').contains("partition failed!"))
+        return 3;
     if (bench.current() != bench.wizard->lastpageid)
         return 1;
     printplan(*bench.planner());
@@ -100,7 +97,6 @@ int walk(WizardBench &bench, const QStringList &arguments)
 }
 
 // ---- quarn-scanbench
-// -------------------------------------------------------------------------------
 
 int scanbench(WizardBench &bench, const QStringList &arguments)
 {
@@ -142,7 +138,6 @@ int scanbench(WizardBench &bench, const QStringList &arguments)
 }
 
 // ---- quarn-plannerbench
-// ----------------------------------------------------------------------------
 
 /// Processor time: what else the machine does is not measured along.
 double milliseconds(const std::function<void()> &work)
@@ -152,12 +147,17 @@ double milliseconds(const std::function<void()> &work)
     return static_cast<double>(std::clock() - start) * 1000 / CLOCKS_PER_SEC;
 }
 
+double median(std::vector<double> times)
+{
+    std::ranges::sort(times);
+    return times[times.size() / 2];
+}
+
 /// What is measured, and what is made ready before it each time.
 struct Step {
     const char *name;
     std::function<void()> work;
     std::function<void()> before = [] {};
-    int repeats = 7;
 };
 
 /// Prints the median times of each step, of the views' events that follow, and of a redraw.
@@ -168,31 +168,26 @@ void report(DiskPartition &page, const std::vector<Step> &steps)
                                                [&page] { page.diagramview->grab(); },
                                                [&page] { page.grab(); }};
         std::vector<double> times[4];
-        for (int i = 0; i < step.repeats; ++i) {
+        for (int i = 0; i < 5; ++i) {
             step.before();
             QApplication::processEvents();
             for (int k = 0; k < 4; ++k)
                 times[k].push_back(milliseconds(parts[k]));
         }
         std::printf("%-34s %7d", step.name, static_cast<int>(page.extparts.size()));
-        for (std::vector<double> &values : times) {
-            std::ranges::sort(values);
-            std::printf(" %9.2f", values[values.size() / 2]);
-        }
+        for (const std::vector<double> &values : times)
+            std::printf(" %9.2f", median(values));
         std::puts("");
-        std::fflush(stdout);
     }
 }
 
 /// Prints the median time of a redraw of the surface map, with cells of every kind.
 void surfacemap()
 {
-    std::vector<SurfaceCell> cells(500);
-    for (std::size_t i = 0; i < cells.size(); ++i) {
-        const double speed = 200 - 0.2 * static_cast<double>(i);
-        cells[i] = {i * 486, i * 486 + 485, static_cast<SurfaceCell::State>(i % 6),
-                    static_cast<double>(i * 7 % 600), i % 50 == 0 ? -1 : speed};
-    }
+    std::vector<SurfaceCell> cells;
+    for (unsigned i = 0; i < 500; ++i)
+        cells.push_back({i * 486, i * 486 + 485, static_cast<SurfaceCell::State>(i % 6),
+                         static_cast<double>(i * 7 % 600), i % 50 == 0 ? -1 : 200 - 0.2 * i});
     SurfaceMap map;
     map.setdisk(g);
     map.setcells(cells);
@@ -202,8 +197,8 @@ void surfacemap()
         std::vector<double> times(101);
         for (double &time : times)
             time = milliseconds([&] { map.render(&image); });
-        std::ranges::sort(times);
-        std::printf("surface map of %4d x %3d: %.2f ms\n", size.width(), size.height(), times[50]);
+        std::printf("surface map of %4d x %3d: %.2f ms\n", size.width(), size.height(),
+                    median(times));
     }
 }
 
@@ -216,7 +211,6 @@ void fill(WizardBench &bench, bool damaged)
         segs[i].isbad = 1;
     integratesegs(segs.data(), scan->segnum, bench.planner()->segs);
     bench.planner()->onstrategychanged(0);
-    QApplication::processEvents();
 }
 
 void measure(WizardBench &bench)
@@ -232,103 +226,70 @@ void measure(WizardBench &bench)
         QTest::keyClick(page.diagramview, Qt::Key_Home);
         QTest::keyClick(page.diagramview, Qt::Key_End, Qt::ShiftModifier);
     };
-    const auto split = [&page](int parts) { return [&page, parts] { page.splitpart(parts); }; };
-    const auto combine = [&page] { page.combineparts(); };
     const auto undo = [&page] { page.undo(); };
+    const auto deleterow = [&page] { page.ondelPartTreeNode(); };
+    const auto combine = [&page] { page.combineparts(); };
     const auto addld = [&page] { page.addld(); };
-    const auto remove = [&page] { page.delpart(); };
-    const auto cell = [&page](int block, int column) {
-        return page.treemodel->findpart(page.extparts[block]).siblingAtColumn(column);
+    const auto row = [&page](int block) { return page.treemodel->findpart(page.extparts[block]); };
+    const auto movestop = [&](int block, double gb) { // by so much
+        const QModelIndex cell = row(block).siblingAtColumn(2);
+        page.treemodel->setData(cell, cell.data().toDouble() + gb, Qt::EditRole);
     };
-    const auto set = [&page](const QModelIndex &index, const QVariant &value) {
-        page.treemodel->setData(index, value, Qt::EditRole);
+    const auto tenfold = [&](const auto &operation) { // from the last block on
+        for (int i = static_cast<int>(page.extparts.size()) - 1; i >= 0; --i) {
+            at(i)();
+            operation();
+        }
     };
-    const auto bare = [&] {
-        page.onstrategychanged(0);
+    const auto fivehundred = [&] { // logical disks
+        strategy(0)();
         at(0)();
-    };
-    const auto fifty = [&] {
-        bare();
-        page.splitpart(50);
-        for (int i = 0; i < 50; ++i)
-            page.extparts[i]->item->setSelected(true);
-    };
-    const auto full = [&] {
-        page.onstrategychanged(1);
-        at(200)();
-    };
-    // ten blocks, each split into fifty logical disks
-    const auto fivehundred = [&] {
-        bare();
         page.splitpart(10);
-        for (int i = 9; i >= 0; --i) {
-            at(i)();
-            page.splitpart(50);
-        }
-        for (int i = 0; i < page.extparts.size(); ++i) {
-            at(i)();
-            page.addld();
-        }
+        tenfold([&page] { page.splitpart(50); });
+        tenfold(addld);
         selectall();
     };
-    std::printf("%-34s %7s %9s %9s %9s %9s\n", "milliseconds", "blocks", "operation", "views",
-                "diagram", "page");
+    std::puts("milliseconds                        blocks operation     views   diagram      page");
+    fill(bench, true);
     report(page, {{"strategy 0", strategy(0)},
                   {"strategy 1", strategy(1)},
                   {"strategy 2", strategy(2)},
                   {"strategy 3", strategy(3)},
                   {"strategy 4, with its dialogs", strategy(4)},
                   {"strategy 5, with its dialogs", strategy(5)},
-                  {"default plan", [&page] { page.defaultpartition(); }},
-                  {"split into 50", split(50), bare},
-                  {"combine 50", combine, fifty},
-                  {"add a logical disk", addld, bare},
-                  {"delete one of all", remove, full},
-                  {"select all by keys", selectall, full},
-                  {"resize", [&page] { page.resizepartdiagram(); }, full}});
+                  {"default plan", [&page] { page.defaultpartition(); }}});
     fill(bench, false);
     report(page, {{"combine 500 logical disks", combine, fivehundred},
-                  {"move a boundary among 500", [&] { set(cell(250, 2), 1002.5); }, fivehundred}});
+                  {"move a boundary among 500", [&] { movestop(250, -0.02); }, fivehundred}});
     bench.dialogs.fallback = [](const DialogAnswers::Seen &seen) -> QVariant {
         return seen.text == "CMax:" ? 0.1 : 0.0;
     };
-    report(page, {{"strategy 5, blocks of 0.1 GB", strategy(5), [] {}, 3},
-                  {"back to strategy 0", strategy(0), strategy(5), 3},
-                  {"undo of that", undo, strategy(0)},
-                  {"redo", [&page] { page.redo(); }, undo}});
-    page.onstrategychanged(5);
     const auto extended = [&] {
-        page.undo();
+        undo();
         page.treeview->setCurrentIndex(page.treemodel->extendindex());
     };
-    const auto deleterow = [&page] { page.ondelPartTreeNode(); };
-    const auto nextkey = [&page] { QTest::keyClick(page.diagramview, Qt::Key_Right); };
+    const auto freed = [&] {
+        at(10'001)();
+        page.delpart();
+    };
     const auto everything = [&] {
-        page.undo();
+        undo();
         selectall();
     };
     report(page,
-           {{"select a block", at(10'000), at(9000)},
-            {"the next one by key", nextkey, at(10'000)},
+           {{"strategy 5, blocks of 0.1 GB", strategy(5)},
+            {"back to strategy 0", strategy(0), strategy(5)},
+            {"undo of that", undo, strategy(0)},
+            {"redo", [&page] { page.redo(); }, undo},
+            {"select a block", at(10'000), strategy(5)},
             {"select all by keys", selectall, at(0)},
-            {"select a row", [&] { page.treeview->setCurrentIndex(cell(10'000, 0)); }, at(10)},
+            {"select a row", [&] { page.treeview->setCurrentIndex(row(10'000)); }, at(10)},
             {"move a row up", [&] { page.onupPartTreeNode(); }, at(10'000)},
             {"delete a row", deleterow, at(10'000)},
-            {"delete one of all", remove, at(10'001)},
-            {"add a logical disk", addld, at(10'001)},
-            {"undo of that", undo},
-            {"split into 50", split(50), at(10'002)},
-            {"move a boundary",
-             [&] { set(cell(15'000, 2), cell(15'000, 2).data().toDouble() - 0.02); }},
-            {"change a type",
-             [&] { set(cell(15'000, 4), 0x83 - cell(15'000, 4).data(Qt::EditRole).toInt()); }},
+            {"add a logical disk", addld, freed},
+            {"move a boundary", [&] { movestop(15'000, -0.02); }},
             {"zoom", [&] { page.diagramview->zoomby(8); }, [&] { page.diagramview->zoomby(0); }},
-            {"back", [&] { page.diagramview->zoomby(0); }},
-            {"resize",
-             [&] {
-                 page.diagramview->resize(page.diagramview->width() ^ 1,
-                                          page.diagramview->height());
-             }},
+            {"resize", [&] { page.resizepartdiagram(); }},
             {"delete the extended row", deleterow, extended},
             {"combine all", combine, everything}});
 }
@@ -350,28 +311,21 @@ int plannerbench(WizardBench &bench, const QStringList &arguments)
     bench.openscanpage();
     bench.click(WizardBench::skip);
     DiskPartition &page = *bench.planner();
-    const bool memory = arguments.value(1) == "memory";
-    fill(bench, !memory);
-    if (!memory)
-        surfacemap();
-    if (memory) {
+    if (arguments.value(1) == "memory") {
+        fill(bench, false);
         bench.dialogs.answers = {0.1, 0.0};
         page.onstrategychanged(5);
         QApplication::processEvents();
         page.grab();
     } else {
+        surfacemap();
         measure(bench);
     }
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-        if (line.starts_with("VmHWM"))
-            std::puts(line.c_str());
-    }
-    return 0;
+    std::fflush(stdout);
+    return std::system("grep VmHWM /proc/$PPID/status");
 }
 
 // ---- quarn-scanvictim
-// ------------------------------------------------------------------------------
 
 int scanvictim(WizardBench &bench, const QStringList &)
 {

@@ -129,13 +129,7 @@ struct Drive : Device {
 
 TEST_F(Enumeration, IdentityCommandFollowsTheMap)
 {
-    struct : SimulatedBackend {
-        std::unique_ptr<Device> open(const std::string &, Access, Status &) override
-        {
-            return std::make_unique<Drive>();
-        }
-    } drives;
-    setbackend(&drives);
+    add("any", 1 << 20)->wrap = [](const auto &) { return std::make_unique<Drive>(); };
     const std::uint8_t rows[][4] = {
         {0x01, 0xEC, 0, 0xA0}, {0x02, 0xEC, 1, 0xB0}, {0x0C, 0xEC, 2, 0xA0}, {0x81, 0xA1, 3, 0xB0}};
     for (const auto &[map, command, drive, head] : rows) {

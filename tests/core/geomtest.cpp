@@ -76,6 +76,8 @@ TEST_F(Geometry, FactorsAndNumbersHaveBounds)
     EXPECT_FALSE(geomissound({0xFFFFFFFF, 0xFFFFFFFF, 0xFFFFFFFF, 1, 0xFFFFFFFE00000001,
                               0xFFFFFFFE00000001 * 0xFFFFFFFF, ~0ULL, ~0ULL}));
 
+    // more cylinders than the bytes hold
+    EXPECT_FALSE(geomissound({255, 63, 512, 2, 16065, 8225280, 8225280, 16065}));
     const geom geometry = usegeometry(512, 63, 255, 1000);
     const std::pair<double, std::uint64_t> rows[] = {
         {8.225280, 1000}, {8.225279, 999}, {-1, 0}, {std::nan(""), 0}, {1e30, ~0ULL}};

@@ -37,11 +37,10 @@ protected:
     }
     static void describe(SimulatedDisk &disk, const std::string &texts)
     {
-        const std::size_t first = texts.find('|'), second = texts.find('|', first + 1);
+        std::istringstream words(texts);
         DiskDescription description;
-        description.serial = texts.substr(0, first);
-        description.wwn = texts.substr(first + 1, second - first - 1);
-        description.instance = texts.substr(second + 1);
+        for (std::string *one : {&description.serial, &description.wwn, &description.instance})
+            std::getline(words, *one, '|');
         description.model = "M";
         disk.description = description;
     }
@@ -96,14 +95,16 @@ TEST_F(Identity, OnlyTheChosenDiskIsOpened)
 // Another disk has its node, it has that of a third one, and a twin without a number stands there.
 TEST_F(Identity, TheDiskIsFoundUnderAnotherNode)
 {
-    const auto first = adddisk("sdb", "S1||i1"), second = adddisk("sdc", "S2||i2");
-    const auto nameless = adddisk("sdd", "||i3");
+    const auto first = adddisk("sdb", "S1||i1"), nameless = adddisk("sdd", "||i3"),
+               second = adddisk("sdc", "S2||i2");
     std::vector<DISKINFO> list;
     getallhdinfo(list);
     chosen = list.at(0);
     describe(*first, "S2||i4");
     describe(*second, "S1||i5");
+    nameless->recording->clear();
     EXPECT_EQ(found(), "S1@i5 sdc");
+    EXPECT_EQ(nameless->recording->count(Operation::Kind::open), 1U); // to look, not to claim
     int opens = 0; // it goes between a look at it and its opening
     second->wrap = [&](std::unique_ptr<Device> device) {
         if (++opens == 2)

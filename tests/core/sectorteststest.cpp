@@ -30,23 +30,25 @@ protected:
 
 TEST_P(SectorTests, ReadsGoInBatchesAndEndAtTheFirstFailure)
 {
-    EXPECT_EQ(course(read_test(handle, 100, 144, bytes)), "0 r100+20 r120+20 r140+5");
-    EXPECT_EQ(course(read_test(handle, 7, 7, bytes)), "0 r7+1");
-    EXPECT_EQ(course(read_test(handle, 0, 39, bytes)), "0 r0+20 r20+20");
-    faults.unreadable.add(125); // nothing is read behind the damage
-    EXPECT_EQ(course(read_test(handle, 100, 199, bytes)), "1 r100+20 r120+20");
-    // seven sectors of twenty: single sectors until one is read whole, then batches again
     faults.shortreads[200] = 7 * sectorlength;
-    EXPECT_EQ(course(read_test(handle, 200, 239, bytes)), "0 r200+20 r207+1 r208+20 r228+12");
-    // a partial sector counts as not transferred
     faults.shortreads[300] = sectorlength - 1;
-    EXPECT_EQ(course(read_test(handle, 300, 310, bytes)), "1 r300+11");
+    faults.unreadable.add(425);
+    const std::tuple<unsigned, unsigned, const char *> rows[] = {
+        {0, 39, "0 r0+20 r20+20"},
+        {7, 7, "0 r7+1"},
+        {100, 144, "0 r100+20 r120+20 r140+5"},
+        // seven sectors of twenty: single sectors until one is read whole, then batches again
+        {200, 239, "0 r200+20 r207+1 r208+20 r228+12"},
+        {300, 310, "1 r300+11"},          // a partial sector counts as not transferred
+        {400, 499, "1 r400+20 r420+20"}}; // nothing is read behind the damage
+    for (const auto &[first, last, expected] : rows)
+        EXPECT_EQ(course(read_test(handle, first, last, bytes)), expected);
 
     // the same for single sectors
     faults.shortreads[310] = faults.shortwrites[311] = sectorlength / 2;
     std::vector<char> sector(sectorlength);
-    EXPECT_EQ(readasector(handle, 125, sector.data()), 1);
     EXPECT_EQ(readasector(handle, 310, sector.data()), 1);
+    EXPECT_EQ(readasector(handle, 425, sector.data()), 1);
     EXPECT_EQ(writeasector(handle, 311, sector.data()), 1);
     EXPECT_TRUE(diskpresent(handle));
     faults.vanishafter = 0;
@@ -55,39 +57,33 @@ TEST_P(SectorTests, ReadsGoInBatchesAndEndAtTheFirstFailure)
 
 TEST_P(SectorTests, WriteTestFindsFailuresAndWrongData)
 {
-    // all of it is written and flushed before any of it is read
-    EXPECT_EQ(course(write_test(handle, 100, 144, bytes)),
-              "0 w100+20 w120+20 w140+5 flush r100+20 r120+20 r140+5");
+    faults.lying.add(230);
+    faults.unwritable.add(330);
+    faults.unreadable.add(430);
+    faults.shortreads[520] = 17 * sectorlength;
+    faults.shortwrites[600] = 18 * sectorlength;
+    faults.shortreads[700] = 18 * sectorlength;
+    const std::tuple<unsigned, unsigned, const char *> rows[] = {
+        // all of it is written and flushed before any of it is read
+        {100, 144, "0 w100+20 w120+20 w140+5 flush r100+20 r120+20 r140+5"},
+        {200, 259, "1 w200+20 w220+20 w240+20 flush r200+20 r220+20"},
+        {300, 399, "1 w300+20 w320+20"},
+        {400, 459, "1 w400+20 w420+20 w440+20 flush r400+20 r420+20"},
+        // after a short read the rest of the buffer is compared too: it holds the batch before, if
+        // there was one; a batch that dropped to one sector stays at one
+        {500, 539, "0 w500+20 w520+20 flush r500+20 r520+20 r537+1 r538+1 r539+1"},
+        {600, 620, "0 w600+20 w618+1 w619+1 w620+1 flush r600+20 r620+1"},
+        {700, 719, "1 w700+20 flush r700+20"}};
+    for (const auto &[first, last, expected] : rows)
+        EXPECT_EQ(course(write_test(handle, first, last, bytes)), expected);
+    EXPECT_EQ(course(writeandreadtestonesector(handle, 620, bytes)), "0 w620+1 flush r620+1");
     std::vector<char> sector(sectorlength);
     EXPECT_EQ(course(readasector(handle, 121, sector.data())), "0 r121+1");
     EXPECT_EQ(sector[3], static_cast<char>((bytes + 3) % 256)); // the ramp runs on
-
     // the medium refuses what its cache took: the flush is the sixth operation
     disk->recording->disturbance = platform::Recording::Disturbance::fail;
     disk->recording->victim = 5;
     EXPECT_EQ(course(write_test(handle, 100, 144, bytes)), "1 w100+20 w120+20 w140+5 flush");
-    disk->recording->disturbance = platform::Recording::Disturbance::none;
-
-    faults.lying.add(230);
-    EXPECT_EQ(course(write_test(handle, 200, 259, bytes)),
-              "1 w200+20 w220+20 w240+20 flush r200+20 r220+20");
-    faults.unwritable.add(330);
-    EXPECT_EQ(course(write_test(handle, 300, 399, bytes)), "1 w300+20 w320+20");
-    faults.unreadable.add(430);
-    EXPECT_EQ(course(write_test(handle, 400, 459, bytes)),
-              "1 w400+20 w420+20 w440+20 flush r400+20 r420+20");
-
-    // after a short read the rest of the buffer is compared too: it holds the batch before, if
-    // there was one; a batch that dropped to one sector stays at one
-    faults.shortreads[700] = 18 * sectorlength;
-    EXPECT_EQ(course(write_test(handle, 700, 719, bytes)), "1 w700+20 flush r700+20");
-    faults.shortreads[520] = 17 * sectorlength;
-    EXPECT_EQ(course(write_test(handle, 500, 539, bytes)),
-              "0 w500+20 w520+20 flush r500+20 r520+20 r537+1 r538+1 r539+1");
-    faults.shortwrites[600] = 18 * sectorlength;
-    EXPECT_EQ(course(write_test(handle, 600, 620, bytes)),
-              "0 w600+20 w618+1 w619+1 w620+1 flush r600+20 r620+1");
-    EXPECT_EQ(course(writeandreadtestonesector(handle, 620, bytes)), "0 w620+1 flush r620+1");
 }
 
 TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
@@ -114,19 +110,17 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     faults.unreadable.add(100);
     faults.lying.add(200);
     faults.shortreads[300] = sectorlength / 2;
-    std::vector<SEG> list = {{0, 9, 0}, {10, 19, 0}};
-    EXPECT_EQ(rangetest(read_test)(handle, 0, 99, bytes), Reading::good);
     EXPECT_EQ(rangetest(read_test)(handle, 200, 219, bytes), Reading::good);
     EXPECT_EQ(rangetest(write_test)(handle, 200, 219, bytes), Reading::bad);
     EXPECT_EQ(readrange(handle, 90, 120, bytes), Reading::bad);
     EXPECT_EQ(readrange(handle, 300, 300, bytes), Reading::bad);
     EXPECT_EQ(readsector(handle, 100, bytes), Reading::bad);
-    EXPECT_EQ(roughcheck(handle, list, bytes), Reading::bad);
+    EXPECT_EQ(roughcheck(handle, {{0, 9, 0}, {10, 19, 0}}, bytes), Reading::bad);
     // an argument or a user that the device refuses tells nothing about the medium
+    EXPECT_EQ(readsector(handle, 1000, bytes), Reading::refused); // behind the end
+    EXPECT_EQ(readsector(handle, 1, bytes / 2), Reading::refused);
     disk->refusal = "held";
     EXPECT_EQ(writerange(handle, 0, 9, bytes), Reading::refused);
-    disk->refusal.clear();
-    EXPECT_EQ(readsector(handle, 1, bytes / 2), Reading::refused);
     EXPECT_EQ(readsector(invaliddisk, 1, bytes), Reading::gone);
     // an unplugged disk may report a medium failure, but it has no size
     disk->partitionlength.reset();
@@ -159,22 +153,21 @@ TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
     backend.disks = {disk};
     platform::Status status;
     std::unique_ptr<platform::Device> device;
-    const double mediarate = turning->sectorspertrack / turning->revolution;
-    for (const std::uint64_t first : {std::uint64_t{0}, segment}) {
+    // the share of the media rate at which a test of the segment from this sector on succeeds
+    const auto rate = [&](TestFunction test, std::uint64_t first) {
         device = backend.open("disk", platform::Access::readwrite, status);
         const double start = turning->now;
-        EXPECT_EQ(write_test(device.get(), first, first + segment - 1, 512), 0);
+        EXPECT_EQ(test(device.get(), first, first + segment - 1, 512), 0);
         device.reset(); // ends the thread that reads ahead
-        const double rate = segment / (turning->now - start) / mediarate;
-        std::printf("write test: %.3f of the media rate\n", rate);
-        EXPECT_GT(rate, 0.4); // seeks take the rest
-        EXPECT_LT(rate, 0.5);
+        return segment / (turning->now - start) / turning->sectorspertrack * turning->revolution;
+    };
+    for (const std::uint64_t first : {std::uint64_t{0}, segment}) {
+        const double share = rate(write_test, first);
+        std::printf("write test: %.3f of the media rate\n", share);
+        EXPECT_GT(share, 0.4); // seeks take the rest
+        EXPECT_LT(share, 0.5);
     }
-    device = backend.open("disk", platform::Access::readwrite, status);
-    const double start = turning->now;
-    EXPECT_EQ(read_test(device.get(), 0, segment - 1, 512), 0);
-    device.reset();
-    EXPECT_GT(segment / (turning->now - start) / mediarate, 0.85);
+    EXPECT_GT(rate(read_test, 0), 0.85);
 
     // a sector that the cache takes and the medium loses
     turning->losing.add(450'000);

@@ -8,8 +8,6 @@
 
 #include <QUndoStack>
 
-#include <span>
-
 using Kind = platform::Operation::Kind;
 
 // A wizard that stands on its planner page, over a simulated disk of 40 cylinders with a raw
@@ -49,7 +47,25 @@ protected:
         const QString text = told();
         return current() == wizard->lastpageid ? "" : "stays " + text;
     }
-    std::span<SEG> raw() { return {scan->segs, std::size_t(scan->segnum)}; }
+    // Next tells these words, and all is as before.
+    void refused(const char *words)
+    {
+        const std::string before = planstate(*page);
+        const QString text = commits();
+        EXPECT_TRUE(text.contains(words)) << words << " in " << text.toStdString();
+        EXPECT_EQ(planstate(*page), before) << words;
+    }
+    void save(int sector, const QByteArray &bytes)
+    {
+        EXPECT_TRUE(disk->store->save(static_cast<std::uint64_t>(sector) * 512, bytes.constData(),
+                                      static_cast<std::size_t>(bytes.size())));
+    }
+    QByteArray load(std::uint64_t sector, std::size_t sectors)
+    {
+        std::vector<char> bytes(sectors * 512);
+        EXPECT_TRUE(disk->store->load(sector * 512, bytes.data(), bytes.size()));
+        return {bytes.data(), static_cast<qsizetype>(bytes.size())};
+    }
 
     std::shared_ptr<platform::RecordedDisk> disk = adddisk(40, 2, 16);
     DiskScanPage *scan = nullptr;
@@ -63,8 +79,6 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
         disk->faults->unreadable.add(segment * cylinder);
     const std::string before = planstate(*page), blocks = blocktext(page->extparts);
     page->actions[9]->trigger();
-    EXPECT_EQ(planstate(*page), before);
-    EXPECT_EQ(told(), "");
     // nine segments, the marked one passed over
     EXPECT_EQ(disk->recording->course(),
               "r320+20 r340+12 r352+20 r372+12 r384+20 r404+12 r416+20 r436+12 r448+20 r468+12 "
@@ -72,7 +86,7 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     disk->opens = false;
     page->rescan();
     EXPECT_EQ(planstate(*page), before);
-    EXPECT_EQ(told(), "!Can not open the disk.\nNo rights.");
+    EXPECT_EQ(told(), "!Can not open the disk.\nNo rights."); // the first one told nothing
     disk->opens = true;
 
     scan->segs[19].isbad = 0;
@@ -82,14 +96,15 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     EXPECT_EQ(count(Kind::write), 0u);
     EXPECT_EQ(told(), "New bad sectors found!");
     // the margin ends with the range that was tested
-    EXPECT_EQ(blocktext(page->extparts), "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39");
+    const std::string found = "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39";
+    EXPECT_EQ(blocktext(page->extparts), found);
     EXPECT_EQ(planfaults(*page), "");
-    EXPECT_EQ(page->segs, scan->intsegs);
     // undone, the plan is as it was, and what was found stays known
     page->undo();
-    EXPECT_TRUE(blocktext(page->extparts) == blocks && page->segs == scan->intsegs);
+    EXPECT_EQ(blocktext(page->extparts), blocks);
+    EXPECT_EQ(page->segs, scan->intsegs);
     page->redo();
-    EXPECT_EQ(blocktext(page->extparts), "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39");
+    EXPECT_EQ(blocktext(page->extparts), found);
 
     scan->writetestbox->setChecked(true);
     selectblocks(*page, {12});
@@ -101,7 +116,7 @@ TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)
 {
     disk->faults->unreadable.add(10 * cylinder);
     const std::string before = planstate(*page);
-    const std::vector<SEG> marks(raw().begin(), raw().end());
+    const std::vector<SEG> marks(scan->segs, scan->segs + scan->segnum);
     int gone = 0;
     for (; gone < 60; gone++) {
         disk->faults->vanishafter = gone + 1;
@@ -111,18 +126,13 @@ TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)
             break;
         EXPECT_TRUE(text.startsWith("!The disk does not answer any more.")) << gone;
         EXPECT_EQ(planstate(*page), before) << gone;
-        EXPECT_TRUE(std::ranges::equal(marks, raw())) << gone;
+        EXPECT_TRUE(std::equal(marks.begin(), marks.end(), scan->segs)) << gone;
     }
     EXPECT_GT(gone, 15);
 }
 
 TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
 {
-    const auto refused = [this](const char *text) {
-        const std::string before = planstate(*page);
-        EXPECT_TRUE(commits().contains(text)) << text;
-        EXPECT_EQ(planstate(*page), before) << text;
-    };
     disk->opens = false;
     refused("Can not open the disk.");
     disk->opens = true;
@@ -132,11 +142,15 @@ TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
     scan->segs[0].isbad = 1;
     refused("The logical disks are not in disk order");
     page->treemodel->upRow(page->treemodel->index(1, 0, extended));
-    for (SEG &seg : raw())
-        seg.isbad = 1;
+    for (int i = 0; i < scan->segnum; i++)
+        scan->segs[i].isbad = 1;
     refused("Can not find a good disk block.");
-    for (SEG &seg : raw())
-        seg.isbad = 0;
+    for (int i = 0; i < scan->segnum; i++)
+        scan->segs[i].isbad = 0;
+    const QByteArray file = scan->filename;
+    qstrcpy(scan->filename, "nowhere/disk0");
+    refused("Write without a way back?");
+    qstrcpy(scan->filename, file);
     EXPECT_EQ(count(Kind::write), 0u);
 
     // written, but not taken by the system: Next tries again
@@ -164,10 +178,10 @@ TEST_F(PlannerOnDisk, BadFirstSegment)
     scan->segs[0].isbad = 1;
     disk->faults->unreadable.add(0, cylinder - 1);
     plan("b0-0 l1-1 u2-39");
-    EXPECT_TRUE(commits().contains("Logical disk 1"));
+    refused("Logical disk 1");
     // A search that may still find the first track asks before it writes.
     disk->faults->unreadable.remove(5, 5);
-    EXPECT_TRUE(commits().contains("Logical disk 1"));
+    refused("Logical disk 1");
     EXPECT_EQ(count(Kind::write), 0u);
 
     // One sector of the two tracks is good. An empty plan is planned by itself.
@@ -178,123 +192,104 @@ TEST_F(PlannerOnDisk, BadFirstSegment)
     EXPECT_EQ(secondgoodsector, cylinder + 1);
     // test pattern, scan record, tables; the first partition makes room for the record's track
     EXPECT_EQ(count(Kind::write), 3u);
-    char sector[512] = {};
-    EXPECT_TRUE(disk->store->load(5 * 512, sector, sizeof sector));
-    EXPECT_EQ(sector[0x1BE + 8], 48);
+    EXPECT_EQ(load(5, 1)[0x1BE + 8], 48);
 }
 
 TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
 {
     plan("l0-9 l10-19 l20-29 l30-39");
     QString ordinary;
-    // Head line, closing line, and what stands behind the ordinary report.
+    // How the head line, the closing line and those behind the ordinary report begin.
     const auto commit = [this, &ordinary] {
         EXPECT_EQ(commits(), "");
-        const QString text = lastpage()->reportedit->toPlainText();
-        const QString head = lastpage()->headlabel->text(), end = lastpage()->closinglabel->text();
+        QString text = lastpage()->headlabel->text().left(34) + "|" +
+                       lastpage()->closinglabel->text().left(20);
+        for (const QString &line :
+             lastpage()->reportedit->toPlainText().mid(ordinary.size()).split('\n'))
+            text += "|" + line.left(47);
         EXPECT_TRUE(click(back));
-        EXPECT_TRUE(text.startsWith(ordinary));
-        return (head.left(41) + "|" + end.left(30) + "|" + text.mid(ordinary.size())).toStdString();
+        return text.toStdString();
     };
-    const std::string good =
-        "Created 0 primary partitions,1 primary ex|Partition data has been writte|";
-    ordinary = QString::fromStdString(commit()).section('|', 2);
+    const std::string good = "Created 0 primary partitions,1 pri|Partition data has b|";
+    commit();
+    ordinary = lastpage()->reportedit->toPlainText();
     EXPECT_EQ(ordinary.count('\n'), 5);
     EXPECT_EQ(commit(), good);
     // Sectors 2 and 7 belong to no table, so that swap on the whole disk is still there.
-    QByteArray page(4096, '\0');
-    page[1024] = page[1028] = 1; // version and last page
-    page.replace(4086, 10, "SWAPSPACE2");
-    ASSERT_TRUE(disk->store->save(1024, page.constData() + 1024, 3072));
+    QByteArray swap(3072, '\0');
+    swap[0] = swap[4] = 1; // version and last page
+    save(2, swap.replace(3062, 10, "SWAPSPACE2"));
     const std::string withsign = commit();
-    if (!platform::signatures({{0, {page.begin(), page.end()}}}, disk->bytes, 512).empty()) {
+    const QByteArray unit = load(0, 8);
+    if (!platform::signatures({{0, {unit.begin(), unit.end()}}}, disk->bytes, 512).empty()) {
         EXPECT_TRUE(withsign.starts_with(good + "The disk still has signatures")) << withsign;
-        EXPECT_TRUE(withsign.ends_with("\nwipefs --all --types swap sim0\n")) << withsign;
+        EXPECT_TRUE(withsign.ends_with("|wipefs --all --types swap sim0|")) << withsign;
         disk->faults->unreadable.add(1000); // wipefs would not get past it
-        EXPECT_TRUE(commit().ends_with("=sim0 bs=512 seek=7 count=1 oflag=direct\n"));
+        commit();
+        EXPECT_TRUE(lastpage()->reportedit->toPlainText().endsWith(
+            "=sim0 bs=512 seek=7 count=1 oflag=direct\n"));
         *disk->faults = {};
     }
-    ASSERT_TRUE(disk->store->save(1024, QByteArray(3072, '\0').constData(), 3072));
+    save(2, QByteArray(3072, '\0'));
     // The first record lies behind the track of the master boot sector. Sector 1 still holds the
     // record of the first commit, and that is the same.
     disk->faults->lying.add(20 * 32);
     disk->faults->unwritable.add(1);
     disk->faults->unreadable.add(30 * 32);
-    const QString record =
-        "The boot record of logical disk %1 in sector %2 is not on the disk as written: this "
-        "logical disk and those listed behind it can not be used. Go Back, give its block up, and "
-        "write again.\n";
-    EXPECT_EQ(commit(),
-              "The partition table is on the disk, with |Only a part of the partition d|" +
-                  (record.arg(3).arg(640) + record.arg(4).arg(960)).toStdString());
+    EXPECT_EQ(commit(), "The partition table is on the disk|Only a part of the p|"
+                        "The boot record of logical disk 3 in sector 640|"
+                        "The boot record of logical disk 4 in sector 960|");
     EXPECT_TRUE(lastpage()->headlabel->text().contains("Of 4 logical disks only the first 2 can"));
     *disk->faults = {};
     disk->faults->lying.add(0, 1);
-    EXPECT_EQ(commit(),
-              "The partition table is not on the disk, a|Go Back and press Next to writ|"
-              "The partition table in sector 0 is not on the disk as written: none of the "
-              "partitions can be used. Go Back and write again; another sector is then "
-              "searched for it.\nThe scan result in sector 1 is not on the disk as "
-              "written. The partitions are not affected, but a later run can not fall "
-              "back on it.\n");
+    EXPECT_EQ(commit(), "The partition table is not on the |Go Back and press Ne|"
+                        "The partition table in sector 0 is not on the d|"
+                        "The scan result in sector 1 is not on the disk |");
     // The advice leads somewhere: a search, once the user agrees to it.
-    EXPECT_NE(commits(), "");
+    refused("Search?");
     dialogs.consent = true;
     EXPECT_EQ(commit(), good);
     EXPECT_EQ(firstgoodsector, 2u);
     EXPECT_EQ(secondgoodsector, 3u);
     // Where no sector takes the table, the plan is refused in words.
     disk->faults->unwritable.add(0, 31);
-    EXPECT_TRUE(commits().contains("!No sector of the disk's first two tracks takes"));
+    refused("!No sector of the disk's first two tracks takes");
     // A disk that went away is no disk with seven bad sectors.
     *disk->faults = {};
-    disk->recording->clear();
-    commit();
-    const std::size_t calls = disk->recording->operations.size();
-    bool gone = false;
-    for (std::size_t i = 1; i < calls && !gone; i++) {
+    QString refusal = "stays";
+    for (int i = 1; i < 500 && !refusal.isEmpty(); i++) {
         disk->faults->vanishafter = i;
-        const QString refusal = commits();
-        disk->faults->vanishafter.reset();
+        refusal = commits();
         EXPECT_TRUE(refusal.isEmpty() || refusal.contains("The disk does not answer any more."));
-        gone = refusal.isEmpty();
     }
-    EXPECT_TRUE(gone);
-    EXPECT_TRUE(lastpage()->headlabel->text().startsWith("The disk does not answer any more."));
     EXPECT_EQ(lastpage()->reportedit->toPlainText(), ordinary);
+    EXPECT_TRUE(lastpage()->headlabel->text().startsWith("The disk does not answer any more."));
 }
 
 // A table with a chain of three records, in front of data; the first segment is bad, so that the
 // search overwrites more than the new tables do.
 TEST_F(PlannerOnDisk, TheOldTablesComeBack)
 {
-    const auto image = [this](bool fill) {
-        QByteArray bytes(static_cast<int>(disk->bytes), '\0');
-        EXPECT_TRUE(fill ||
-                    disk->store->load(0, bytes.data(), static_cast<std::size_t>(bytes.size())));
-        return bytes;
-    };
-    QByteArray old = image(true);
+    QByteArray old = load(0, 1280);
     for (int i = 0; i < old.size(); i++)
         old[i] = static_cast<char>(i * 7 + i / 512);
-    const auto table = [&old](int sector, int entry, int type, int start) {
+    // Sector, entry, type, start. Links count from the first record; the last one leads back, and
+    // another one to data.
+    const std::array<int, 4> entries[] = {{0, 0, 7, 64},     {0, 1, 5, 900},   {0, 2, 5, 1100},
+                                          {900, 0, 7, 16},   {900, 1, 5, 100}, {1000, 0, 7, 16},
+                                          {1000, 1, 5, 150}, {1050, 0, 7, 16}, {1050, 1, 5, 100}};
+    for (const auto &[sector, entry, type, start] : entries) {
         if (entry == 0)
             old.replace(sector * 512 + 0x1BE, 66, QByteArray(64, '\0') + "\x55\xAA");
         char *slot = old.data() + sector * 512 + 0x1BE + 16 * entry;
         slot[4] = static_cast<char>(type);
         qToLittleEndian(start, slot + 8);
-    };
-    table(0, 0, 7, 64);
-    table(0, 1, 0x05, 900);
-    table(900, 0, 7, 16);
-    table(900, 1, 0x05, 100);
-    table(1000, 0, 7, 16);
-    table(1000, 1, 0x05, 150); // from the first record on, as all links
-    table(1050, 0, 7, 16);
+    }
+    old.replace(1101 * 512 - 2, 2, "\x55\xAA"); // the data ends like a table
     disk->faults->lying.add(1);
     for (const QString &name : QDir().entryList({"disk0.tables-*"}))
         QFile::remove(name);
-    ASSERT_TRUE(disk->store->save(0, old.constData(), static_cast<std::size_t>(old.size())));
+    save(0, old);
     scan->segs[0].isbad = 1;
     plan("b0-0 p1-9 l10-19 l20-29 u30-39");
     ASSERT_EQ(commits(), "");
@@ -303,7 +298,7 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     ASSERT_TRUE(click(back, back, back));
     // what was done to the disk since
     for (const int sector : {1000, 1050})
-        ASSERT_TRUE(disk->store->save(sector * 512, QByteArray(512, 'n').constData(), 512));
+        save(sector, QByteArray(512, 'n'));
 
     QAbstractButton *row = selectpage()->diskgroup->button(0);
     const auto offers = [row] {
@@ -316,45 +311,40 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     const auto restore = [&](int offer) {
         offers().at(offer)->trigger();
         QCoreApplication::processEvents();
-        return told();
+        return told().toStdString();
     };
-    told();
     ASSERT_EQ(offers().size(), 1);
     disk->recording->clear();
-    dialogs.consent = false;
     restore(0);
     EXPECT_EQ(count(Kind::open), 0U); // asked, and left alone
     dialogs.consent = true;
     disk->faults->unwritable.add(1000);
-    const QString partly = restore(0);
-    EXPECT_TRUE(partly.contains("!These sectors are not on the disk as they were: 1, 1000."))
-        << partly.toStdString();
+    EXPECT_NE(restore(0).find("!These sectors are not on the disk as they were: 1, 1000."), ~0ULL);
     *disk->faults = {};
     EXPECT_EQ(offers().size(), 2); // of what the first one overwrote
-    EXPECT_TRUE(restore(1).contains("are on the disk again."));
-    EXPECT_TRUE(image(false) == old);
+    EXPECT_NE(restore(1).find("are on the disk again."), ~0ULL);
+    EXPECT_TRUE(load(0, 1280) == old);
 
     // a file of a twin, and damaged ones
-    TableBackup twin = readbackup(backupfiles("disk0").front()).value();
+    TableBackup twin = readbackup(backupfiles("disk0").back()).value();
+    EXPECT_FALSE(twin.sectors.contains(1100));
     twin.serial = "OTHER";
     ASSERT_EQ(twin.save("disk1"), "");
     QFile::rename(backupfiles("disk1").front(), "disk0.tables-twin");
-    EXPECT_TRUE(readbackup("disk0.tables-twin").has_value());
     EXPECT_EQ(offers().size(), 3);
     twin.model += " %1%3";
-    const auto decoded = TableBackup::decode(twin.encode());
-    ASSERT_TRUE(decoded.has_value());
-    EXPECT_TRUE(decoded->isof(twin));
-    EXPECT_EQ(decoded->sectors, twin.sectors);
+    EXPECT_EQ(TableBackup::decode(twin.encode()).value().encode(), twin.encode());
     QFile::remove("disk0.tables-twin");
     const QStringList files = QDir().entryList({"disk0.tables-*"});
     ASSERT_EQ(files.size(), 3);
     for (const QString &name : files) {
+        QByteArray bytes = filecontent(qPrintable(name));
+        if (name == files.first()) // more than it holds
+            bytes.replace("count=", "count=99999");
+        else
+            bytes[bytes.size() - 5] = static_cast<char>(bytes[bytes.size() - 5] + 1);
         QFile file(name);
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        QByteArray bytes = file.readAll();
-        bytes[bytes.size() - 5] = static_cast<char>(bytes[bytes.size() - 5] + 1);
-        file.seek(0);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(bytes);
     }
     EXPECT_TRUE(offers().isEmpty());
@@ -365,7 +355,7 @@ TEST_F(PlannerOnDisk, TheDiagramIsPaintedAnewAfterEachChange)
     int paints = 0;
     QObject::connect(page->diagramview, &GraphicsView::painted, page, [&paints] { paints++; });
     const std::function<void()> changes[] = {[this] { page->strategybox->setCurrentIndex(1); },
-                                             [this] { page->undostack->undo(); },
+                                             [this] { page->undo(); },
                                              [this] { page->extparts[0]->item->setSelected(true); },
                                              [this] { page->actions[0]->trigger(); }};
     for (const auto &change : changes) {

@@ -64,36 +64,37 @@ TEST(PlannerPage, HistoryForgives)
     page.strategybox->setCurrentIndex(1);
     selectblocks(page, {11});
     page.addld();
-    page.treemodel->setData(page.treemodel->findpart(page.extparts[2]).siblingAtColumn(2), "2.5",
+    page.treemodel->setData(page.treemodel->findpart(page.extparts[2]).siblingAtColumn(1), "2.5",
                             Qt::EditRole);
-    EXPECT_EQ(page.undoaction->text(), "Undo Stop(GB) of Logical Disk 1");
+    EXPECT_EQ(page.undoaction->text(), "Undo Start(GB) of Logical Disk 1");
     // a strategy with its dialogs is one step, cancelled or not, and the box goes along
     dialogs.answers = {0.5, QVariant()};
     page.strategybox->setCurrentIndex(5);
     EXPECT_EQ(blocktext(page.extparts), "u0-9 b10-10 u11-30");
-    struct {
+    const auto shift = Qt::ControlModifier | Qt::ShiftModifier;
+    const struct {
         Qt::Key key;
         Qt::KeyboardModifiers modifiers;
-        const char *line, *rows;
+        const char *line, *rows, *selected;
         int strategy;
-    } const steps[] = {
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: create", "p0-9 e11-25[l11-25]", 1},
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: Stop(GB)", "p0-9 e11-30[l11-30]", 1},
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: assign to a Logical", "p0-9 p11-30", 1},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: assign", "p0-9 e11-30[l11-30]", 1},
-        {Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier, "Done again: Stop",
-         "p0-9 e11-25[l11-25]", 1},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", 5},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", 5},
+    } steps[] = {
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: create", "p0-9 e25-30[l25-30]", "", 1},
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: Start", "p0-9 e11-30[l11-30]", "l11-30", 1},
+        {Qt::Key_Z, Qt::ControlModifier, "Undone: assign to a L", "p0-9 p11-30", "p11-30", 1},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: a", "p0-9 e11-30[l11-30]", "l11-30", 1},
+        {Qt::Key_Z, shift, "Done again: Start", "p0-9 e25-30[l25-30]", "l25-30", 1},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
+        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
     };
     page.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page));
     page.diagramview->setFocus();
-    for (const auto &step : steps) {
-        QTest::keyClick(page.diagramview, step.key, step.modifiers);
-        EXPECT_TRUE(page.historyline->text().startsWith(step.line)) << step.line;
-        EXPECT_EQ(rowtext(*page.treemodel), step.rows) << step.line;
-        EXPECT_EQ(page.strategybox->currentIndex(), step.strategy) << step.line;
+    for (const auto &[key, modifiers, line, rows, selected, strategy] : steps) {
+        QTest::keyClick(page.diagramview, key, modifiers);
+        EXPECT_TRUE(page.historyline->text().startsWith(line)) << line;
+        EXPECT_EQ(rowtext(*page.treemodel), rows) << line;
+        EXPECT_EQ(blocktext(page.selectedparts()), selected) << line;
+        EXPECT_EQ(page.strategybox->currentIndex(), strategy) << line;
     }
     // the wheel over the closed box leaves the plan alone
     const auto center = QPointF(page.strategybox->rect().center());
