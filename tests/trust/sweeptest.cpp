@@ -39,10 +39,7 @@ public:
         bench.open(-1);
         reachedend = scan() && commit() && reuse(true) && commit() && reuse(false) && commit();
         bench.wizard.reset();
-        for (const Operation &one : disk->recording->operations) {
-            if (one.kind == Operation::Kind::write)
-                writes.insert(one.offset / 512);
-        }
+        writes = touched(Operation::Kind::write);
         EXPECT_EQ(disk->recording->count(Operation::Kind::open),
                   disk->recording->count(Operation::Kind::close));
     }
@@ -55,6 +52,17 @@ public:
     int lost = 0; ///< lines about sectors that did not reach the disk
 
 private:
+    // The sectors that operations of this kind have moved.
+    std::set<std::uint64_t> touched(Operation::Kind kind) const
+    {
+        std::set<std::uint64_t> sectors;
+        for (const Operation &one : disk->recording->operations) {
+            for (std::uint64_t i = 0; one.kind == kind && i < one.moved / 512; i++)
+                sectors.insert(one.offset / 512 + i);
+        }
+        return sectors;
+    }
+
     bool scan()
     {
         QAbstractButton *row = bench.selectpage()->diskgroup->button(0);
@@ -65,7 +73,7 @@ private:
             return false;
         const QByteArray saved = filecontent("disk0");
         EXPECT_EQ(saved.size(), 56 + 24 * static_cast<int>(cylinders));
-        EXPECT_EQ(saved.size() > 192 ? saved[56 + 24 * 5 + 16] : 0, 1);
+        EXPECT_EQ(saved.mid(56 + 24 * 5 + 16, 1), QByteArray("\1"));
         return true;
     }
 
@@ -86,11 +94,7 @@ private:
     {
         if (bench.current() != bench.wizard->partitionpageid)
             return false;
-        std::set<std::uint64_t> good;
-        for (const Operation &one : disk->recording->operations) {
-            for (std::uint64_t i = 0; one.kind == Operation::Kind::read && i < one.moved / 512; i++)
-                good.insert(one.offset / 512 + i);
-        }
+        const std::set<std::uint64_t> good = touched(Operation::Kind::read);
         for (const SEG &seg : bench.planner()->segs) {
             for (std::uint64_t i = seg.firstsector(cylinder);
                  seg.isbad == 0 && i <= seg.lastsector(cylinder); i++)
@@ -128,8 +132,9 @@ private:
                         static_cast<std::uint32_t>(getlittle(table + 0x1B8, 4)), {segs, count});
         // read behind the session's back
         platform::Recording &recording = *disk->recording;
-        const platform::Recording kept = std::exchange(recording, {});
+        const platform::Recording kept = recording;
         const auto vanishes = std::exchange(disk->faults->vanishafter, std::nullopt);
+        recording.disturbance = Disturbance::none;
         for (const SectorImage &image : tables.readback(DiskHandle(disk->path.c_str()).get()))
             EXPECT_TRUE(report.contains(QString("sector %1 is not on the disk").arg(image.sector)));
         recording = kept;
@@ -149,19 +154,16 @@ TEST(Sweep, NoFailureIsTakenForSuccess)
     const bool all = qEnvironmentVariableIsSet("QUARN_SWEEP");
     const std::vector<Operation> &operations = whole.disk->recording->operations;
     int runs = 0, told = 0;
-    const std::pair<Disturbance, bool> ways[] = {
-        {Disturbance::fail, false}, {Disturbance::cut, false}, {Disturbance::none, true}};
-    for (const auto &[how, gone] : ways) {
+    for (const Disturbance how : {Disturbance::fail, Disturbance::cut, Disturbance::none}) {
         for (std::size_t i = 0; i < operations.size(); i++) {
-            const bool disturbs = how == Disturbance::fail
-                                      ? operations[i].kind >= Operation::Kind::read
-                                  : how == Disturbance::cut ? operations[i].bytes > 0
-                                                            : true;
+            const bool disturbs =
+                how == Disturbance::none || operations[i].bytes > 0 ||
+                (how == Disturbance::fail && operations[i].kind == Operation::Kind::request);
             if (!disturbs || (!all && (i + static_cast<unsigned>(how)) % 11 != 0))
                 continue;
             SCOPED_TRACE("disturbance " + std::to_string(static_cast<int>(how)) + " of operation " +
                          std::to_string(i));
-            const Session session(how, i, gone);
+            const Session session(how, i, how == Disturbance::none);
             for (const std::uint64_t sector : session.writes) {
                 EXPECT_TRUE(whole.writes.contains(sector) || session.planned.contains(sector))
                     << "sector " << sector << " was written";
@@ -170,8 +172,7 @@ TEST(Sweep, NoFailureIsTakenForSuccess)
             told += session.lost > 0 ? 1 : 0;
         }
     }
-    std::printf("%zu operations, %d sessions, %d with lines about lost sectors\n",
-                operations.size(), runs, told);
+    std::printf("%d sessions, %d with lines about lost sectors\n", runs, told);
     EXPECT_GT(told, 0);
 }
 
