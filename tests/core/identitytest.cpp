@@ -70,8 +70,7 @@ TEST_F(Identity, OnlyTheChosenDiskIsOpened)
                 {"||i1", "||i1", 1 << 20, 512, ""},
                 {"||", "||", 1 << 20, 512, ""}, // a system that tells nothing
                 {"S1||i1", "||i1", 1 << 20, 512, ""},
-                {"S1|w1|i1", "S2|w1|i2", 1 << 20, 512,
-                 "serial number is S2, that of the chosen disk is S1"},
+                {"S1|w1|i1", "S2|w1|i2", 1 << 20, 512, "number is S2, that"},
                 {"S1|w1|i1", "S1|w2|i1", 1 << 20, 512, "world wide name is w2"},
                 {"S1|w1|i1", "S1|w1|i1", 2 << 20, 512, "length in bytes is 2097152"},
                 {"S1|w1|i1", "S1|w1|i1", 1 << 20, 4096, "sector length in bytes is 4096"},

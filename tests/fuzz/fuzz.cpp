@@ -33,17 +33,12 @@ void scanfile(Bytes data)
     if (file.state == ScanFileState::damaged)
         return;
     const auto records = static_cast<std::size_t>(file.records);
-    require(canplan(file.geometry));
-    require(!file.segs.empty() && file.segs.size() <= maxsegments);
-    require(records <= file.segs.size() && file.wholebytes == geomsize + records * segsize);
-    require((file.state == ScanFileState::complete) == (records == file.segs.size()));
-    require(file.wholebytes <= data.size());
+    require(file.wholebytes == geomsize + records * segsize && file.wholebytes <= data.size());
     std::uint64_t next = 0;
     for (const SEG &seg : file.segs) {
-        require(seg.start == next && seg.stop >= seg.start && seg.stop < file.geometry.cylinders);
+        require(seg.start == std::exchange(next, seg.stop + 1) && seg.stop >= seg.start);
         require(seg.lastsector(file.geometry.sectorspercyl) <
                 file.geometry.totalbytes / file.geometry.bytespersector);
-        next = seg.stop + 1;
     }
     std::vector<std::uint8_t> whole(data.begin(), data.begin() + file.wholebytes);
     for (std::size_t i = records; i < file.segs.size(); ++i) {
@@ -54,25 +49,17 @@ void scanfile(Bytes data)
     require(again.state == ScanFileState::complete && again.segs == file.segs);
 }
 
-// The first two bytes are the number of segments, the rest is the content of sector 1. A record
-// that is accepted encodes as the same bytes; bits behind the last segment are ignored.
+// The first two bytes are the number of segments, the rest is the content of sector 1. What a
+// record says encodes as a record that says the same.
 void scanrecord(Bytes data)
 {
-    if (data.size() < 2)
+    const int count = data.size() < 2 ? 0 : (data[0] | data[1] << 8) % 512;
+    if (count == 0 || !isscanrecord(data.subspan(2), count))
         return;
-    const int count = (data[0] | data[1] << 8) % 512;
-    std::vector<std::uint8_t> sector(data.begin() + 2, data.end());
-    if (!isscanrecord(sector, count))
-        return;
-    std::vector<SEG> segs(static_cast<std::size_t>(count), SEG{3, 5, 7});
-    decodescanrecord(sector, segs.data(), count);
-    for (const SEG &seg : segs)
-        require(seg.start == 3 && seg.stop == 5 && (seg.isbad == 0 || seg.isbad == 1));
-    sector.resize(12 + static_cast<std::size_t>(count + 7) / 8);
-    if (count % 8 != 0)
-        sector.back() &= static_cast<std::uint8_t>(0xFF << (8 - count % 8));
-    const auto image = encodescanrecord(segs.data(), count, 512);
-    require(std::equal(sector.begin(), sector.end(), image.begin()));
+    std::vector<SEG> segs(static_cast<std::size_t>(count)), again = segs;
+    decodescanrecord(data.subspan(2), segs.data(), count);
+    decodescanrecord(encodescanrecord(segs.data(), count, 512), again.data(), count);
+    require(segs == again);
 }
 
 // The model in arbitrary identity words has no blank, fits its field, and is a plain file name.
@@ -85,7 +72,6 @@ void identity(Bytes data)
     require(model.size() <= 40 && model.find(' ') == std::string::npos);
     require(!name.empty() && name.size() <= 81 && name != ".." && name != ".");
     require(name.find_first_of("/\\:") == std::string::npos);
-    require(std::strlen(getstring(words, 0, 255)) <= 256);
 }
 
 // The model in an arbitrary device path is terminated and has no '&' or '#', and nothing behind the
@@ -95,10 +81,9 @@ void path(Bytes data)
     const std::string text(data.begin(), data.end());
     char model[sizeof(DISKINFO::model)];
     std::memset(model, '#', sizeof model);
-    const int result = getusbsnmodel(text.c_str(), model);
+    getusbsnmodel(text.c_str(), model);
     require(std::memchr(model, '\0', sizeof model) != nullptr);
     require(std::strpbrk(model, "&#") == nullptr);
-    require(result == 0 || model[0] == '\0');
     require(scanfilename(model).find('/') == std::string::npos);
 }
 
@@ -106,21 +91,21 @@ void path(Bytes data)
 // disk.
 void answers(Bytes data)
 {
-    if (data.size() < 41)
-        return;
-    const auto word = [&](std::size_t at) {
-        return static_cast<std::uint32_t>(getlittle(&data[at], 4));
+    std::uint8_t bytes[41] = {};
+    std::memcpy(bytes, data.data(), std::min(data.size(), sizeof bytes));
+    const auto word = [&bytes](std::size_t at) {
+        return static_cast<std::uint32_t>(getlittle(&bytes[at], 4));
     };
     platform::SimulatedBackend backend;
-    auto disk = platform::simulateddisk("a#b&c#d#e", 1 << 20);
-    disk->geometry = {getlittle(data.data(), 8), word(8), word(12), word(16)};
-    disk->partitionlength = getlittle(&data[20], 8);
-    disk->filesize = getlittle(&data[28], 8);
-    disk->sectorsize = word(36);
-    if (data[40] & 1)
+    const auto disk = platform::simulateddisk("a#b&c#d#e", 1 << 20);
+    disk->geometry = {getlittle(bytes, 8), word(8), word(12), word(16)};
+    disk->partitionlength = getlittle(&bytes[20], 8);
+    if ((bytes[40] & 1) != 0)
         disk->geometry.reset();
-    if (data[40] & 2)
+    if ((bytes[40] & 2) != 0)
         disk->partitionlength.reset();
+    disk->filesize = getlittle(&bytes[28], 8);
+    disk->sectorsize = word(36);
     backend.disks = {disk};
     platform::setbackend(&backend);
     std::vector<DISKINFO> list;
