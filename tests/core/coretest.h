@@ -50,6 +50,13 @@ protected:
         return disk;
     }
 
+    static std::vector<DISKINFO> list()
+    {
+        std::vector<DISKINFO> disks;
+        getallhdinfo(disks);
+        return disks;
+    }
+
     void *opened(const std::string &path) { return handles.emplace_back(path.c_str()).get(); }
 
     /// Sets the global geometry to one of whole cylinders.

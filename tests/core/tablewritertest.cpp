@@ -82,22 +82,20 @@ TEST_F(TableWriter, SectorsFollowTheFormat)
 TEST_F(TableWriter, PositionsThatTheShortFormCannotTellAreClamped)
 {
     use(512, 100, 300, 600);
-    const struct {
-        std::uint64_t sector;
-        Bytes bytes;
-    } rows[] = {{30000, {0, 1, 1}},            // head 0, sector 1, cylinder 1
-                {30062, {0, 63, 1}},           // the last sector that can be told
-                {30063, {255, 0xFF, 0xFF}},    // the next one
-                {25500, {255, 1, 0}},          // head 255
-                {25600, {255, 0xFF, 0xFF}},    // head 256
-                {15'390'000, {0, 0x81, 1}},    // cylinder 513: its upper bits are with the sector
-                {30'690'000, {0, 0xC1, 0xFF}}, // cylinder 1023
-                {30'720'000, {255, 0xFF, 0xFF}}}; // cylinder 1024
-    for (const auto &row : rows) {
+    const std::pair<std::uint64_t, Bytes> rows[] = {
+        {30000, {0, 1, 1}},               // head 0, sector 1, cylinder 1
+        {30062, {0, 63, 1}},              // the last sector that can be told
+        {30063, {255, 0xFF, 0xFF}},       // the next one
+        {25500, {255, 1, 0}},             // head 255
+        {25600, {255, 0xFF, 0xFF}},       // head 256
+        {15'390'000, {0, 0x81, 1}},       // cylinder 513: its upper bits are with the sector
+        {30'690'000, {0, 0xC1, 0xFF}},    // cylinder 1023
+        {30'720'000, {255, 0xFF, 0xFF}}}; // cylinder 1024
+    for (const auto &[sector, bytes] : rows) {
         Bytes image(512);
         PARTSLOT slot = getpartslot(reinterpret_cast<char *>(image.data()), 0);
-        writestophsctopartslot(&slot, row.sector);
-        EXPECT_EQ(Bytes(image.begin() + 0x1C3, image.begin() + 0x1C6), row.bytes) << row.sector;
+        writestophsctopartslot(&slot, sector);
+        EXPECT_EQ(Bytes(image.begin() + 0x1C3, image.begin() + 0x1C6), bytes) << sector;
     }
 }
 

@@ -72,20 +72,17 @@ TEST(PlannerPage, HistoryForgives)
     page.strategybox->setCurrentIndex(5);
     EXPECT_EQ(blocktext(page.extparts), "u0-9 b10-10 u11-30");
     const auto shift = Qt::ControlModifier | Qt::ShiftModifier;
-    const struct {
-        Qt::Key key;
-        Qt::KeyboardModifiers modifiers;
-        const char *line, *rows, *selected;
-        int strategy;
-    } steps[] = {
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: create", "p0-9 e25-30[l25-30]", "", 1},
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: Start", "p0-9 e11-30[l11-30]", "l11-30", 1},
-        {Qt::Key_Z, Qt::ControlModifier, "Undone: assign to a L", "p0-9 p11-30", "p11-30", 1},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: a", "p0-9 e11-30[l11-30]", "l11-30", 1},
-        {Qt::Key_Z, shift, "Done again: Start", "p0-9 e25-30[l25-30]", "l25-30", 1},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
-        {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
-    };
+    // what is pressed; the line, the rows, the selection and the strategy then
+    const std::tuple<Qt::Key, Qt::KeyboardModifiers, const char *, const char *, const char *, int>
+        steps[] = {
+            {Qt::Key_Z, Qt::ControlModifier, "Undone: create", "p0-9 e25-30[l25-30]", "", 1},
+            {Qt::Key_Z, Qt::ControlModifier, "Undone: Start", "p0-9 e11-30[l11-30]", "l11-30", 1},
+            {Qt::Key_Z, Qt::ControlModifier, "Undone: assign to a L", "p0-9 p11-30", "p11-30", 1},
+            {Qt::Key_Y, Qt::ControlModifier, "Done again: a", "p0-9 e11-30[l11-30]", "l11-30", 1},
+            {Qt::Key_Z, shift, "Done again: Start", "p0-9 e25-30[l25-30]", "l25-30", 1},
+            {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
+            {Qt::Key_Y, Qt::ControlModifier, "Done again: create", "", "", 5},
+        };
     page.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page));
     page.diagramview->setFocus();
@@ -115,7 +112,6 @@ TEST(PlannerPage, KeyboardAndNames)
         {page.downbutton, "Move partition down"}, {page.deletebutton, "Delete partition"}};
     for (const auto &[widget, name] : order) {
         EXPECT_EQ(page.focusWidget(), widget);
-        // What a screen reader has to say of it: its own name and those of its labels.
         // What a screen reader has to say of it: its own name and those of its labels.
         QAccessibleInterface *control = QAccessible::queryAccessibleInterface(widget);
         QStringList spoken{control->text(QAccessible::Name)};

@@ -149,9 +149,10 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         const std::array<std::uint64_t, 2> own = {firstgoodsector, secondgoodsector};
         Reader reader{*disk.store, sectorbytes};
         for (const std::uint64_t at : {std::uint64_t{1}, end}) {
+            if (disk.faults->unreadable.contains(at))
+                continue;
             const std::vector<std::uint8_t> now = reader.load(at);
-            EXPECT_TRUE(disk.faults->unreadable.contains(at) ||
-                        (guid ? decodegptheader(now).has_value() : !hasgptmark(now)));
+            EXPECT_TRUE(guid ? decodegptheader(now).has_value() : !hasgptmark(now)) << at;
         }
         if (!guid)
             keepofftracks(parts, own, 63);
@@ -196,7 +197,7 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         }
         EXPECT_EQ(result.report.contains("bad sectors stand next to these of it"),
                   std::ranges::any_of(records, lostunit));
-        EXPECT_TRUE(guid || result.report.count('\n') < 2);
+        EXPECT_LT(guid ? 0 : result.report.count('\n'), 2);
         std::sort(taken.begin(), taken.end());
         for (std::size_t k = 1; k < taken.size(); k++)
             EXPECT_LT(taken[k - 1].second, taken[k].first);
