@@ -28,6 +28,7 @@
 #include "tests/support/wizardbench.h"
 #include "views/surfacemap.h"
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
