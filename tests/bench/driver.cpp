@@ -32,6 +32,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <iostream>
 
 namespace
 {
@@ -54,9 +55,8 @@ void printplan(const DiskPartition &page)
         // the first track holds the boot record of a logical disk, or the master boot sector
         const bool behind = part.kind == 'l' || part.start == 0;
         const std::uint64_t start = part.start + (behind ? g.sectorspertrack : 0);
-        std::printf("part: %c %llu %llu\n", part.kind,
-                    static_cast<unsigned long long>(start * units),
-                    static_cast<unsigned long long>((part.stop - start + 1) * units));
+        std::cout << "part: " << part.kind << " " << start * units << " "
+                  << (part.stop - start + 1) * units << "\n";
     }
 }
 
@@ -83,8 +83,7 @@ int walk(WizardBench &bench, const QStringList &arguments)
         return 1;
     for (const SEG &seg : bench.scanpage()->intsegs) {
         if (seg.isbad != 0)
-            std::printf("bad: cylinders %llu to %llu\n", static_cast<unsigned long long>(seg.start),
-                        static_cast<unsigned long long>(seg.stop));
+            std::cout << "bad: cylinders " << seg.start << " to " << seg.stop << "\n";
     }
     if (arguments.size() > 2)
         std::printf("command: status %d\n", std::system(qPrintable(arguments[2])));

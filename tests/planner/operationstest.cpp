@@ -116,6 +116,8 @@ static void perform(DiskPartition &page, const QString &text)
         page.onstrategychanged(argument.toInt());
     else if (name == "default")
         page.defaultpartition();
+    else if (name == "resize")
+        page.resizepartdiagram();
     else if (row.isValid())
         page.treemodel->setData(row.siblingAtColumn(static_cast<int>(columns.indexOf(name))),
                                 argument, Qt::EditRole);
@@ -222,9 +224,9 @@ static void walk(const QString &plan, unsigned seed, int steps)
         return std::array{part.start, part.stop, part.size};
     };
     static const QStringList operations = {
-        "addpp", "addld",   "addpp",   "addld", "delpart", "split",  "split3",  "split4",
-        "split", "splitn",  "sysdata", "up",    "down",    "delete", "combine", "combine",
-        "type ", "active ", "start ",  "stop ", "start ",  "stop ",  "start ",  "stop "};
+        "addpp",   "addld", "addpp",   "addld",   "delpart", "split",  "split3", "split4",
+        "resize",  "split", "splitn",  "sysdata", "up",      "down",   "delete", "combine",
+        "combine", "type ", "active ", "start ",  "stop ",   "start ", "stop "};
     static const QStringList junk = {"", "-1", "nan", "inf", "1e30", "x"};
     makeplan(page, plan);
     page.undostack->clear();
