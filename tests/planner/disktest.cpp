@@ -99,10 +99,11 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     const std::string found = "u0-9 b10-11 u12-13 b14-16 u17-17 b18-19 u20-39";
     EXPECT_EQ(blocktext(page->extparts), found);
     EXPECT_EQ(planfaults(*page), "");
-    // undone, the plan is as it was, and what was found stays known
+    // undone, the plan is as it was, what was found stays known, and Next asks
     page->undo();
     EXPECT_EQ(blocktext(page->extparts), blocks);
     EXPECT_EQ(page->segs, scan->intsegs);
+    refused("They lie in: Primary Partition, 0.0");
     page->redo();
     EXPECT_EQ(blocktext(page->extparts), found);
 

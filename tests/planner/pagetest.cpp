@@ -3,8 +3,6 @@
 #include "tests/support/dialogs.h"
 #include "tests/support/planchecker.h"
 
-#include <QAccessible>
-
 static const char *const plan = "p0-9 u10-19 p20-29 l30-39 b40-41 l42-49";
 
 TEST(PlannerPage, SelectionGoesBothWays)
@@ -98,33 +96,6 @@ TEST(PlannerPage, HistoryForgives)
     EXPECT_EQ(page.strategybox->currentIndex(), 5);
 }
 
-TEST(PlannerPage, KeyboardAndNames)
-{
-    DiskPartition page;
-    page.show();
-    page.strategybox->setFocus();
-    const std::pair<QWidget *, const char *> order[] = {
-        {page.strategybox, "Partition strategy"}, {page.diagramview, "Disk diagram"},
-        {page.treeview, "Partition list"},        {page.upbutton, "Move partition up"},
-        {page.downbutton, "Move partition down"}, {page.deletebutton, "Delete partition"}};
-    for (const auto &[widget, name] : order) {
-        EXPECT_EQ(page.focusWidget(), widget);
-        // What a screen reader has to say of it: its own name and those of its labels.
-        QAccessibleInterface *control = QAccessible::queryAccessibleInterface(widget);
-        QStringList spoken{control->text(QAccessible::Name)};
-        for (const auto &relation : control->relations(QAccessible::Label))
-            spoken.append(relation.first->text(QAccessible::Name));
-        EXPECT_TRUE(spoken.contains(name)) << name;
-        QTest::keyClick(page.focusWidget(), Qt::Key_Tab);
-    }
-    // the arrow keys reach every cell, so that F2 can edit it
-    makeplan(page, plan);
-    page.treeview->setFocus();
-    page.treeview->setCurrentIndex(page.treemodel->index(0, 0));
-    QTest::keyClick(page.treeview, Qt::Key_Right);
-    EXPECT_EQ(page.treeview->currentIndex(), page.treemodel->index(0, 1));
-}
-
 TEST(PlannerPage, NoteFollowsThePlan)
 {
     DiskPartition page;
@@ -152,6 +123,8 @@ TEST(PlannerPage, NoteFollowsThePlan)
         page.splitpart(parts);
         EXPECT_EQ(remarks(), warning);
     }
+    EXPECT_EQ(plansummary({}, {{0, 9, 1}}, 4, g),
+              "0 partitions on 0.0 of 1.0 GB; 0.4 GB lost to damage, 0.6 GB to margins.");
     g.totalsectors = maxmbrsectors + 1;
     EXPECT_TRUE(plansummary(std::vector<EXTPART>(128), {}, 0, g).endsWith("margins."));
     EXPECT_TRUE(plansummary(std::vector<EXTPART>(129), {}, 0, g).endsWith("has no room for them."));
