@@ -33,6 +33,7 @@ void scanfile(Bytes data)
     const ScanFile file = parsescanfile(data);
     if (file.state == ScanFileState::damaged)
         return;
+    require(canplan(file.geometry) && file.segs.size() <= maxsegments);
     const auto records = static_cast<std::size_t>(file.records);
     require(file.wholebytes == geomsize + records * segsize && file.wholebytes <= data.size());
     std::uint64_t next = 0;
@@ -73,6 +74,7 @@ void identity(Bytes data)
     require(model.size() <= 40 && model.find(' ') == std::string::npos);
     require(!name.empty() && name.size() <= 81 && name != ".." && name != ".");
     require(name.find_first_of("/\\:") == std::string::npos);
+    require(std::strlen(getstring(words, 0, 255)) <= 256);
 }
 
 // The model in an arbitrary device path is terminated and has no '&' or '#', and nothing behind the

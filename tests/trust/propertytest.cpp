@@ -63,11 +63,8 @@ struct Reader {
 // QUARN_CASES random disks (200), from QUARN_SEED.
 TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
 {
-    const auto setting = [](const char *name, int otherwise) {
-        return qEnvironmentVariableIsSet(name) ? qEnvironmentVariableIntValue(name) : otherwise;
-    };
-    const int cases = setting("QUARN_CASES", 200);
-    std::mt19937_64 random(static_cast<unsigned>(setting("QUARN_SEED", 1)));
+    const int cases = qEnvironmentVariable("QUARN_CASES", "200").toInt();
+    std::mt19937_64 random(qEnvironmentVariable("QUARN_SEED", "1").toUInt());
     const auto upto = [&random](std::uint64_t most) {
         return std::uniform_int_distribution<std::uint64_t>(0, most)(random);
     };

@@ -161,8 +161,7 @@ TEST(Sweep, NoFailureIsTakenForSuccess)
                 (how == Disturbance::fail && operations[i].kind == Operation::Kind::request);
             if (!disturbs || (!all && (i + static_cast<unsigned>(how)) % 11 != 0))
                 continue;
-            SCOPED_TRACE("disturbance " + std::to_string(static_cast<int>(how)) + " of operation " +
-                         std::to_string(i));
+            SCOPED_TRACE(testing::Message() << "disturbance " << int(how) << " of operation " << i);
             const Session session(how, i, how == Disturbance::none);
             std::set<std::uint64_t> asked = session.planned;
             asked.insert(whole.writes.begin(), whole.writes.end());
