@@ -22,11 +22,13 @@
 namespace
 {
 
-/// One line of the description: its words, and what became of the volume since.
+/// One line of the description, a disk or a volume: its words, and what became of it since.
 struct Item {
     std::map<std::string, std::string> words;
-    bool locked = false;
+    HANDLE locker = nullptr;
     bool dismounted = false;
+    unsigned reads = 0;
+    std::uint64_t readbytes = 0;
 
     [[nodiscard]] bool has(const char *name) const { return words.contains(name); }
     std::string operator[](const char *name) const { return has(name) ? words.at(name) : ""; }
@@ -37,20 +39,11 @@ struct Item {
     }
 };
 
-/// What the program opened: a disk or a volume.
-struct Opened {
-    Item *disk = nullptr;
-    Item *volume = nullptr;
-    unsigned reads = 0;
-    std::uint64_t readbytes = 0;
-    bool locks = false;
-};
-
 /// Fixed while a program runs.
 std::vector<Item> disks, volumes;
 
 std::mutex guard; ///< of those that follow
-std::map<HANDLE, Opened> handles;
+std::map<HANDLE, Item *> handles;
 std::string log;
 
 void note(const std::string &line)
@@ -62,11 +55,11 @@ void note(const std::string &line)
 }
 
 /// What stands behind a handle; null if it is one of the system's own.
-Opened *opened(HANDLE handle)
+Item *opened(HANDLE handle)
 {
     const std::lock_guard hold(guard);
     const auto found = handles.find(handle);
-    return found != handles.end() ? &found->second : nullptr;
+    return found != handles.end() ? found->second : nullptr;
 }
 
 /// Ends a call with this error, or well.
@@ -90,20 +83,26 @@ template <class Record> std::string bytesof(const Record &record)
     return {reinterpret_cast<const char *>(&record), sizeof record};
 }
 
-/// A volume by one of its names, with a final backslash or without: its own, a drive letter, or the
-/// kernel's name of the device.
-Item *volumeof(std::string path)
+/// A disk by its path or number, or a volume by one of its names, with a final backslash or
+/// without: its own, a drive letter, or the kernel's name of the device.
+Item *itemof(std::string path)
 {
     if (path.ends_with('\\'))
         path.pop_back();
-    const auto named = [&path](const Item &volume) {
+    for (Item &disk : disks) {
+        for (const std::string &name : {disk["path"], "\\\\.\\PhysicalDrive" + disk["number"]}) {
+            if (::_stricmp(path.c_str(), name.c_str()) == 0)
+                return &disk;
+        }
+    }
+    for (Item &volume : volumes) {
         const std::string mounts = "," + volume["mounts"] + ",";
-        return path == volume["name"] || path == "\\\\?\\GLOBALROOT" + volume["device"] ||
-               (path.starts_with("\\\\.\\") &&
-                mounts.find("," + path.substr(4) + "\\,") != std::string::npos);
-    };
-    const auto found = std::ranges::find_if(volumes, named);
-    return found != volumes.end() ? &*found : nullptr;
+        if (path == volume["name"] || path == "\\\\?\\GLOBALROOT" + volume["device"] ||
+            (path.starts_with("\\\\.\\") &&
+             mounts.find("," + path.substr(4) + "\\,") != std::string::npos))
+            return &volume;
+    }
+    return nullptr;
 }
 
 template <class Function> void *address(Function *function)
@@ -122,32 +121,29 @@ template <class Function> Function *real(Function *replacement)
 HANDLE WINAPI createfile(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                          DWORD disposition, DWORD flags, HANDLE pattern)
 {
-    Opened item;
-    for (Item &disk : disks) {
-        if (::_stricmp(path, disk["path"].c_str()) == 0 ||
-            ::_stricmp(path, ("\\\\.\\PhysicalDrive" + disk["number"]).c_str()) == 0)
-            item.disk = &disk;
-    }
-    item.volume = item.disk ? nullptr : volumeof(path);
-    const std::string file = item.disk ? (*item.disk)["file"] : item.volume ? "NUL" : path;
+    Item *const item = itemof(path);
+    const std::string file = !item ? path : item->has("file") ? (*item)["file"] : "NUL";
     const HANDLE handle =
         real(createfile)(file.c_str(), access, share, security, disposition, flags, pattern);
     const std::lock_guard hold(guard);
-    if (handle != INVALID_HANDLE_VALUE && (item.disk || item.volume))
+    if (handle != INVALID_HANDLE_VALUE && item)
         handles[handle] = item;
     return handle;
 }
 
 BOOL WINAPI closehandle(HANDLE handle)
 {
-    if (const Opened *item = opened(handle)) {
+    if (Item *item = opened(handle)) {
         // closing the handle unlocks the volume, and the next access mounts it again
         // (FSCTL_LOCK_VOLUME, FSCTL_DISMOUNT_VOLUME)
-        if (item->locks)
-            item->volume->locked = item->volume->dismounted = false;
-        if (item->disk && item->reads > 0)
-            note("closed " + (*item->disk)["number"] + ": " + std::to_string(item->reads) +
-                 " reads, " + std::to_string(item->readbytes) + " bytes");
+        if (item->locker == handle)
+            item->locker = nullptr;
+        item->dismounted = item->dismounted && item->locker;
+        if (item->reads > 0)
+            note("closed " + (*item)["number"] + ": " + std::to_string(item->reads) + " reads, " +
+                 std::to_string(item->readbytes) + " bytes");
+        item->reads = 0;
+        item->readbytes = 0;
         const std::lock_guard hold(guard);
         handles.erase(handle);
     }
@@ -156,7 +152,7 @@ BOOL WINAPI closehandle(HANDLE handle)
 
 BOOL WINAPI readfile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD moved, LPOVERLAPPED place)
 {
-    if (Opened *item = opened(handle)) {
+    if (Item *item = opened(handle)) {
         ++item->reads;
         item->readbytes += bytes;
     }
@@ -167,14 +163,14 @@ BOOL WINAPI readfile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD moved, L
 // unless the volume is locked or dismounted (WriteFile, remarks on direct writes to disks).
 BOOL WINAPI writefile(HANDLE handle, LPCVOID buffer, DWORD bytes, LPDWORD moved, LPOVERLAPPED place)
 {
-    const Opened *item = opened(handle);
+    const Item *item = opened(handle);
     const LONGLONG from = place ? LONGLONG{place->OffsetHigh} << 32 | place->Offset : 0;
     const auto refuses = [&](const Item &volume) {
         const LONGLONG start = volume.number("offset");
-        return volume["disk"] == (*item->disk)["number"] && !volume.locked && !volume.dismounted &&
+        return volume["disk"] == (*item)["number"] && !volume.locker && !volume.dismounted &&
                from < start + volume.number("length") && from + bytes > start;
     };
-    if (item && item->disk && std::ranges::any_of(volumes, refuses)) {
+    if (item && std::ranges::any_of(volumes, refuses)) {
         note("refused " + std::to_string(from) + " " + std::to_string(bytes));
         *moved = 0;
         return ends(ERROR_ACCESS_DENIED);
@@ -189,9 +185,8 @@ BOOL WINAPI fileinformation(HANDLE handle, LPBY_HANDLE_FILE_INFORMATION info)
 }
 
 /// Makes a request to a volume. Returns the error.
-DWORD volumecontrol(Opened &item, DWORD code, std::string &out)
+DWORD volumecontrol(HANDLE handle, Item &volume, DWORD code, std::string &out)
 {
-    Item &volume = *item.volume;
     const std::string name = volume[volume.has("mounts") ? "mounts" : "name"];
     switch (code) {
     case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS: {
@@ -205,9 +200,9 @@ DWORD volumecontrol(Opened &item, DWORD code, std::string &out)
     }
     case FSCTL_LOCK_VOLUME:
         // fails with open files, on the system's volume and on one with a page file
-        if (volume.locked || volume.has("open") || volume.has("system") || volume.has("pagefile"))
+        if (volume.locker || volume.has("open") || volume.has("system") || volume.has("pagefile"))
             return ERROR_ACCESS_DENIED;
-        volume.locked = item.locks = true;
+        volume.locker = handle;
         note("lock " + name);
         return ERROR_SUCCESS;
     case FSCTL_DISMOUNT_VOLUME:
@@ -313,18 +308,18 @@ std::string diskanswer(const Item &disk, DWORD code)
 BOOL WINAPI deviceiocontrol(HANDLE handle, DWORD code, LPVOID in, DWORD insize, LPVOID out,
                             DWORD room, LPDWORD returned, LPOVERLAPPED place)
 {
-    Opened *item = opened(handle);
+    Item *item = opened(handle);
     if (!item)
         return real(deviceiocontrol)(handle, code, in, insize, out, room, returned, place);
     *returned = 0;
     std::string answer;
     DWORD error = ERROR_SUCCESS;
-    if (item->volume) {
-        error = volumecontrol(*item, code, answer);
+    if (item->has("name")) {
+        error = volumecontrol(handle, *item, code, answer);
     } else if (code == IOCTL_DISK_UPDATE_PROPERTIES) {
-        note("update " + (*item->disk)["number"]);
+        note("update " + (*item)["number"]);
     } else {
-        answer = diskanswer(*item->disk, code);
+        answer = diskanswer(*item, code);
         error = answer.empty() ? ERROR_INVALID_FUNCTION : ERROR_SUCCESS;
     }
     // of texts the caller gets what fits
@@ -355,7 +350,7 @@ HANDLE WINAPI findfirstvolume(LPSTR name, DWORD room)
 
 BOOL WINAPI volumepaths(LPCSTR name, LPSTR out, DWORD room, PDWORD returned)
 {
-    const Item *volume = volumeof(name);
+    const Item *volume = itemof(name);
     if (volume == nullptr)
         return ends(ERROR_FILE_NOT_FOUND);
     std::string text = (*volume)["mounts"] + ',';
@@ -422,7 +417,7 @@ BOOL WINAPI deviceproperty(HDEVINFO, PSP_DEVINFO_DATA device, const DEVPROPKEY *
 BOOL WINAPI volumeinformation(LPCSTR root, LPSTR label, DWORD room, LPDWORD, LPDWORD, LPDWORD,
                               LPSTR filesystem, DWORD)
 {
-    const Item *volume = volumeof(root);
+    const Item *volume = itemof(root);
     if (volume == nullptr || !volume->has("filesystem"))
         return ends(ERROR_UNRECOGNIZED_VOLUME);
     ends((*volume)["label"], label, room);
@@ -466,13 +461,13 @@ namespace standin
 // directory).
 void install()
 {
-    auto *base = reinterpret_cast<std::uint8_t *>(::GetModuleHandleA(nullptr));
+    const auto base = reinterpret_cast<std::uintptr_t>(::GetModuleHandleA(nullptr));
     const auto *dos = reinterpret_cast<const IMAGE_DOS_HEADER *>(base);
     const auto *headers = reinterpret_cast<const IMAGE_NT_HEADERS *>(base + dos->e_lfanew);
-    const IMAGE_DATA_DIRECTORY &imports =
-        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    for (auto *dll = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR *>(base + imports.VirtualAddress);
-         dll->Name != 0; ++dll) {
+    const DWORD imports =
+        headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto *dll = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR *>(base + imports); dll->Name;
+         ++dll) {
         auto *name = reinterpret_cast<const IMAGE_THUNK_DATA *>(base + dll->OriginalFirstThunk);
         auto *slot = reinterpret_cast<IMAGE_THUNK_DATA *>(base + dll->FirstThunk);
         for (; name->u1.AddressOfData != 0; ++name, ++slot) {
