@@ -9,7 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -26,38 +25,6 @@ namespace
 constexpr std::size_t block = 16384;
 constexpr std::uint64_t sectors = 1000;
 
-// Counts the reads of a disk, each of which takes a while, and the operations that overlap.
-struct BusyDisk : Decorator {
-    using Decorator::Decorator;
-    static inline std::atomic<bool> busy = false;
-    static inline std::atomic<int> clashes = 0, reads = 0;
-    static inline std::chrono::milliseconds readtime;
-
-    static void use(std::chrono::milliseconds time = {})
-    {
-        clashes += busy.exchange(true) ? 1 : 0;
-        std::this_thread::sleep_for(time);
-        busy = false;
-    }
-    ~BusyDisk() override { use(); }
-    Status request(const char *name, const std::function<Status()> &call) override
-    {
-        use();
-        return Decorator::request(name, call);
-    }
-    Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
-    {
-        ++reads;
-        use(readtime);
-        return Decorator::doread(offset, buffer, bytes);
-    }
-    Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
-    {
-        use();
-        return Decorator::dowrite(offset, buffer, bytes);
-    }
-};
-
 // A recorded disk of 1000 sectors, each with a number in its first bytes, behind a read-ahead and a
 // gathering of writes with blocks of 32 sectors.
 class LargeBlocks : public ::testing::Test
@@ -71,14 +38,11 @@ protected:
         backend.disks = {disk};
         open();
     }
-    void open(std::chrono::milliseconds readtime = {})
+    void open()
     {
         Status status;
-        auto opened = backend.open("disk", Access::readwrite, status);
-        BusyDisk::readtime = readtime;
-        if (readtime > 0ms)
-            opened = std::make_unique<BusyDisk>(std::move(opened));
-        auto inner = std::make_unique<ReadAhead>(std::move(opened), block);
+        auto inner =
+            std::make_unique<ReadAhead>(backend.open("disk", Access::readwrite, status), block);
         ahead = inner.get();
         device = std::make_unique<WriteGather>(std::move(inner), block);
     }
@@ -269,18 +233,17 @@ TEST_F(LargeBlocks, ASlowPlaceIsTimedInItsOwnRange)
 
 TEST_F(LargeBlocks, ACancelEndsTheThreadsReadsToo)
 {
-    open(50ms);
+    disk->faults->delay = 50ms;
     const auto monitor = std::make_shared<Monitor>(Monitor::Cancelling::untilwritten);
     device->watchby(monitor);
     run("r0+20*5"); // the last one starts the thread, which would fetch two blocks
     EXPECT_EQ(monitor->offset(), 80U * 512);
     EXPECT_EQ(monitor->transfers(), 5U);
-    const int before = BusyDisk::reads;
     EXPECT_TRUE(monitor->cancel());
     EXPECT_EQ(run("r100+1!"), Fault::cancelled);
     std::this_thread::sleep_for(200ms);
     device.reset();
-    EXPECT_LE(BusyDisk::reads, before + 1);
+    EXPECT_LE(disk->recording->count(Operation::Kind::read), 6U) << "the second one";
     // too late once something is written
     Monitor commit(Monitor::Cancelling::untilwritten);
     EXPECT_TRUE(commit.begintransfer(0, true, true));
@@ -290,14 +253,15 @@ TEST_F(LargeBlocks, ACancelEndsTheThreadsReadsToo)
 
 TEST_F(LargeBlocks, NeverUseTheDiskConcurrently)
 {
+    disk->faults->delay = 5ms;
     for (const char *other : {"w80+1", "r500+1", "ask", ""}) {
-        open(5ms);
+        open();
         run("r0+20*4");
         std::this_thread::sleep_for(2ms); // the thread fetches the next block
         run(other);
         device.reset();
     }
-    EXPECT_EQ(BusyDisk::clashes, 0);
+    EXPECT_EQ(disk->recording->clashes, 0);
 }
 
 // Reads at random, many of them running on, among damage and writes, gathered or not, up to the end

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 namespace platform
@@ -22,16 +23,20 @@ public:
     {
         recording->operations.push_back({Kind::open});
     }
-    ~RecordingDevice() override { recording->operations.push_back({Kind::close}); }
+    ~RecordingDevice() override
+    {
+        const auto hold = use();
+        recording->operations.push_back({Kind::close});
+    }
 
 protected:
     Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
     {
-        const Disturbance how = disturbance();
+        const auto hold = use();
         Transfer transfer{{Fault::medium}, 0};
-        if (how != Disturbance::fail)
+        if (!meets(Disturbance::fail))
             transfer = inner->read(offset, buffer, bytes);
-        if (how == Disturbance::cut) {
+        if (meets(Disturbance::cut)) {
             transfer.bytes /= 2;
             std::memset(static_cast<char *>(buffer) + transfer.bytes, 'x', bytes - transfer.bytes);
         }
@@ -39,26 +44,34 @@ protected:
     }
     Transfer dowrite(std::uint64_t offset, const void *buffer, std::size_t bytes) override
     {
-        const Disturbance how = disturbance();
+        const auto hold = use();
         Transfer transfer{{Fault::medium}, 0};
-        if (how == Disturbance::none)
-            transfer = inner->write(offset, buffer, bytes);
-        else if (how == Disturbance::cut)
+        if (meets(Disturbance::cut))
             transfer = {inner->write(offset, buffer, bytes / 2 / 512 * 512).status, bytes / 2};
+        else if (!meets(Disturbance::fail))
+            transfer = inner->write(offset, buffer, bytes);
         return kept(Kind::write, offset, bytes, transfer);
     }
     Status request(const char *name, const std::function<Status()> &call) override
     {
-        const Status status = disturbance() == Disturbance::fail ? Status{Fault::medium} : call();
+        const auto hold = use();
+        const Status status = meets(Disturbance::fail) ? Status{Fault::medium} : call();
         recording->operations.push_back({Kind::request, 0, 0, 0, status, name});
         return status;
     }
 
 private:
-    [[nodiscard]] Disturbance disturbance() const
+    /// The time of an operation.
+    std::unique_lock<std::mutex> use()
     {
-        return recording->operations.size() == recording->victim ? recording->disturbance
-                                                                 : Disturbance::none;
+        std::unique_lock hold(busy, std::try_to_lock);
+        recording->clashes += hold ? 0 : 1;
+        return hold;
+    }
+    /// Whether this is what the next operation meets.
+    [[nodiscard]] bool meets(Disturbance how) const
+    {
+        return recording->operations.size() == recording->victim && recording->disturbance == how;
     }
     Transfer kept(Kind kind, std::uint64_t offset, std::size_t bytes, const Transfer &transfer)
     {
@@ -67,6 +80,7 @@ private:
     }
 
     std::shared_ptr<Recording> recording;
+    std::mutex busy;
 };
 
 } // namespace
