@@ -11,26 +11,21 @@ class TempFolder
 public:
     TempFolder()
     {
-        std::error_code error;
-        const std::filesystem::path base = std::filesystem::temp_directory_path(error);
+        const std::filesystem::path base = std::filesystem::temp_directory_path();
         std::random_device random;
-        // use it only if this call created it
-        for (int i = 0; path.empty() && i < 100; ++i) {
-            const auto name = base / ("quarn-" + std::to_string(random()));
-            if (std::filesystem::create_directory(name, error))
-                path = name.string();
-        }
+        do // use it only if this call created it
+            path = (base / ("quarn-" + std::to_string(random()))).string();
+        while (!std::filesystem::create_directory(path));
     }
     TempFolder(const TempFolder &) = delete;
     TempFolder &operator=(const TempFolder &) = delete;
     ~TempFolder()
     {
         std::error_code error;
-        if (!path.empty())
-            std::filesystem::remove_all(path, error);
+        std::filesystem::remove_all(path, error);
     }
 
     [[nodiscard]] std::string operator/(const std::string &name) const { return path + "/" + name; }
 
-    std::string path; ///< empty if it could not be created
+    std::string path;
 };

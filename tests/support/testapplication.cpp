@@ -21,13 +21,18 @@ extern "C" void __tsan_release(void *address);
 namespace
 {
 
-// Qt's function of this name. A member function is called like a free one with `this` first.
-template <class Function> Function *original(const char *name)
-{
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
 char handover;
+
+// Hands over, calls Qt's function of this name, and takes what was handed over meanwhile. A member
+// function is called like a free one with `this` first.
+template <class Result, class... Arguments> Result handed(const char *name, Arguments... arguments)
+{
+    const struct Taking {
+        ~Taking() { __tsan_acquire(&handover); }
+    } taking;
+    __tsan_release(&handover);
+    return reinterpret_cast<Result (*)(Arguments...)>(dlsym(RTLD_NEXT, name))(arguments...);
+}
 
 } // namespace
 
@@ -42,60 +47,36 @@ bool TestApplication::notify(QObject *receiver, QEvent *event)
 
 void QThreadPool::start(std::function<void()> work, int priority)
 {
-    static const auto next =
-        original<void(QThreadPool *, QRunnable *, int)>("_ZN11QThreadPool5startEP9QRunnablei");
-    class Work : public QRunnable
-    {
-    public:
-        explicit Work(std::function<void()> call) : work(std::move(call)) {}
-        void run() override
-        {
-            __tsan_acquire(&handover);
-            work();
-            __tsan_release(&handover);
-        }
-
-    private:
-        std::function<void()> work;
-    };
-    auto *runnable = new Work(std::move(work));
-    __tsan_release(&handover);
-    next(this, runnable, priority);
+    QRunnable *const runnable = QRunnable::create([work = std::move(work)] {
+        __tsan_acquire(&handover);
+        work();
+        __tsan_release(&handover);
+    });
+    handed<void>("_ZN11QThreadPool5startEP9QRunnablei", this, runnable, priority);
 }
 
 void QFutureInterfaceBase::reportFinished()
 {
-    static const auto next =
-        original<void(QFutureInterfaceBase *)>("_ZN20QFutureInterfaceBase14reportFinishedEv");
-    __tsan_release(&handover);
-    next(this);
+    handed<void>("_ZN20QFutureInterfaceBase14reportFinishedEv", this);
 }
 
 void QFutureInterfaceBase::waitForFinished()
 {
-    static const auto next =
-        original<void(QFutureInterfaceBase *)>("_ZN20QFutureInterfaceBase15waitForFinishedEv");
-    next(this);
-    __tsan_acquire(&handover);
+    handed<void>("_ZN20QFutureInterfaceBase15waitForFinishedEv", this);
 }
 
 bool QThreadPool::waitForDone(int milliseconds)
 {
-    static const auto next = original<bool(QThreadPool *, int)>("_ZN11QThreadPool11waitForDoneEi");
-    const bool done = next(this, milliseconds);
-    __tsan_acquire(&handover);
-    return done;
+    return handed<bool>("_ZN11QThreadPool11waitForDoneEi", this, milliseconds);
 }
 
 bool QMetaObject::invokeMethodImpl(QObject *object, QtPrivate::QSlotObjectBase *slot,
                                    Qt::ConnectionType type, void *result)
 {
-    static const auto next =
-        original<bool(QObject *, QtPrivate::QSlotObjectBase *, Qt::ConnectionType, void *)>(
-            "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14Connec"
-            "tionTypeEPv");
-    __tsan_release(&handover);
-    return next(object, slot, type, result);
+    return handed<bool>(
+        "_ZN11QMetaObject16invokeMethodImplEP7QObjectPN9QtPrivate15QSlotObjectBaseEN2Qt14Connec"
+        "tionTypeEPv",
+        object, slot, type, result);
 }
 
 #endif
