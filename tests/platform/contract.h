@@ -55,6 +55,7 @@ keepscontract(const std::function<std::unique_ptr<platform::Device>(platform::Ac
     }
     std::string in(2 * sector, 'x');
     EXPECT_EQ(disk->read(size - sector, in.data(), in.size()).bytes, sector);
+    EXPECT_TRUE(disk->read(size, in.data(), sector).status.ok());
     EXPECT_EQ(reader->write(0, out.data(), sector).status.fault, Fault::denied);
     EXPECT_TRUE(disk->updateproperties().ok()) << "there is no layout to update";
 }

@@ -3,6 +3,7 @@
 #include "platform/plainfile.h"
 #include "platform/readahead.h"
 #include "platform/simulated/simulated.h"
+#include "platform/timing.h"
 
 #include "tests/platform/contract.h"
 #include "tests/support/tempfolder.h"
@@ -32,13 +33,20 @@ TEST(Device, KeepsTheContract)
     const std::string name = folder / "disk";
     std::ofstream(name, std::ios::binary).close();
     std::filesystem::resize_file(name, 1000 * 512);
+    const bool direct = std::filesystem::path::preferred_separator == '/';
     keepscontract([&](Access access) { return nativebackend().open(name, access, status); }, 1000,
-                  512, std::filesystem::path::preferred_separator == '/');
+                  512, direct);
     const auto file = nativebackend().open(name, Access::read, status);
     char bytes[512];
     DriveGeometry geometry;
     std::uint8_t map = 0;
     EXPECT_EQ(file->read(~std::uint64_t{0} / 512 * 512, bytes, 512).status.fault, Fault::position);
+    const auto times = std::make_shared<TransferTimes>(std::vector<std::uint64_t>{1000 * 512});
+    file->timeby(times);
+    for (const std::uint64_t at : {0, 512})
+        EXPECT_TRUE(file->read(at, bytes, 512).status.ok());
+    EXPECT_EQ(times->range(0).bytes > 1024, direct)
+        << "a native device of known length reads ahead";
     EXPECT_FALSE(file->drivegeometry(geometry).ok());
     EXPECT_FALSE(file->identitymap(map).ok());
     EXPECT_EQ(nativebackend().open(folder / "missing", Access::readwrite, status), nullptr);
@@ -55,6 +63,12 @@ TEST(Device, RefusesWhatItMust)
     ReadAhead disk(simulated.open("sim", Access::readwrite, status));
     EXPECT_TRUE(disk.claim().ok());
     EXPECT_EQ(disk.refusal(), "");
+    // a write that ends inside a sector stores the whole ones
+    simulated.disks[0]->faults->shortwrites = {{0, 700}};
+    std::string out(1024, 'y'), in = out;
+    EXPECT_EQ(disk.write(0, out.data(), 1024).bytes, 700U);
+    EXPECT_EQ(disk.read(0, in.data(), 1024).bytes, 1024U);
+    EXPECT_EQ(in, out.substr(512) + std::string(512, '\0'));
     simulated.disks[0]->refusal = "held";
     char bytes[512] = {};
     EXPECT_EQ(disk.write(0, bytes, 512).status.fault, Fault::busy);

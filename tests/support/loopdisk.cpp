@@ -4,21 +4,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <thread>
-
-#include <unistd.h>
-
-namespace
-{
-
-std::string content(const std::string &file)
-{
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-} // namespace
 
 std::string outputof(const std::string &command)
 {
@@ -40,12 +27,8 @@ bool LoopDisk::available(std::string &why)
 #ifndef QUARN_BADFILE
     why = "built without libfuse3";
 #else
-    if (::geteuid() != 0)
-        why = "needs root";
-    for (const char *device : {"/dev/fuse", "/dev/loop-control"}) {
-        if (::access(device, R_OK | W_OK) != 0)
-            why = std::string("needs ") + device;
-    }
+    if (shell("test $(id -u) = 0 && test -w /dev/fuse && test -w /dev/loop-control") != 0)
+        why = "needs root, /dev/fuse and /dev/loop-control";
 #endif
     return why.empty();
 }
@@ -54,25 +37,20 @@ LoopDisk::LoopDisk(const Options &options) : served(folder / "mount/" + options.
 {
 #ifdef QUARN_BADFILE
     const std::uint64_t units = options.bytespersector / 512; // the server's sectors in one
-    std::string command = QUARN_BADDISK " " QUARN_BADFILE " " + folder.path + " " + options.name +
-                          " '--sector-size " + std::to_string(options.bytespersector) +
-                          (options.partitions ? " --partscan" : "") + "' --size " +
-                          std::to_string(options.bytes);
-    const auto add = [&](const char *option, const std::vector<Range> &ranges) {
+    std::ostringstream command;
+    command << QUARN_BADDISK " " QUARN_BADFILE " " << folder.path << " " << options.name
+            << " '--sector-size " << options.bytespersector
+            << (options.partitions ? " --partscan" : "") << "' --size " << options.bytes;
+    for (const auto &[option, ranges] :
+         {std::pair(" --bad ", options.badread), {" --badwrite ", options.badwrite}}) {
         for (const Range &range : ranges)
-            command += option + std::to_string(range.first * units) + "-" +
-                       std::to_string((range.last + 1) * units - 1);
-    };
-    add(" --bad ", options.badread);
-    add(" --badwrite ", options.badwrite);
-    keeper = ::popen(command.c_str(), "we");
+            command << option << range.first * units << "-" << (range.last + 1) * units - 1;
+    }
+    keeper = ::popen(command.str().c_str(), "we");
     for (int i = 0; i < 1000 && !std::filesystem::exists(folder / "node"); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    node = content(folder / "node");
-    if (node.empty())
-        error = content(folder / "log");
-    else
-        node.pop_back(); // the line's end
+    std::ifstream(folder / "node") >> node;
+    std::getline(std::ifstream(folder / "log"), error, '\0');
 #endif
 }
 
@@ -88,11 +66,19 @@ std::string LoopDisk::medium(std::uint64_t offset, std::size_t bytes) const
     std::ifstream file(folder / "medium", std::ios::binary);
     file.seekg(static_cast<std::streamoff>(offset));
     file.read(contents.data(), static_cast<std::streamsize>(bytes));
-    contents.resize(static_cast<std::size_t>(file.gcount()));
-    return contents;
+    return contents.substr(0, static_cast<std::size_t>(file.gcount()));
 }
 
 bool LoopDisk::vanish()
 {
     return shell("truncate --size 0 " + served + " && losetup --set-capacity " + node) == 0;
+}
+
+bool LoopDisk::swap()
+{
+    // with the lock of those that look for a free device
+    return shell("size=$(blockdev --getss " + node + ") && losetup --detach " + node +
+                 " && exec flock /dev/loop-control timeout 5 sh -c 'until losetup --direct-io=on "
+                 "--sector-size '$size' " +
+                 node + " " + served + "; do sleep 0.01; done'") == 0;
 }

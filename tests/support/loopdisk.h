@@ -15,14 +15,12 @@ class LoopDisk
 public:
     /// Sectors of the device, both ends inclusive.
     struct Range {
-        std::uint64_t first;
-        std::uint64_t last;
+        std::uint64_t first, last;
     };
     struct Options {
         std::uint64_t bytes = 0;
         std::uint32_t bytespersector = 512;
-        std::vector<Range> badread = {};
-        std::vector<Range> badwrite = {};
+        std::vector<Range> badread = {}, badwrite = {};
         std::string name = "disk"; ///< of the file; the disk's model
         bool partitions = false;   ///< whether the kernel scans it for partitions
     };
@@ -36,13 +34,14 @@ public:
     static bool available(std::string &why);
 
     /// The device ("/dev/loop0"); empty on failure, with the reason in `error`.
-    std::string node;
-    std::string error;
+    std::string node, error;
 
     /// The bytes of the medium at `offset`, damaged or not; fewer at the end.
     [[nodiscard]] std::string medium(std::uint64_t offset, std::size_t bytes) const;
     /// Removes the medium: the device remains, with a size of 0. False on failure.
     bool vanish();
+    /// Puts another disk with the same contents behind the node. False on failure.
+    bool swap();
 
 private:
     TempFolder folder;
