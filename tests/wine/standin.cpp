@@ -189,15 +189,12 @@ DWORD volumecontrol(HANDLE handle, Item &volume, DWORD code, std::string &out)
 {
     const std::string name = volume[volume.has("mounts") ? "mounts" : "name"];
     switch (code) {
-    case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS: {
-        VOLUME_DISK_EXTENTS extents{};
-        extents.NumberOfDiskExtents = 1;
-        extents.Extents[0].DiskNumber = volume.number<DWORD>("disk");
-        extents.Extents[0].StartingOffset.QuadPart = volume.number("offset");
-        extents.Extents[0].ExtentLength.QuadPart = volume.number("length");
-        out = bytesof(extents);
+    case IOCTL_VOLUME_GET_VOLUME_DISK_EXTENTS:
+        out = bytesof(VOLUME_DISK_EXTENTS{1,
+                                          {{volume.number<DWORD>("disk"),
+                                            {.QuadPart = volume.number("offset")},
+                                            {.QuadPart = volume.number("length")}}}});
         return ERROR_SUCCESS;
-    }
     case FSCTL_LOCK_VOLUME:
         // fails with open files, on the system's volume and on one with a page file
         if (volume.locker || volume.has("open") || volume.has("system") || volume.has("pagefile"))
@@ -219,24 +216,22 @@ std::string layout(const Item &disk)
     DRIVE_LAYOUT_INFORMATION_EX known{};
     known.PartitionStyle = disk["table"] == "mbr" ? PARTITION_STYLE_MBR : PARTITION_STYLE_GPT;
     std::string entries;
-    const auto add = [&](PARTITION_INFORMATION_EX entry) {
-        entry.PartitionStyle = static_cast<PARTITION_STYLE>(known.PartitionStyle);
-        entries += bytesof(entry);
-        ++known.PartitionCount;
-    };
+    PARTITION_INFORMATION_EX entry{};
+    entry.PartitionStyle = static_cast<PARTITION_STYLE>(known.PartitionStyle);
     for (const Item &volume : volumes) {
-        PARTITION_INFORMATION_EX entry{};
+        if (volume["disk"] != disk["number"])
+            continue;
         entry.StartingOffset.QuadPart = volume.number("offset");
         entry.PartitionLength.QuadPart = volume.number("length");
-        entry.PartitionNumber = known.PartitionCount + 1;
-        if (volume["disk"] == disk["number"])
-            add(entry);
+        entry.PartitionNumber = ++known.PartitionCount;
+        entries += bytesof(entry);
     }
-    PARTITION_INFORMATION_EX pool{};
-    pool.Gpt.PartitionType = {
+    entry.Gpt.PartitionType = {
         0xE75CAF8F, 0xF680, 0x4CEE, {0xAF, 0xA3, 0xB0, 0x01, 0xE5, 0x6E, 0xFC, 0x2D}};
-    if (disk["table"] == "pool")
-        add(pool); // PARTITION_SPACES_GUID
+    if (disk["table"] == "pool") { // PARTITION_SPACES_GUID
+        ++known.PartitionCount;
+        entries += bytesof(entry);
+    }
     return bytesof(known).substr(0, offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry)) +
            entries;
 }
@@ -272,34 +267,31 @@ std::string identity(const Item &disk)
 std::string diskanswer(const Item &disk, DWORD code)
 {
     const LONGLONG length = disk.number("length");
+    // ATA requests: an NVMe driver does not know them
+    const bool knowsata = disk.has("identity");
     switch (code) {
     case IOCTL_STORAGE_GET_DEVICE_NUMBER:
         return bytesof(STORAGE_DEVICE_NUMBER{FILE_DEVICE_DISK, disk.number<DWORD>("number"), 0});
     case IOCTL_DISK_GET_LENGTH_INFO:
         return bytesof(length);
-    case IOCTL_DISK_GET_DRIVE_GEOMETRY: {
-        DISK_GEOMETRY geometry{{}, FixedMedia, 255, 63, 512};
-        geometry.Cylinders.QuadPart = length / (255 * 63 * 512);
-        return disk.has("nogeometry") ? std::string() : bytesof(geometry);
-    }
-    case IOCTL_DISK_GET_PARTITION_INFO: {
-        PARTITION_INFORMATION whole{};
-        whole.PartitionLength.QuadPart = length;
+    case IOCTL_DISK_GET_DRIVE_GEOMETRY:
+        return disk.has("nogeometry")
+                   ? std::string()
+                   : bytesof(DISK_GEOMETRY{
+                         {.QuadPart = length / (255 * 63 * 512)}, FixedMedia, 255, 63, 512});
+    case IOCTL_DISK_GET_PARTITION_INFO:
         // not supported on GPT disks (its table of supported disks)
-        return disk["table"] == "mbr" ? bytesof(whole) : std::string();
-    }
+        return disk["table"] == "mbr" ? bytesof(PARTITION_INFORMATION{
+                                            {}, {.QuadPart = length}, 0, 0, 0, FALSE, FALSE, FALSE})
+                                      : std::string();
     case IOCTL_DISK_GET_DRIVE_LAYOUT_EX:
         return layout(disk);
     case IOCTL_STORAGE_QUERY_PROPERTY:
         return descriptor(disk);
-    case SMART_GET_VERSION: {
-        GETVERSIONINPARAMS version{};
-        version.bIDEDeviceMap = 1;
-        // an ATA request: an NVMe driver does not know it
-        return disk.has("identity") ? bytesof(version) : std::string();
-    }
+    case SMART_GET_VERSION:
+        return knowsata ? bytesof(GETVERSIONINPARAMS{0, 0, 0, 1, 0, {}}) : std::string();
     case SMART_RCV_DRIVE_DATA:
-        return disk.has("identity") ? identity(disk) : std::string();
+        return knowsata ? identity(disk) : std::string();
     default:
         return {};
     }
@@ -332,42 +324,6 @@ BOOL WINAPI deviceiocontrol(HANDLE handle, DWORD code, LPVOID in, DWORD insize, 
     return ends(error);
 }
 
-// A search is the number of the volumes that were found.
-std::size_t search;
-
-BOOL WINAPI findnextvolume(HANDLE, LPSTR name, DWORD room)
-{
-    if (search == volumes.size())
-        return ends(ERROR_NO_MORE_FILES);
-    return ends(volumes[search++]["name"] + "\\", name, room);
-}
-
-HANDLE WINAPI findfirstvolume(LPSTR name, DWORD room)
-{
-    search = 0;
-    return findnextvolume(nullptr, name, room) ? &search : INVALID_HANDLE_VALUE;
-}
-
-BOOL WINAPI volumepaths(LPCSTR name, LPSTR out, DWORD room, PDWORD returned)
-{
-    const Item *volume = itemof(name);
-    if (volume == nullptr)
-        return ends(ERROR_FILE_NOT_FOUND);
-    std::string text = (*volume)["mounts"] + ',';
-    std::ranges::replace(text, ',', '\0');
-    *returned = static_cast<DWORD>(text.size() + 1);
-    return ends(text, out, room);
-}
-
-BOOL WINAPI enumpagefiles(PENUM_PAGE_FILE_CALLBACKA callback, LPVOID context)
-{
-    for (const Item &volume : volumes) {
-        if (volume.has("pagefile"))
-            callback(context, nullptr, ("\\??\\" + volume["mounts"] + "pagefile.sys").c_str());
-    }
-    return TRUE;
-}
-
 LONG WINAPI reggetvalue(HKEY key, LPCSTR folder, LPCSTR name, DWORD flags, LPDWORD type, PVOID out,
                         LPDWORD bytes)
 {
@@ -381,76 +337,86 @@ LONG WINAPI reggetvalue(HKEY key, LPCSTR folder, LPCSTR name, DWORD flags, LPDWO
     return ERROR_FILE_NOT_FOUND;
 }
 
-HDEVINFO WINAPI getclassdevs(const GUID *, PCSTR, HWND, DWORD)
+/// How many volumes a search has found.
+std::size_t search;
+
+BOOL WINAPI findnextvolume(HANDLE, LPSTR name, DWORD room)
 {
-    return &search;
+    if (search == volumes.size())
+        return ends(ERROR_NO_MORE_FILES);
+    return ends(volumes[search++]["name"] + "\\", name, room);
 }
 
-BOOL WINAPI enuminterfaces(HDEVINFO, PSP_DEVINFO_DATA, const GUID *, DWORD member,
-                           PSP_DEVICE_INTERFACE_DATA data)
+/// The functions by their names in import tables.
+std::map<std::string, void *> replacements()
 {
-    data->Reserved = member;
-    return ends(member < disks.size() ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS);
+    std::map<std::string, void *> all;
+    const auto replace = [&all]<class Function>(const char *name, Function *,
+                                                std::type_identity_t<Function> *by) {
+        all[name] = address(by);
+    };
+    replace("CreateFileA", ::CreateFileA, createfile);
+    replace("CloseHandle", ::CloseHandle, closehandle);
+    replace("ReadFile", ::ReadFile, readfile);
+    replace("WriteFile", ::WriteFile, writefile);
+    replace("DeviceIoControl", ::DeviceIoControl, deviceiocontrol);
+    replace("GetFileInformationByHandle", ::GetFileInformationByHandle, fileinformation);
+    replace("RegGetValueA", ::RegGetValueA, reggetvalue);
+    replace("FindFirstVolumeA", ::FindFirstVolumeA, [](auto name, auto room) -> HANDLE {
+        search = 0;
+        return findnextvolume(nullptr, name, room) ? &search : INVALID_HANDLE_VALUE;
+    });
+    replace("FindNextVolumeA", ::FindNextVolumeA, findnextvolume);
+    replace("FindVolumeClose", ::FindVolumeClose, [](auto) { return TRUE; });
+    replace("GetVolumePathNamesForVolumeNameA", ::GetVolumePathNamesForVolumeNameA,
+            [](auto name, auto out, auto room, auto returned) {
+                const Item *volume = itemof(name);
+                std::string text = volume ? (*volume)["mounts"] + ',' : "";
+                std::ranges::replace(text, ',', '\0');
+                *returned = static_cast<DWORD>(text.size() + 1);
+                return volume ? ends(text, out, room) : ends(ERROR_FILE_NOT_FOUND);
+            });
+    replace("GetVolumeInformationA", ::GetVolumeInformationA,
+            [](auto root, auto label, auto room, auto, auto, auto, auto filesystem, auto) {
+                const Item *volume = itemof(root);
+                if (!volume || !volume->has("filesystem"))
+                    return ends(ERROR_UNRECOGNIZED_VOLUME);
+                ends((*volume)["label"], label, room);
+                return ends((*volume)["filesystem"], filesystem, room);
+            });
+    replace("K32EnumPageFilesA", ::K32EnumPageFilesA, [](auto callback, auto context) {
+        for (const Item &volume : volumes) {
+            if (volume.has("pagefile"))
+                callback(context, nullptr, ("\\??\\" + volume["mounts"] + "pagefile.sys").c_str());
+        }
+        return TRUE;
+    });
+    replace("SetupDiGetClassDevsA", ::SetupDiGetClassDevsA,
+            [](auto...) -> HDEVINFO { return &search; });
+    replace("SetupDiDestroyDeviceInfoList", ::SetupDiDestroyDeviceInfoList,
+            [](auto) { return TRUE; });
+    replace("SetupDiEnumDeviceInterfaces", ::SetupDiEnumDeviceInterfaces,
+            [](auto, auto, auto, auto member, auto data) {
+                data->Reserved = member;
+                return ends(member < disks.size() ? ERROR_SUCCESS : ERROR_NO_MORE_ITEMS);
+            });
+    replace("SetupDiGetDeviceInterfaceDetailA", ::SetupDiGetDeviceInterfaceDetailA,
+            [](auto, auto data, auto detail, auto room, auto, auto device) {
+                device->DevInst = static_cast<DWORD>(data->Reserved);
+                return ends(disks[data->Reserved]["path"], detail->DevicePath,
+                            room - offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath));
+            });
+    replace("SetupDiGetDeviceInstanceIdA", ::SetupDiGetDeviceInstanceIdA,
+            [](auto, auto device, auto id, auto room, auto) {
+                return ends("SCSI\\DISK\\" + std::to_string(device->DevInst), id, room);
+            });
+    replace("SetupDiGetDevicePropertyW", ::SetupDiGetDevicePropertyW,
+            [](auto, auto device, auto, auto, auto out, auto...) {
+                std::ranges::copy(bytesof(disks[device->DevInst].number("arrival")), out);
+                return TRUE;
+            });
+    return all;
 }
-
-BOOL WINAPI interfacedetail(HDEVINFO, PSP_DEVICE_INTERFACE_DATA data,
-                            PSP_DEVICE_INTERFACE_DETAIL_DATA_A detail, DWORD room, PDWORD,
-                            PSP_DEVINFO_DATA device)
-{
-    device->DevInst = static_cast<DWORD>(data->Reserved);
-    return ends(disks[data->Reserved]["path"], detail->DevicePath,
-                room - offsetof(SP_DEVICE_INTERFACE_DETAIL_DATA_A, DevicePath));
-}
-
-BOOL WINAPI instanceid(HDEVINFO, PSP_DEVINFO_DATA device, PSTR id, DWORD room, PDWORD)
-{
-    return ends("SCSI\\DISK\\" + std::to_string(device->DevInst), id, room);
-}
-
-BOOL WINAPI deviceproperty(HDEVINFO, PSP_DEVINFO_DATA device, const DEVPROPKEY *, DEVPROPTYPE *,
-                           PBYTE out, DWORD, PDWORD, DWORD)
-{
-    std::ranges::copy(bytesof(disks[device->DevInst].number("arrival")), out);
-    return TRUE;
-}
-
-BOOL WINAPI volumeinformation(LPCSTR root, LPSTR label, DWORD room, LPDWORD, LPDWORD, LPDWORD,
-                              LPSTR filesystem, DWORD)
-{
-    const Item *volume = itemof(root);
-    if (volume == nullptr || !volume->has("filesystem"))
-        return ends(ERROR_UNRECOGNIZED_VOLUME);
-    ends((*volume)["label"], label, room);
-    return ends((*volume)["filesystem"], filesystem, room);
-}
-
-/// The end of a search or of a list.
-BOOL WINAPI forget(HANDLE)
-{
-    return TRUE;
-}
-
-const std::map<std::string, void *> replacements{
-    {"CreateFileA", address(createfile)},
-    {"CloseHandle", address(closehandle)},
-    {"ReadFile", address(readfile)},
-    {"WriteFile", address(writefile)},
-    {"DeviceIoControl", address(deviceiocontrol)},
-    {"GetFileInformationByHandle", address(fileinformation)},
-    {"FindFirstVolumeA", address(findfirstvolume)},
-    {"FindNextVolumeA", address(findnextvolume)},
-    {"FindVolumeClose", address(forget)},
-    {"GetVolumePathNamesForVolumeNameA", address(volumepaths)},
-    {"K32EnumPageFilesA", address(enumpagefiles)},
-    {"RegGetValueA", address(reggetvalue)},
-    {"SetupDiGetClassDevsA", address(getclassdevs)},
-    {"SetupDiEnumDeviceInterfaces", address(enuminterfaces)},
-    {"SetupDiGetDeviceInterfaceDetailA", address(interfacedetail)},
-    {"SetupDiGetDeviceInstanceIdA", address(instanceid)},
-    {"SetupDiGetDevicePropertyW", address(deviceproperty)},
-    {"GetVolumeInformationA", address(volumeinformation)},
-    {"SetupDiDestroyDeviceInfoList", address(forget)},
-};
 
 } // namespace
 
@@ -461,6 +427,7 @@ namespace standin
 // directory).
 void install()
 {
+    const std::map<std::string, void *> all = replacements();
     const auto base = reinterpret_cast<std::uintptr_t>(::GetModuleHandleA(nullptr));
     const auto *dos = reinterpret_cast<const IMAGE_DOS_HEADER *>(base);
     const auto *headers = reinterpret_cast<const IMAGE_NT_HEADERS *>(base + dos->e_lfanew);
@@ -475,10 +442,9 @@ void install()
                 continue;
             const auto *import =
                 reinterpret_cast<const IMAGE_IMPORT_BY_NAME *>(base + name->u1.AddressOfData);
-            const auto found = replacements.find(reinterpret_cast<const char *>(import->Name));
+            const auto found = all.find(reinterpret_cast<const char *>(import->Name));
             DWORD old = 0;
-            if (found == replacements.end() ||
-                !::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old))
+            if (found == all.end() || !::VirtualProtect(slot, sizeof *slot, PAGE_READWRITE, &old))
                 continue;
             originals[found->second] = slot->u1.Function;
             slot->u1.Function = reinterpret_cast<std::uintptr_t>(found->second);
