@@ -31,6 +31,16 @@ using namespace platform;
 namespace
 {
 
+/// Who uses the disk with this node.
+std::string userof(const std::string &node, Backend &backend = nativebackend())
+{
+    std::string reason;
+    bool claimable = true;
+    EXPECT_TRUE(backend.inuse(node + "#disk&x#y#block", reason, claimable).ok()) << node;
+    EXPECT_FALSE(claimable);
+    return reason;
+}
+
 /// A fake sysfs in a folder.
 struct Tree {
     /// Makes files and links below a folder, each as "name=text" or "name>target".
@@ -178,13 +188,8 @@ struct LayeredTree : Tree {
     {
         std::istringstream names(disks);
         std::string all;
-        for (std::string disk; names >> disk;) {
-            std::string reason;
-            bool claimable = true;
-            EXPECT_TRUE(backend.inuse("/dev/" + disk + "#disk&x#y#block", reason, claimable).ok());
-            EXPECT_FALSE(claimable);
-            all += disk + " " + reason + "; ";
-        }
+        for (std::string disk; names >> disk;)
+            all += disk + " " + userof("/dev/" + disk, backend) + "; ";
         return all;
     }
 
@@ -319,15 +324,6 @@ protected:
             GTEST_SKIP() << why;
     }
 
-    /// Who uses the disk.
-    static std::string userof(const LoopDisk &disk)
-    {
-        std::string reason;
-        bool claimable = true;
-        EXPECT_TRUE(nativebackend().inuse(disk.node + "#disk", reason, claimable).ok());
-        return reason;
-    }
-
     const std::uint64_t sector = GetParam();
     Status status;
 };
@@ -388,7 +384,7 @@ TEST_P(LoopDevice, IsClaimedByThisProcessThatTellsOfANewLayout)
     ASSERT_EQ(shell(format), 0) << disk.error;
 
     // While any handle is open, nothing can mount the disk; every handle can write.
-    EXPECT_EQ(userof(disk), "");
+    EXPECT_EQ(userof(disk.node), "");
     void *first = opendisk(disk.node.c_str());
     void *second = opendisk(disk.node.c_str());
     std::vector<char> bytes(sector, 'x');
@@ -414,7 +410,7 @@ TEST_P(LoopDevice, IsClaimedByThisProcessThatTellsOfANewLayout)
 
     // Mounted by another process: reads work, writes fail.
     ASSERT_EQ(shell(format + " && " + mount), 0);
-    EXPECT_EQ(userof(disk), "mounted at " + folder.path);
+    EXPECT_EQ(userof(disk.node), "mounted at " + folder.path);
     ASSERT_EQ(shell("mount -o remount,ro " + folder.path), 0);
     const std::string before = disk.medium(0, std::size_t{64} << 20);
     void *handle = opendisk(disk.node.c_str());
@@ -431,7 +427,7 @@ TEST_P(LoopDevice, IsClaimedByThisProcessThatTellsOfANewLayout)
 
     // A user that sysfs does not show.
     const int holder = ::open(disk.node.c_str(), O_RDONLY | O_EXCL | O_CLOEXEC);
-    EXPECT_EQ(userof(disk), "held by another program");
+    EXPECT_EQ(userof(disk.node), "held by another program");
     ::close(holder);
 }
 
@@ -451,7 +447,7 @@ TEST_P(LoopDevice, TellsWhatADiskHoldsAndWhoHasItOpen)
     for (const auto &[mode, user] : {std::pair("<", ""), {"<>", "open for writing by "}}) {
         const std::string command = std::string("exec 3") + mode + disk.node;
         const int process = std::stoi(outputof(command + "; sleep 60 >&- & echo $!"));
-        EXPECT_EQ(userof(disk).substr(0, 20), user);
+        EXPECT_EQ(userof(disk.node).substr(0, 20), user);
         ::kill(process, SIGKILL);
     }
 }

@@ -128,10 +128,9 @@ int main(int argc, char **argv)
     for (int i = 2; good && i < argc; i += 2)
         good = take(argv[i], argv[i + 1]);
     if (!good || size == 0 || file < 0 || ::ftruncate(file, size) != 0) {
-        std::fputs("usage: quarn-badfile MOUNTPOINT --size BYTES --backing FILE [--name NAME] "
-                   "[--bad FIRST-LAST]... [--badwrite FIRST-LAST]... [--delay MILLISECONDS] "
-                   "[--slow FIRST-LAST:MILLISECONDS]...\n",
-                   stderr);
+        std::fputs(
+            "usage: quarn-badfile MOUNTPOINT --size BYTES --backing FILE [OPTION VALUE]...\n",
+            stderr);
         return 2;
     }
     fuse_operations operations{};

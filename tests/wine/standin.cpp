@@ -239,6 +239,7 @@ std::string layout(const Item &disk)
 std::string descriptor(const Item &disk)
 {
     STORAGE_DEVICE_DESCRIPTOR known{};
+    known.Version = sizeof known;
     known.BusType = disk.number<STORAGE_BUS_TYPE>("bus");
     std::string texts;
     const std::pair<const char *, DWORD *> fields[] = {{"vendor", &known.VendorIdOffset},
