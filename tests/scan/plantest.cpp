@@ -234,11 +234,11 @@ TEST(ScanSpeed, TellsWhatTheRunItselfHasSeen)
         {1000, 0, {{3, 10, 2}}, "3 % done, 0 bad segments, 5.0 MB/s, about 3 min left"},
         // Neither without a healthy segment, however long it took.
         {1000, 0, {{1, 10, 60, true}}, "1 % done, 1 bad segment"},
-        // Damage does not lower the rate: 600 of the 800 MB left take 60 s, 20 segments 30 s each.
+        // Damage does not lower the rate: 600 of the 800 MB left take 120 s, 20 segments 30 s each.
         {1000,
          0,
-         {{15, 10, 1}, {5, 10, 30, true}},
-         "20 % done, 5 bad segments, 10.0 MB/s, about 11 min left"},
+         {{15, 10, 2}, {5, 10, 30, true}},
+         "20 % done, 5 bad segments, 5.0 MB/s, about 12 min left"},
         // An earlier run counts for the progress, not for the rate.
         {1000, 900, {{6, 10, 1}}, "96 % done, 0 bad segments, 10.0 MB/s, less than 1 min left"},
         // A disk that got slower has its present rate.

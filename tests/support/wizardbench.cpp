@@ -104,6 +104,15 @@ bool WizardBench::waitrun(int milliseconds)
     return wait([&timer] { return !timer || !timer->isActive(); }, milliseconds);
 }
 
+QString WizardBench::restore()
+{
+    QAbstractButton *row = selectpage()->diskgroup->checkedButton();
+    emit row->customContextMenuRequested({});
+    row->findChild<QMenu *>()->actions().at(0)->trigger();
+    QCoreApplication::processEvents();
+    return dialogs.messages().last();
+}
+
 QByteArray filecontent(const char *name)
 {
     QFile file(name);

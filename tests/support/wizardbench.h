@@ -67,6 +67,9 @@ public:
     bool runscan() { return click(next) && waitrun(); }
     /// Waits for the end of a run, whatever its result.
     bool waitrun(int milliseconds = 30'000);
+    /// Has the first page put the tables of a backup back on the chosen disk, by its menu; what it
+    /// told last.
+    QString restore();
     /// Clicks the run's own abort button.
     void abortscan() { scanpage()->scanprogress->findChild<QPushButton *>()->click(); }
     [[nodiscard]] int current() const { return wizard->currentId(); }

@@ -57,16 +57,11 @@ TEST_F(Diagram, LaysBlocksOutToScale)
 TEST_F(Diagram, ZoomsAtTheMouse)
 {
     view->setFocus();
-    const struct {
-        int pixel, notch;
-        Qt::KeyboardModifiers modifiers;
-        double zoom;
-    } steps[] = {
+    const std::tuple<int, int, Qt::KeyboardModifiers, double> steps[] = {
         {400, 120, Qt::ControlModifier, 1.5},   {200, 120, Qt::ControlModifier, 2.25},
         {700, 120, Qt::ControlModifier, 3.375}, {500, 120, Qt::NoModifier, 3.375},
         {300, -120, Qt::ControlModifier, 2.25}, {0, Qt::Key_Plus, Qt::ControlModifier, 3.375},
-        {0, Qt::Key_0, Qt::ControlModifier, 1}, {300, -120, Qt::ControlModifier, 1},
-    };
+        {0, Qt::Key_0, Qt::ControlModifier, 1}, {300, -120, Qt::ControlModifier, 1}};
     const double unzoomed = view->pixelspercylinder();
     for (const auto &[pixel, notch, modifiers, zoom] : steps) {
         const QPoint place(pixel, view->viewport()->height() / 2);

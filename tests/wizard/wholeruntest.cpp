@@ -53,8 +53,7 @@ class WholeRun : public ::testing::Test
 protected:
     /// From the first page to the last, with the strategy of all good blocks. Then all that the
     /// commit writes is compared, but for the clock in the first sector.
-    void walk(const std::string &node, std::uint64_t mbr, std::uint64_t record,
-              const std::function<QByteArray(std::uint64_t)> &load)
+    void walk(const std::string &node, const std::function<QByteArray(std::uint64_t)> &load)
     {
         bench.open(-1);
         const int row = bench.rowof(node);
@@ -80,11 +79,12 @@ protected:
         ASSERT_TRUE(bench.click(WizardBench::next));
         const QStringList messages = bench.dialogs.messages();
         ASSERT_EQ(bench.current(), bench.wizard->lastpageid) << messages.join("; ").toStdString();
-        EXPECT_TRUE(messages.size() == 1 && messages[0].startsWith("Scan completed."));
+        EXPECT_TRUE(messages.join("; ").startsWith("Scan completed."));
+        EXPECT_EQ(messages.size(), 1);
         EXPECT_EQ(bench.unnamed(), QStringList());
-        EXPECT_EQ(bench.lastpage()->reportedit->toPlainText().count('\n'), mbr == 0 ? 6 : 7);
+        EXPECT_EQ(bench.lastpage()->reportedit->toPlainText().count('\n'), 6);
 
-        EXPECT_EQ(load(mbr).replace(0x1B8, 4, QByteArray(4, '\0')),
+        EXPECT_EQ(load(0).replace(0x1B8, 4, QByteArray(4, '\0')),
                   table("0000010207fe3f30827d00006f850b00"
                         "0000013407fe3f6234bf0c006f850b00"
                         "0000016607fe3f80e60019005b9e0600"
@@ -92,24 +92,11 @@ protected:
         EXPECT_EQ(load(132 * cylinder), table("0001018407fe3fc63f000000446c1000"
                                               "000001ca0ffe7f02c6281100f9f80d00"));
         EXPECT_EQ(load(202 * cylinder), table("000101ca07fe7f023f000000baf80d00"));
-        EXPECT_EQ(load(record),
+        EXPECT_EQ(load(1),
                   QByteArray::fromHex("d9dc65411f1b430605010000c000000000007000000000001c0000007000"
                                       "00000000000001c00000000000001800")
                       .leftJustified(512, '\0'));
     }
-    /// The same on a simulated disk.
-    void simulate(std::uint64_t mbr, std::uint64_t record)
-    {
-        simulated->geometry.reset();
-        for (const std::uint64_t segment : damagedsegments)
-            simulated->faults->unreadable.add(damagedsector(segment));
-        walk("sim0", mbr, record, [this](std::uint64_t number) {
-            QByteArray sector(512, 'x');
-            EXPECT_TRUE(simulated->store->load(number * 512, sector.data(), 512));
-            return sector;
-        });
-    }
-
     WizardBench bench;
     std::shared_ptr<platform::RecordedDisk> simulated = bench.adddisk(65536, 8, 8);
 };
@@ -119,7 +106,14 @@ protected:
 TEST_F(WholeRun, OnASimulatedDiskByKeyboardAlone)
 {
     bench.bykeyboard = true;
-    simulate(0, 1);
+    simulated->geometry.reset();
+    for (const std::uint64_t segment : damagedsegments)
+        simulated->faults->unreadable.add(damagedsector(segment));
+    walk("sim0", [this](std::uint64_t number) {
+        QByteArray sector(512, 'x');
+        EXPECT_TRUE(simulated->store->load(number * 512, sector.data(), 512));
+        return sector;
+    });
     // the search for two good sectors tested both, the commit wrote record, table and chain
     EXPECT_EQ(simulated->recording->count(platform::Operation::Kind::write), 6U);
 }
@@ -129,9 +123,7 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     std::string why;
     if (!LoopDisk::available(why))
         GTEST_SKIP() << why;
-    LoopDisk::Options options;
-    options.bytes = 2147483648;
-    options.name = "wholerun";
+    LoopDisk::Options options{.bytes = 2147483648, .name = "wholerun"};
     for (const std::uint64_t segment : damagedsegments)
         options.badread.push_back({damagedsector(segment), damagedsector(segment)});
     options.badwrite = options.badread;
@@ -151,30 +143,17 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
                disk.medium(202 * cylinder * 512, 512) + disk.medium(40000 * 512, 512);
     };
     const std::string old = start();
-    ASSERT_NO_FATAL_FAILURE(walk(disk.node, 0, 1, [&disk](std::uint64_t number) {
+    ASSERT_NO_FATAL_FAILURE(walk(disk.node, [&disk](std::uint64_t number) {
         return QByteArray::fromStdString(disk.medium(number * 512, 512));
     }));
 
-    // What others read in it: start, end and length of each partition, in sectors, and its type.
-    const QString node = QString::fromStdString(disk.node);
-    const QStringList partitions[] = {
-        {"32130", "787184", "755055", "7"},     {"835380", "1590434", "755055", "7"},
-        {"1638630", "2072384", "433755", "7"},  {"2120580", "4160834", "2040255", "f"},
-        {"2120643", "3196934", "1076292", "7"}, {"3245193", "4160834", "915642", "7"}};
-    const struct {
-        QString command, row;
-    } readers[] = {{"sfdisk --json ", "\"start\": %1, \"size\": %3, \"type\": \"%4\""},
-                   {"fdisk -l -o Start,End,Sectors,Id ", " %1 %2 %3 %4 "},
-                   {"parted -sm " + node + " unit s print #", ":%1s:%2s:%3s:"}};
-    for (const auto &reader : readers) {
-        const QString printed = run(reader.command + node).simplified() + " ";
-        for (const QStringList &partition : partitions) {
-            QString row = reader.row;
-            for (int column = 0; column < 4; column++)
-                row.replace(QString("%%1").arg(column + 1), partition[column]);
-            EXPECT_EQ(printed.count(row), 1) << (row + " in " + printed).toStdString();
-        }
-    }
+    // What others read in it.
+    const QByteArray read = run("sfdisk --dump " + target).simplified();
+    for (const char *partition :
+         {"1 : start= 32130, size= 755055, type=7", "2 : start= 835380, size= 755055, type=7",
+          "3 : start= 1638630, size= 433755, type=7", "4 : start= 2120580, size= 2040255, type=f",
+          "5 : start= 2120643, size= 1076292, type=7", "6 : start= 3245193, size= 915642, type=7"})
+        EXPECT_TRUE(read.contains(partition)) << partition << read.toStdString();
 
     // The way back: by the program, and by the tools that the file's header names.
     const QStringList kept = QDir().entryList({QString(bench.scanpage()->filename) + ".tables-*"});
@@ -182,11 +161,7 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     EXPECT_NE(start(), old);
     ASSERT_TRUE(bench.click(WizardBench::back, WizardBench::back, WizardBench::back));
     bench.dialogs.consent = true;
-    QAbstractButton *row = bench.selectpage()->diskgroup->button(bench.rowof(disk.node));
-    emit row->customContextMenuRequested({});
-    row->findChild<QMenu *>()->actions().at(0)->trigger();
-    QCoreApplication::processEvents();
-    EXPECT_TRUE(bench.dialogs.messages().last().contains("are on the disk again."));
+    EXPECT_TRUE(bench.restore().contains("are on the disk again."));
     EXPECT_EQ(start(), old);
     EXPECT_EQ(run("sfdisk --dump " + target), oldtable);
     run("dd if=/dev/urandom of=" + target + " bs=512 count=126 conv=fsync");
