@@ -2,6 +2,7 @@
 #include "scan/badblocks.h"
 #include "scan/mapfile.h"
 #include "scan/surfaceview.h"
+#include "tests/scan/marks.h"
 #include "tests/support/loopdisk.h"
 #include "tests/support/wizardbench.h"
 #include "views/surfacemap.h"
@@ -25,14 +26,6 @@ std::vector<SurfaceCell> cellsof(const char *letters)
     for (std::uint64_t i = 0; letters[i] != 0; ++i)
         cells.push_back({i, i, SurfaceCell::State(std::strchr("?.sBm", letters[i]) - "?.sBm")});
     return cells;
-}
-
-std::string marksof(const std::vector<SEG> &segs)
-{
-    std::string marks;
-    for (const SEG &seg : segs)
-        marks += seg.isbad ? 'B' : '.';
-    return marks;
 }
 
 // The marks that a map leaves on the plan, or why it is refused. A block size of 0: a mapfile.
@@ -93,10 +86,11 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
     const std::string told = outputof("ddrescuelog -t - <<'END'\n" + map + "END");
     for (const char *line : {"non-tried:     2048 B,  in      2", "bad-sector:     4608 B,  in   "})
         EXPECT_TRUE(told.empty() || told.find(line) != std::string::npos) << told;
-    const auto bad = bytesof(cellsof("smBBm..?.B"), geometry, {SurfaceCell::State::bad});
-    for (const auto &[blocksize, expected] : {std::pair{512U, "6\n7\n8\n9\n10\n11\n27\n28\n29\n"},
-                                              {1024U, "3\n4\n5\n13\n14\n"},
-                                              {4096U, "0\n1\n3\n"}}) {
+    const auto bad = bytesof(cellsof("s.BBmB.?.B"), geometry, {SurfaceCell::State::bad});
+    for (const auto &[blocksize, expected] :
+         {std::pair{512U, "6\n7\n8\n9\n10\n11\n15\n16\n17\n27\n28\n29\n"},
+          {1024U, "3\n4\n5\n7\n8\n13\n14\n"},
+          {4096U, "0\n1\n2\n3\n"}}) {
         std::string text;
         writebadblocks(bad, blocksize, [&text](auto piece) { return !(text += piece).empty(); });
         EXPECT_EQ(text, expected);
@@ -116,42 +110,41 @@ TEST(TakeAlong, FindsWhatOtherToolsFindOnARealDisk)
     const DiskHandle handle(disk.node.c_str());
     MapTarget target{withfactors({.totalbytes = 9'999'872}, 512, 63, 16), {}, 9'999'872};
     target.plan = makeplan(target.geometry);
-    std::vector<SEG> own = target.plan;
-    for (SEG &seg : own)
-        seg.isbad = readrange(handle.get(), seg.firstsector(1008), seg.lastsector(1008), 512) ==
-                    Reading::bad;
-    EXPECT_EQ(marksof(own), ".B........B........");
+    std::string own;
+    for (const SEG &seg : target.plan)
+        own += readrange(handle.get(), seg.firstsector(1008), seg.lastsector(1008), 512) ==
+                       Reading::bad
+                   ? 'B'
+                   : '.';
+    EXPECT_EQ(own, ".B........B........");
     const std::string rescued = outputof("ddrescue -qfd " + disk.node + " /dev/null m && cat m");
-    EXPECT_EQ(read(target, 0, rescued), marksof(own));
+    EXPECT_EQ(read(target, 0, rescued), own);
     for (const std::uint32_t size : {512, 1024, 4096})
         EXPECT_EQ(
             read(target, size, outputof("badblocks -b" + std::to_string(size) + " " + disk.node)),
-            marksof(own));
+            own);
 }
 
 TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
 {
     // Twenty segments of 1 GB; former marks of as many, or else of cylinders with 2 GB.
-    const struct {
-        const char *now, *former, *expected;
-    } cases[] = {{"B?..................", "", ""},
-                 {"...................s", "", "0 segments bad, 1 slow. Nothing is lost."},
-                 {"mBm.................", "",
-                  "1 segment bad, 0 slow. Lost: 1.0 GB to damage, 2.0 GB to the margin."},
-                 {"mBm.................", "....................",
-                  " 1 bad segment more than on 2026-11-01. Do not use this disk: its damage grew "
-                  "by more than half."},
-                 {"mBm.................", "BBB.................",
-                  " No more bad segments than on 2026-11-01."},
-                 {"B...................", ".BB.................",
-                  " 1 bad segment fewer than on 2026-11-01."},
-                 {"B.B.................", "BB..................",
-                  " Do not use this disk: a tenth of it is bad."},
-                 {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."}};
+    const std::tuple<const char *, const char *, const char *> cases[] = {
+        {"B?..................", "", ""},
+        {"...................s", "", "0 segments bad, 1 slow. Nothing is lost."},
+        {"mBm.................", "",
+         "1 segment bad, 0 slow. Lost: 1.0 GB to damage, 2.0 GB to the margin."},
+        {"mBm.................", "....................",
+         " 1 bad segment more than on 2026-11-01. Do not use this disk: its damage grew by more "
+         "than half."},
+        {"mBm.................", "BBB.................",
+         " No more bad segments than on 2026-11-01."},
+        {"B...................", ".BB.................",
+         " 1 bad segment fewer than on 2026-11-01."},
+        {"B.B.................", "BB..................",
+         " Do not use this disk: a tenth of it is bad."},
+        {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."}};
     for (const auto &[now, former, expected] : cases) {
-        FormerResult before{{.bytespercyl = 2'000'000'000}, {}, {2026, 11, 1}};
-        for (std::uint64_t i = 0; former[i] != 0; ++i)
-            before.segs.push_back({i, i, former[i] == 'B'});
+        FormerResult before{{.bytespercyl = 2'000'000'000}, marked(former), {2026, 11, 1}};
         if (before.segs.size() == 20)
             before.geometry.bytespercyl /= 2;
         const QString found = verdict(cellsof(now), {.bytespercyl = 1'000'000'000}, before);
@@ -173,6 +166,7 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
         auto *dialog = qobject_cast<QFileDialog *>(widget);
         if (dialog == nullptr)
             return false;
+        dialog->setOption(QFileDialog::DontConfirmOverwrite);
         dialog->findChild<QLineEdit *>()->setText(typed);
         static_cast<QDialog *>(dialog)->accept();
         return true;
@@ -182,23 +176,22 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
         bench.dialogs.answers = {blocksize};
         emit bench.scanpage()->surfaceview->map->customContextMenuRequested({5, 5});
         auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
-        if (menu == nullptr)
-            return std::string("no menu");
-        const QList<QAction *> actions = menu->actions();
         menu->close();
-        actions[entry]->trigger(); // nothing if it is disabled
+        menu->actions()[entry]->trigger(); // nothing if it is disabled
         QCoreApplication::processEvents();
-        const QString told = bench.dialogs.messages().join("; ");
+        const std::string told = bench.dialogs.messages().join("; ").toStdString();
         bench.dialogs.takeseen();
-        return told.toStdString() + ' ' + marksof(bench.scanpage()->result().plan) + ' ' +
+        return told + ' ' + marksof(bench.scanpage()->result().plan) + ' ' +
                marksof(readscanfile("disk0").segs) +
-               (bench.current() == bench.wizard->partitionpageid ? " planner" : "");
+               (bench.current() == bench.wizard->partitionpageid ? " planner"
+                : bench.offered(WizardBench::prev)               ? " prev"
+                                                                 : "");
     };
     choose(0, 0);
     EXPECT_FALSE(QFile::exists("along.txt"));
     ASSERT_TRUE(bench.runscan() && bench.click(WizardBench::back));
     bench.dialogs.takeseen();
-    const std::string scanned = "....BBB............. .....B..............";
+    const std::string scanned = "....BBB............. .....B.............. prev";
     QByteArray list;
     for (int block = 250; block < 300; ++block)
         list += QByteArray::number(block) + '\n';
@@ -213,27 +206,35 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
         EXPECT_EQ(choose(0, 0), " " + scanned);
         EXPECT_TRUE(filecontent(name).contains(content)) << filecontent(name).toStdString();
     }
+    EXPECT_TRUE(QFile::remove("along.txt") && QFile::link("disk0", "along.txt"));
+    typed = "along.txt";
+    EXPECT_TRUE(choose(0, 0).starts_with("Can not write the report.\n"));
     const QByteArray mapfile = filecontent("along.map");
-    const struct {
-        QByteArray map;
-        int blocksize;
-        std::uint64_t unreadable; ///< a sector that fails from then on
-        std::string messages, after;
-    } loads[] = {
-        {"hello", 0, 277, "The map ", scanned},
-        {"1000\n", 0, 277, "The map ", scanned},
-        {mapfile, 0, 0, "Rough disk scan finds different bad", scanned},
-        {mapfile, 0, 277, " ....BBB", "....BBB............. .....B.............. planner"},
-        {"225\n", 1, 277, " ........BBB", "........BBB......... .........B.......... planner"},
-        {"225\n", 1, 11 * 50, "segs[", "........BBB.BB...... ........BBB.BB...... planner"}};
+    // A map, its blocks' length, the sectors that fail from then on, the messages, and the outcome.
+    const std::tuple<QByteArray, int, std::vector<std::uint64_t>, const char *, std::string>
+        loads[] = {
+            {"hello", 0, {277}, "The map ", scanned},
+            {"1000\n", 0, {277}, "The map ", scanned},
+            {mapfile, 0, {0}, "Rough disk scan finds different bad", scanned},
+            {"225\n", 1, {0, 550}, "segs[", scanned},
+            {mapfile, 0, {277}, " ....BBB", "....BBB............. .....B.............. planner"},
+            {"225\n",
+             1,
+             {277},
+             " ........BBB",
+             "........BBB......... .........B.......... planner"},
+            {"225\n", 1, {550}, "segs[", "........BBB.BB...... ........BBB.BB...... planner"}};
     for (const auto &[map, blocksize, unreadable, messages, after] : loads) {
         QFile file(typed = "along");
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly) && file.write(map) == map.size());
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(map);
         file.close();
         disk->faults->unreadable.clear();
-        disk->faults->unreadable.add(unreadable);
+        for (const std::uint64_t sector : unreadable)
+            disk->faults->unreadable.add(sector);
         const std::string found = choose(1, blocksize);
-        EXPECT_TRUE(found.starts_with(messages) && found.ends_with(after)) << found;
+        EXPECT_TRUE(found.starts_with(messages)) << found;
+        EXPECT_TRUE(found.ends_with(after)) << found;
         EXPECT_EQ(QFile::exists("disk0.previous"), found.ends_with("planner"));
         EXPECT_TRUE(!found.ends_with("planner") || bench.click(WizardBench::back));
     }

@@ -121,37 +121,30 @@ TEST_F(Diagram, MenuStandsForTheSelection)
             return;
         count++;
         position = menu->pos();
-        QAction *chosen = menu->actions().value(choice);
         menu->close();
-        if (chosen)
-            chosen->trigger();
+        if (choice >= 0)
+            menu->actions().at(choice)->trigger();
     });
     watch.start(0);
-    const auto rightclick = [this](QPoint pos) {
+    // Selects blocks and clicks on one: what is selected then, and how many menus there were.
+    const auto rightclick = [&](const char *places, QPoint pos) {
+        select(places);
         QTest::mouseClick(page.windowHandle(), Qt::RightButton, {},
                           view->viewport()->mapTo(&page, pos));
+        return selected() + " " + std::to_string(count);
     };
-    rightclick({2, 2}); // where no block lies
-    EXPECT_EQ(count, 0);
+    EXPECT_EQ(rightclick("", {2, 2}), " 0"); // where no block lies
     // A right click takes the block under the mouse, or joins it to several selected ones.
-    select("0");
-    rightclick(centre(2));
-    EXPECT_EQ(selected(), "2");
-    EXPECT_EQ(count, 1);
-    select("24");
-    rightclick(centre(4));
-    EXPECT_EQ(selected(), "24");
-    EXPECT_EQ(count, 2);
+    EXPECT_EQ(rightclick("0", centre(2)), "2 1");
+    EXPECT_EQ(rightclick("24", centre(4)), "24 2");
     // The first block on the disk decides, whichever was selected first.
-    select("41");
-    rightclick(centre(4));
-    rightclick(centre(5));
-    EXPECT_EQ(count, 2);
+    EXPECT_EQ(rightclick("41", centre(4)), "14 2");
+    EXPECT_EQ(rightclick("41", centre(5)), "145 2");
 
     // By keyboard, at the block, once.
     const auto menukey = [this] {
-        const QPoint pos = view->rect().center();
-        QContextMenuEvent event(QContextMenuEvent::Keyboard, pos, view->mapToGlobal(pos));
+        QContextMenuEvent event(QContextMenuEvent::Keyboard, {9, 9},
+                                view->mapToGlobal(QPoint(9, 9)));
         QApplication::sendEvent(view, &event);
     };
     view->setFocus();
@@ -159,7 +152,6 @@ TEST_F(Diagram, MenuStandsForTheSelection)
     choice = 0;
     menukey();
     EXPECT_EQ(position, view->viewport()->mapToGlobal(centre(0)));
-    EXPECT_EQ(count, 3);
     EXPECT_EQ(block(0)->kind, 'p');
     EXPECT_EQ(selected(), "0");
     press("e6");
@@ -196,8 +188,7 @@ TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
         EXPECT_EQ(list->indexOfChild(entry), i);
         EXPECT_EQ(entry->state().selected, i == 4);
         EXPECT_EQ(entry->state().focused, i == 4);
-        const QPoint middle = view->viewport()->mapToGlobal(centre(i));
-        EXPECT_TRUE(entry->rect().contains(middle)) << i;
+        EXPECT_TRUE(entry->rect().contains(view->viewport()->mapToGlobal(centre(i)))) << i;
     }
     EXPECT_EQ(list->child(7), nullptr);
     EXPECT_EQ(list->focusChild(), list->child(4));
@@ -206,7 +197,6 @@ TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
     QAccessibleInterface *last = list->child(6);
     page.clearmodelview();
     EXPECT_EQ(list->childCount(), 0);
-    EXPECT_FALSE(last->isValid());
     EXPECT_TRUE(last->state().invalid);
     EXPECT_TRUE(last->rect().isNull());
     EXPECT_EQ(last->text(QAccessible::Name), "");

@@ -13,9 +13,12 @@ TEST(SurfaceLayout, HoldsEveryCellAtAnySize)
         for (const QSize size : {QSize(560, 36), {560, 120}, {40, 900}, {3800, 1400}}) {
             const QRect area({3, 5}, size);
             const SurfaceGrid grid = surfacegrid(count, area, 90);
-            for (int i = 0; i < count; ++i)
-                ASSERT_TRUE(area.contains(grid.rect(i)) && grid.at(grid.rect(i).center()) == i);
-            EXPECT_TRUE(grid.at(grid.rect(count).topLeft()) == -1 && grid.at({2, 5}) == -1);
+            for (int i = 0; i < count; ++i) {
+                ASSERT_TRUE(area.contains(grid.rect(i)));
+                ASSERT_EQ(grid.at(grid.rect(i).center()), i);
+            }
+            for (const QPoint beside : {grid.rect(count).topLeft(), {2, 5}, {area.right() + 1, 5}})
+                EXPECT_EQ(grid.at(beside), -1);
             const SurfaceParts parts = surfaceparts(size, {count, 15, 1, 34, 17});
             EXPECT_LT(parts.cells.bottom(), parts.status.top());
             EXPECT_EQ(parts.curve.height() > 0, size.height() > 36);
@@ -66,7 +69,8 @@ TEST_F(SurfaceMapTest, PaintsAtMostTwentyTimesASecond)
         map.setcell(i, {550, 599, SurfaceCell::State::working, -1, -1});
         QApplication::processEvents();
     }
-    EXPECT_TRUE(paints > 1 && paints <= clock.elapsed() / 50 + 1) << paints;
+    EXPECT_GT(paints, 1);
+    EXPECT_LE(paints, clock.elapsed() / 50 + 1);
     // the last change shows too, and the line is about the cell in work, whatever has the focus
     map.setcells(std::vector<SurfaceCell>(480));
     map.setcell(6, {300, 349, SurfaceCell::State::working, -1, -1});
@@ -97,8 +101,10 @@ TEST_F(SurfaceMapTest, KeysAndPointerReachEveryCell)
     QTest::keyClick(grid, Qt::Key_F10, Qt::ShiftModifier);
     const auto middle = [this](int i) { return grid->mapTo(&map, grid->cellrect(i).center()); };
     QTest::mouseClick(map.windowHandle(), Qt::RightButton, {}, middle(11));
-    ASSERT_TRUE(menus.size() == 2 && map.currentcell() == 11);
-    EXPECT_TRUE(menus[0][0] == middle(479) && menus[1][0] == middle(11));
+    ASSERT_EQ(menus.size(), 2);
+    EXPECT_EQ(map.currentcell(), 11);
+    EXPECT_EQ(menus[0][0], middle(479));
+    EXPECT_EQ(menus[1][0], middle(11));
     EXPECT_TRUE(shows("segment 12 of 480, bad, slowest read 2900 ms, 4.5 GB to 4.9 GB, cylinders "
                       "550 to 599, sectors 8835750 to 9638999"));
     QTest::mouseMove(map.windowHandle(), middle(3));
@@ -115,8 +121,11 @@ TEST_F(SurfaceMapTest, SpeaksItsCells)
     QAccessibleInterface *cell = list->child(1);
     EXPECT_EQ(cell->text(QAccessible::Name),
               "segment 2, 0.4 GB to 0.8 GB, good, slowest read 35 ms");
-    EXPECT_TRUE(list->focusChild() == cell && list->indexOfChild(cell) == 1);
+    EXPECT_EQ(list->focusChild(), cell);
+    EXPECT_EQ(list->indexOfChild(cell), 1);
     EXPECT_EQ(list->childAt(cell->rect().center().x(), cell->rect().center().y()), cell);
     map.setcells({});
-    EXPECT_TRUE(list->childCount() == 0 && cell->state().invalid && !map.grab().isNull());
+    EXPECT_EQ(list->childCount(), 0);
+    EXPECT_TRUE(cell->state().invalid);
+    EXPECT_FALSE(map.grab().isNull());
 }
