@@ -132,12 +132,13 @@ private:
                         static_cast<std::uint32_t>(getlittle(table + 0x1B8, 4)), {segs, count});
         // read behind the session's back
         platform::Recording &recording = *disk->recording;
-        const platform::Recording kept = recording;
+        const auto operations = recording.operations;
+        const Disturbance how = std::exchange(recording.disturbance, Disturbance::none);
         const auto vanishes = std::exchange(disk->faults->vanishafter, std::nullopt);
-        recording.disturbance = Disturbance::none;
         for (const SectorImage &image : tables.readback(DiskHandle(disk->path.c_str()).get()))
             EXPECT_TRUE(report.contains(QString("sector %1 is not on the disk").arg(image.sector)));
-        recording = kept;
+        recording.operations = operations;
+        recording.disturbance = how;
         disk->faults->vanishafter = vanishes;
         return true;
     }
