@@ -65,6 +65,7 @@ private:
     std::unique_lock<std::mutex> use()
     {
         std::unique_lock hold(busy, std::try_to_lock);
+        ++recording->begun;
         recording->clashes += hold ? 0 : 1;
         return hold;
     }

@@ -25,8 +25,8 @@ struct Operation {
 /// The operations on one disk, over all its handles. Opens that failed are not in it.
 struct Recording {
     std::vector<Operation> operations;
-    /// How often a handle was used while another operation on it was not over.
-    std::atomic<int> clashes = 0;
+    /// Operations begun, and those that a handle got while another one on it was not over.
+    std::atomic<int> begun = 0, clashes = 0;
 
     /// What happens to the operation of number `victim`: nothing, it fails, or it moves half its
     /// bytes and succeeds; a write stores only whole sectors of 512 bytes.
