@@ -59,8 +59,9 @@ Commit::Commit(const geom &disk, std::vector<SEG> raw, std::vector<PART> plan, b
         std::find_if(segs.begin(), segs.end(), [](const SEG &seg) { return seg.isbad == 0; });
     if (good != segs.end())
         fallback = good->firstsector(geometry.sectorspercyl);
+    const std::uint64_t arrayunit = gptarraysectors(geometry.bytespersector);
     if (guidtable && fallback != nosector)
-        fallback = (fallback + unitsectors - 1) / unitsectors * unitsectors;
+        fallback = (fallback + arrayunit - 1) / arrayunit * arrayunit;
     searching = search || good != segs.begin();
 }
 
@@ -162,6 +163,10 @@ QString Commit::prepare(void *handle, const DISKINFO &disk)
     }
     if (gone)
         return gonetext;
+    for (const std::uint64_t sector : {0, 1}) { // the search would overwrite the other one
+        if (guidtable && searching && !before.sectors.contains(sector))
+            return QString(guidneedstext).arg(sector);
+    }
     if (!fits)
         return fault;
     before.keepchain(handle);
@@ -181,9 +186,11 @@ void Commit::findstaleheaders(void *handle)
     }
 }
 
-// Sectors 0 and 1 must take what is written to them. The entries go to the first run of sectors
-// that do, in whole units or in their usual place, or else to the first good segment; the scan
-// record to the first such sector behind them.
+// Sectors 0 and 1, which could be read, must take what is written to them. The entries go to the
+// first run of sectors that do, or else to the first good segment; the scan record to the first
+// such sector behind them. The run is one aligned block of the entries' length, or reaches from
+// their usual place to the end of such a block: a system that reads ahead may take blocks of that
+// length for one, and lose a block to one bad sector.
 QString Commit::searchguidtable(void *handle)
 {
     chosen = entriesat(2);
@@ -196,8 +203,6 @@ QString Commit::searchguidtable(void *handle)
     for (const std::uint64_t sector : candidates) {
         if (chosen.scanrecord != nosector)
             break;
-        if (next < 2 && sector != next)
-            return QString(guidneedstext).arg(next) + searchedtext;
         if (sector != std::exchange(next, sector + 1))
             run = 0;
         const bool good = readtestonesector(handle, sector, bytes) == 0 &&
@@ -211,12 +216,10 @@ QString Commit::searchguidtable(void *handle)
             chosen.scanrecord = sector;
         } else {
             run = good ? run + 1 : 0;
-            if (run >= length && (sector + 1) % unitsectors == 0)
+            if (run >= length && (sector + 1) % length == 0)
                 chosen.array = run + 1 == sector ? 2 : sector + 1 - length;
         }
     }
-    if (searching && next < 2)
-        return QString(guidneedstext).arg(next) + searchedtext;
     if (chosen.array == nosector && fallback < searchlimit)
         return QString(noplacetext) + searchedtext;
     if (chosen.array == nosector)
