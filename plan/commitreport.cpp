@@ -27,7 +27,8 @@ QString lostguidlines(const std::vector<SectorImage> &missing)
                  : "Systems may use its copy at the disk's end. Go Back and write again.\n");
     else if (lost(ImageKind::gptbackup))
         lines += "The copy of the partition table at the disk's end is not on the disk as written. "
-                 "The partitions can be used, but tools will report the missing copy.\n";
+                 "The partitions can be used, but tools may report the missing copy or refuse the "
+                 "disk.\n";
     if (lost(ImageKind::mbr))
         lines += "The protective partition table in sector 0 is not on the disk as written: "
                  "systems may not find the partitions.\n";
@@ -82,7 +83,7 @@ QString neighbourlines(const std::vector<std::uint64_t> &sectors, bool copy)
                 "partitions.\n";
     if (copy)
         lines += "Bad sectors stand next to the copy of the partition table at the disk's end: "
-                 "tools may report it as missing.\n";
+                 "tools may report it as missing or refuse the disk.\n";
     return lines;
 }
 
