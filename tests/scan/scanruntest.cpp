@@ -232,9 +232,11 @@ TEST_F(ScanRun, AFileIsResumedReusedOrRefusedWithWordsByItsLength)
         EXPECT_EQ(page()->diskgeom, found);
     }
     // A refused resume does not change the file, also if it ends in part of a record.
-    play({{"again cut=100 denied p", "NODISK waiting prev .? ......."}});
+    after("again cut=100 denied");
+    page()->segs[6].isbad = 1;
+    play({{"p", "NODISK waiting prev .? ......B"}});
     EXPECT_EQ(QFile("disk0").size(), 100);
-    play({{"file= p", "NOFILE waiting prev none ......."}});
+    play({{"file= p", "NOFILE waiting prev none ......B"}});
     // The geometry of a file replaces the disk's own.
     const geom stored = withfactors(found, 512, 25, 1);
     List segs = makeplan(stored);

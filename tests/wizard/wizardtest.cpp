@@ -139,8 +139,11 @@ TEST_F(Wizard, ThePagesHandTheNextButtonOn)
         EXPECT_EQ(stands(bench.click(back)), "1 BSpNC");
         EXPECT_EQ(stands(bench.click(back)), "0 bNC");
     }
+    // no key that comes too soon ticks the test that destroys all data
+    EXPECT_TRUE(bench.click(next));
+    EXPECT_EQ(bench.wizard->focusWidget(), bench.wizard->button(next));
     // Next starts a run and does not advance; a run locks every button.
-    EXPECT_EQ(stands(bench.click(next, next)), "1 bspnc");
+    EXPECT_EQ(stands(bench.click(next)), "1 bspnc");
     // with a record in the file, there is something to go on from
     EXPECT_TRUE(bench.wait([this] { return bench.scanpage()->curseg > 0; }));
     bench.abortscan();
