@@ -83,8 +83,9 @@ bool replacescanfile(const std::string &name, const geom &geometry, const std::v
     add(encodescanheader(geometry, checksum));
     for (const SEG &seg : segs)
         add(encodeseg(seg));
-    QSaveFile file(filename);
-    if (file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.commit())
+    QSaveFile file(filename); // its commit overlooks what only the flush finds, such as a full disk
+    if (file.open(QIODevice::WriteOnly) && file.write(image) == image.size() && file.flush() &&
+        file.commit())
         return true;
     if (why != nullptr)
         *why = file.errorString();

@@ -185,7 +185,9 @@ void DiskScanPage::writereport(const QString &name,
             QSaveFile file(name);
             const bool written =
                 file.open(QIODevice::WriteOnly) && write(file, job) && !job.cancelled();
-            return (written && file.commit()) || job.cancelled() ? QString() : file.errorString();
+            return (written && file.flush() && file.commit()) || job.cancelled()
+                       ? QString()
+                       : file.errorString();
         });
     }
     if (!why.isEmpty() && phase != Phase::closed)

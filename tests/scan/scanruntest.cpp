@@ -284,9 +284,10 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
     const std::tuple<rlim_t, const char *, const char *> cases[] = {
         {30, "nw", "NOFILE waiting damaged ........."},
         {56 + 24 + 5, "na", "FULL waiting . ........."},
-        {56 + 24 + 5, "nw", "FULL planner . ........."},
+        // The boundaries' check has the file replaced: it stays as it was.
+        {56 + 24 + 5, "bad=100 bad=150 nw", "FULL segs[5],0 planner . .BBB.B..."},
         // A finished run leaves Skip scan locked, and an incomplete file is not offered.
-        {before.rlim_cur, "b", "locked . ........."}};
+        {before.rlim_cur, "b", "locked . .BBB.B..."}};
     for (const auto &[bytes, script, expected] : cases) {
         const rlimit limit = {bytes, before.rlim_max};
         EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
