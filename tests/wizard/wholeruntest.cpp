@@ -71,6 +71,8 @@ protected:
         ASSERT_TRUE(bench.click(WizardBench::next) && bench.waitrun(280'000));
         ASSERT_EQ(bench.current(), bench.wizard->partitionpageid);
         EXPECT_EQ(bench.unnamed(), QStringList());
+        // no closed dialog is left for screen readers
+        EXPECT_EQ(QAccessible::queryAccessibleInterface(qApp)->childCount(), 1);
         EXPECT_EQ(bench.scanpage()->intsegs, stretches);
         EXPECT_EQ(filecontent(bench.scanpage()->filename), expectedfile());
         QComboBox *strategies = bench.planner()->strategybox;
