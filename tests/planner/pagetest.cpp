@@ -111,7 +111,8 @@ TEST(PlannerPage, NoteFollowsThePlan)
     const auto remarks = [&note](const char *plan = nullptr) {
         return note(plan).section("margins.", 1).remove(" Note: ");
     };
-    const QString figures = "4 partitions on 4.0 of 5.0 GB; 0.0 GB lost to damage, 1.0 GB to margins.";
+    const QString figures =
+        "4 partitions on 4.0 of 5.0 GB; 0.0 GB lost to damage, 1.0 GB to margins.";
     EXPECT_EQ(note("p0-9 l10-19 l20-29 p30-39 b40-49"), figures);
     page.onstrategychanged(0);
     EXPECT_EQ(note(), "Next would create this: " + figures);
