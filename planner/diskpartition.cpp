@@ -288,7 +288,8 @@ bool DiskPartition::eventFilter(QObject *watched, QEvent *event)
         // a notch of the wheel would throw the plan away; the open list scrolls by itself
         event->ignore();
         return true;
-    } else if (event->type() == QEvent::KeyPress) {
+    }
+    if (event->type() == QEvent::KeyPress) {
         const int key = static_cast<QKeyEvent *>(event)->key();
         // an editor in the list has had the key by now
         if (key == Qt::Key_Return || key == Qt::Key_Enter)
