@@ -23,6 +23,7 @@
 #include <QPixmap>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTimer>
 #include <QUndoStack>
 #include <QVBoxLayout>
@@ -38,6 +39,8 @@ constexpr int mindiagramheight = 80;
 constexpr int mintreeheight = 90;
 constexpr int rulerheight = 14;
 constexpr int rowspacing = 6; // a style's own grows with the font
+constexpr int sidemargin = 11;
+constexpr int windowframe = 4; // the left and right edge
 
 constexpr int swatchsize = 15; // pixels
 
@@ -90,10 +93,7 @@ DiskPartition::DiskPartition(QWidget *parent) : QWizardPage(parent)
     listlabel = new QLabel(tr("Partition list:"));
     pagelayout = new QVBoxLayout(this);
     pagelayout->setSpacing(rowspacing);
-    QMargins margins = pagelayout->contentsMargins();
-    margins.setTop(rowspacing);
-    margins.setBottom(rowspacing);
-    pagelayout->setContentsMargins(margins);
+    pagelayout->setContentsMargins(sidemargin, rowspacing, sidemargin, rowspacing);
     pagelayout->addWidget(new ScrolledText(infolabel));
     auto *line = new QLabel("<hr bold>");
     line->setMaximumHeight(rulerheight);
@@ -178,7 +178,7 @@ void DiskPartition::maketree()
     treeview->setUniformRowHeights(true);
     treeview->header()->setSectionResizeMode(QHeaderView::Stretch);
     treeview->header()->setStretchLastSection(false);
-    for (const int column : {namecolumn, activecolumn})
+    for (const int column : {namecolumn, typecolumn, activecolumn})
         treeview->header()->setSectionResizeMode(column, QHeaderView::Interactive);
     connect(treemodel, &QAbstractItemModel::rowsInserted, treeview,
             [this](const QModelIndex &parentindex) {
@@ -212,25 +212,37 @@ void DiskPartition::sizecolumns()
 {
     const QFontMetrics metrics = fontMetrics();
     QHeaderView *header = treeview->header();
+    const auto margins = [this](QStyle::PixelMetric margin) {
+        return 2 * (style()->pixelMetric(margin) + 2);
+    };
     // Qt's own hint is that of bold letters
     const auto needed = [&](int column) {
         const QString text =
             treemodel->headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
-        return metrics.horizontalAdvance(text + "M");
+        return metrics.horizontalAdvance(text) + margins(QStyle::PM_HeaderMargin);
     };
-    const int name = treeview->indentation() + metrics.horizontalAdvance("Primary PartitionM");
+    const auto widest = [&](std::initializer_list<const char *> texts) {
+        int width = 0;
+        for (const char *text : texts)
+            width = std::max(width, metrics.horizontalAdvance(text));
+        return width + margins(QStyle::PM_FocusFrameHMargin);
+    };
+    // the rows beside the branch, and the longest of the usual types
+    const int name = treeview->indentation() + widest({"Primary Partition", "Primary Extended"}),
+              type = std::max(widest({"Extended(BIG)"}), needed(typecolumn));
     int least = 0; // the default is that of the font's widest letters
-    for (const int column : {startcolumn, stopcolumn, sizecolumn, typecolumn})
+    for (const int column : {startcolumn, stopcolumn, sizecolumn})
         least = std::max(least, needed(column));
     header->setMinimumSectionSize(least);
     header->resizeSection(namecolumn, name);
+    header->resizeSection(typecolumn, type);
     header->resizeSection(activecolumn, needed(activecolumn));
     // all columns, where the screen has the room beside the list's buttons
-    const int whole = name + 4 * least + needed(activecolumn) +
+    const int whole = name + 3 * least + type + needed(activecolumn) +
                       treeview->verticalScrollBar()->sizeHint().width() +
                       2 * treeview->frameWidth();
     const int room = screen()->availableGeometry().width() - deletebutton->sizeHint().width() -
-                     2 * metrics.height();
+                     treelayout->spacing() - 2 * sidemargin - windowframe;
     treeview->setMinimumWidth(std::min(whole, room));
 }
 
