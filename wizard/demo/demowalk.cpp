@@ -1,6 +1,7 @@
 #include "wizard/demo/demowalk.h"
 
 #include "planner/diskpartition.h"
+#include "views/diskjob.h"
 #include "wizard/dpwizard.h"
 #include "wizard/selectdiskpage.h"
 
@@ -55,7 +56,8 @@ void DemoWalk::step()
     }
     const int pages[] = {wizard->selectdiskid, wizard->scanpageid, wizard->partitionpageid,
                          wizard->lastpageid};
-    if (wizard->currentId() != pages[stage])
+    // while a guard lives, a click would be dropped like a user's
+    if (wizard->currentId() != pages[stage] || InputGuard::active())
         return;
     // a click can run a nested event loop, in which the next step already belongs to the next page
     const int now = stage++;
