@@ -76,6 +76,7 @@ void DemoWalk::step()
     case 2: {
         auto *page = wizard->planner();
         page->strategybox->setCurrentIndex(strategy);
+        QApplication::processEvents(); // the note follows the plan
         picture("3-plan");
         next->click();
         break;
