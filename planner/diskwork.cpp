@@ -12,7 +12,6 @@
 
 #include <QAction>
 #include <QElapsedTimer>
-#include <QMessageBox>
 #include <QScopeGuard>
 
 #include <algorithm>
@@ -87,7 +86,7 @@ void DiskPartition::rescan()
         refuse(scan.stoptext(reading, why));
     if (endswork(reading) || failed.empty())
         return;
-    QMessageBox::information(this, "ok", "New bad sectors found!", QMessageBox::Ok);
+    plainbox(this, QMessageBox::Information, "ok", "New bad sectors found!");
     for (const int i : failed)
         foundbad.push_back({scan.segs[i].start, scan.segs[i].stop, 1});
     std::ranges::sort(foundbad, {}, &SEG::start);

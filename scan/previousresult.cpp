@@ -71,7 +71,7 @@ int DiskScanPage::checkboundaries(std::vector<SEG> &list, int report, Reading &s
         if (!holdback)
             writedatafile();
         if (report == 1 && phase != Phase::closed)
-            QMessageBox::information(this, "info", "Find new bad sectors.", QMessageBox::Ok);
+            plainbox(this, QMessageBox::Information, "info", "Find new bad sectors.");
     }
     return steps.moves();
 }

@@ -5,6 +5,7 @@
 #include "views/diskdetails.h"
 #include "views/diskjob.h"
 #include "views/indicators.h"
+#include "views/plainbox.h"
 #include "wizard/tablerestore.h"
 
 #include <QAbstractButton>
@@ -12,7 +13,6 @@
 #include <QGroupBox>
 #include <QIcon>
 #include <QLabel>
-#include <QMessageBox>
 #include <QRadioButton>
 #include <QScrollArea>
 #include <QVBoxLayout>
@@ -56,11 +56,10 @@ SelectDiskPage::SelectDiskPage(QWidget *parent) : QWizardPage(parent)
     diskgroup = new QButtonGroup(this);
     disklayout = new QVBoxLayout;
     if (alldisks.empty()) {
-        QMessageBox::warning(this, "error",
-                             "Can not detect any hard disk. \nPlease run quarn.exe as "
-                             "administrator(probably by right-clicking quarn.exe and selecting "
-                             "\"Run as Administrator\")",
-                             QMessageBox::Ok);
+        plainbox(this, QMessageBox::Warning, "error",
+                 "Can not detect any hard disk. \nPlease run quarn.exe as "
+                 "administrator(probably by right-clicking quarn.exe and selecting "
+                 "\"Run as Administrator\")");
     }
     for (std::size_t i = 0; i < alldisks.size(); ++i) {
         // The model comes from a device; an ampersand in it is no shortcut.
@@ -108,7 +107,7 @@ void SelectDiskPage::initializePage()
         icon.addFile(QString(":/icons/quarn-%1.png").arg(name));
     wizard()->setWindowIcon(icon);
     if (!platform::setwindowicon(wizard()->winId()))
-        QMessageBox::warning(this, "error", "can not get hInstance", QMessageBox::Ok);
+        plainbox(this, QMessageBox::Warning, "error", "can not get hInstance");
     readcontents();
 }
 
@@ -148,7 +147,7 @@ bool SelectDiskPage::validatePage()
         return false;
     if (selecteddisk >= 0)
         return true;
-    QMessageBox::warning(this, "error", "Please select a disk to proceed.", QMessageBox::Ok);
+    plainbox(this, QMessageBox::Warning, "error", "Please select a disk to proceed.");
     return false;
 }
 

@@ -1,17 +1,11 @@
-// Catches bytes of files and disks, and answers of devices, that the program takes for sound
-// although they are not. The program's name says which: fuzz_scanfile, fuzz_scanrecord,
-// fuzz_identity, fuzz_path, fuzz_answers or fuzz_maps.
-#include "core/bytes.h"
-#include "core/diskhandle.h"
-#include "platform/simulated/simulated.h"
+// Catches bytes of files and disks that the program takes for sound although they are not. The
+// program's name says which: fuzz_scanfile, fuzz_scanrecord or fuzz_maps.
 #include "scan/badblocks.h"
 #include "scan/mapfile.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <map>
 #include <utility>
 
@@ -64,63 +58,6 @@ void scanrecord(Bytes data)
     require(segs == again);
 }
 
-// The model in arbitrary identity words has no blank, fits its field, and is a plain file name.
-void identity(Bytes data)
-{
-    unsigned short words[256] = {};
-    std::memcpy(words, data.data(), std::min(data.size(), sizeof words));
-    const std::string model = getstring(words, 27, 46);
-    const std::string name = scanfilename(model.c_str());
-    require(model.size() <= 40 && model.find(' ') == std::string::npos);
-    require(!name.empty() && name.size() <= 81 && name != ".." && name != ".");
-    require(name.find_first_of("/\\:") == std::string::npos);
-    require(std::strlen(getstring(words, 0, 255)) <= 256);
-}
-
-// The model in an arbitrary device path is terminated and has no '&' or '#', and nothing behind the
-// path is read.
-void path(Bytes data)
-{
-    const std::string text(data.begin(), data.end());
-    char model[sizeof(DISKINFO::model)];
-    std::memset(model, '#', sizeof model);
-    getusbsnmodel(text.c_str(), model);
-    require(std::memchr(model, '\0', sizeof model) != nullptr);
-    require(std::strpbrk(model, "&#") == nullptr);
-    require(scanfilename(model).find('/') == std::string::npos);
-}
-
-// The geometry made of a disk's arbitrary answers is consistent, and each plan lies inside the
-// disk.
-void answers(Bytes data)
-{
-    std::uint8_t bytes[41] = {};
-    std::memcpy(bytes, data.data(), std::min(data.size(), sizeof bytes));
-    const auto word = [&bytes](std::size_t at) {
-        return static_cast<std::uint32_t>(getlittle(&bytes[at], 4));
-    };
-    platform::SimulatedBackend backend;
-    const auto disk = platform::simulateddisk("a#b&c#d#e", 1 << 20);
-    disk->geometry = {getlittle(bytes, 8), word(8), word(12), word(16)};
-    disk->partitionlength = getlittle(&bytes[20], 8);
-    if ((bytes[40] & 1) != 0)
-        disk->geometry.reset();
-    if ((bytes[40] & 2) != 0)
-        disk->partitionlength.reset();
-    disk->filesize = getlittle(&bytes[28], 8);
-    disk->sectorsize = word(36);
-    backend.disks = {disk};
-    platform::setbackend(&backend);
-    std::vector<DISKINFO> list;
-    getallhdinfo(list);
-    geom geometry;
-    get_geometry(DiskHandle("a#b&c#d#e").get(), &geometry);
-    platform::setbackend(nullptr);
-    require(geomissound(geometry));
-    for (const SEG &seg : canplan(geometry) ? makeplan(geometry) : std::vector<SEG>())
-        require(seg.start <= seg.stop && seg.stop < geometry.cylinders);
-}
-
 // A mapfile and a list of blocks that are accepted mark the same segments when they are written and
 // read again.
 void maps(Bytes data)
@@ -151,8 +88,7 @@ extern "C" int LLVMFuzzerInitialize(const int *, const char *const *const *argv)
 {
     const std::string name = **argv;
     const std::map<std::string, void (*)(Bytes)> targets = {
-        {"scanfile", scanfile}, {"scanrecord", scanrecord}, {"identity", identity},
-        {"path", path},         {"answers", answers},       {"maps", maps}};
+        {"scanfile", scanfile}, {"scanrecord", scanrecord}, {"maps", maps}};
     target = targets.at(name.substr(name.rfind('_') + 1));
     return 0;
 }

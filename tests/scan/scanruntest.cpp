@@ -70,8 +70,7 @@ protected:
     /// operations, and "gone=" never; "reads=N" locks the disk up after so many; "denied" and
     /// "opens" are opens of the disk; "file=MARKS" writes a sound scan file, "cut=N" cuts it to as
     /// many bytes, and "file=" removes it; "again" comes to the page in a new wizard. Other words
-    /// are clicks, a letter each: 'b', 'n', 'p' click Back, Next, Use prev.; 'w' waits for the end
-    /// of a run; 'a' aborts it at segment 3. Returns whether it could be done.
+    /// are clicks. Returns whether it could be done.
     bool step(const QString &word)
     {
         const QString name = word.section('=', 0, 0), value = word.section('=', 1);
@@ -94,16 +93,8 @@ protected:
         else if (name == "again")
             bench.openscanpage();
         else
-            return std::ranges::all_of(name, [this](QChar letter) { return clicks(letter); });
+            return bench.clicks(name);
         return true;
-    }
-    bool clicks(QChar letter)
-    {
-        if (letter == 'a' && bench.wait([this] { return page()->curseg >= 3; }))
-            bench.abortscan();
-        if (letter == 'a' || letter == 'w')
-            return bench.waitrun();
-        return bench.click(letter == 'b' ? back : letter == 'n' ? next : prev);
     }
     /// Plays a script. Returns the messages since the last one, the wizard's state, "prev" if Use
     /// prev. is enabled, the marks of the scan file, and those in memory if they differ.

@@ -25,7 +25,9 @@ void DialogAnswers::look()
     if (!widget || qobject_cast<QProgressDialog *>(widget) || (custom && custom(widget)))
         return;
     if (auto *box = qobject_cast<QMessageBox *>(widget)) {
-        const char *kind = box->icon() == QMessageBox::Warning ? "warning" : "information";
+        const char *kind = box->textFormat() != Qt::PlainText    ? "markup"
+                           : box->icon() == QMessageBox::Warning ? "warning"
+                                                                 : "information";
         seen.append({kind, box->windowTitle(), box->text()});
         if (QAbstractButton *ok = box->button(QMessageBox::Ok))
             ok->click();

@@ -63,8 +63,20 @@ bool WizardBench::clickone(QWizard::WizardButton which)
     else if (!reach(wizard->button(which)))
         return false;
     else
-        QTest::keyClick(wizard->button(which), Qt::Key_Space);
+        QTest::keyClick(wizard->button(which), which == next ? Qt::Key_Return : Qt::Key_Space);
     return true;
+}
+
+bool WizardBench::clicks(const QString &letters)
+{
+    const auto one = [this](QChar letter) {
+        if (letter == 'a' && wait([this] { return scanpage()->curseg >= 3; }))
+            abortscan();
+        if (letter == 'a' || letter == 'w')
+            return waitrun();
+        return clickone(letter == 'b' ? back : letter == 'n' ? next : letter == 's' ? skip : prev);
+    };
+    return std::ranges::all_of(letters, one);
 }
 
 bool WizardBench::reach(QWidget *control) const

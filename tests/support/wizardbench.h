@@ -61,6 +61,9 @@ public:
     [[nodiscard]] bool offered(QWizard::WizardButton which) const;
     /// Clicks the buttons in order; false at the first that a user could not click.
     template <class... Buttons> bool click(Buttons... which) { return (clickone(which) && ...); }
+    /// The same by a letter each: b, n, s and p. 'w' waits for the end of a run, 'a' aborts it at
+    /// segment 3.
+    bool clicks(const QString &letters);
     /// Processes events until `done` returns true; false at the timeout.
     static bool wait(const std::function<bool()> &done, int milliseconds = 30'000);
     /// Clicks Next on the scan page and waits for the end of the run.

@@ -182,6 +182,7 @@ TEST_F(Responsive, APressCountsOnThePageThatShows)
     ASSERT_TRUE(bench.click(bench.skip));
     QTest::mouseClick(bench.wizard->button(back), Qt::LeftButton);
     QTest::mouseDClick(bench.wizard->button(back), Qt::LeftButton);
+    QTest::mouseRelease(bench.wizard->button(back), Qt::LeftButton);
     EXPECT_EQ(bench.current(), bench.wizard->scanpageid);
     QTest::mousePress(button, Qt::LeftButton);
     ASSERT_TRUE(bench.click(bench.skip));
