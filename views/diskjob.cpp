@@ -4,7 +4,6 @@
 #include "views/jobdialog.h"
 
 #include <QApplication>
-#include <QEventLoop>
 #include <QFutureWatcher>
 #include <QKeyEvent>
 #include <QPromise>
@@ -209,8 +208,8 @@ void DiskJob::call(const std::function<void()> &work)
     auto promise = std::make_shared<QPromise<void>>();
     QFuture<void> future = promise->future();
     QFutureWatcher<void> watcher;
-    QEventLoop loop;
-    connect(&watcher, &QFutureWatcher<void>::finished, &loop, &QEventLoop::quit);
+    bool done = false;
+    connect(&watcher, &QFutureWatcher<void>::finished, this, [&done] { done = true; });
     watcher.setFuture(future);
     ++calls;
     begun.start();
@@ -226,9 +225,10 @@ void DiskJob::call(const std::function<void()> &work)
         }
         promise->finish();
     });
-    loop.exec();
-    // the loop also ends with the program
-    future.waitForFinished();
+    // not by QEventLoop::exec, which drops an end of the program that was posted just before
+    while (!done)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    future.waitForFinished(); // throws what the work has thrown
     if (--calls > 0)
         return;
     timer.stop();

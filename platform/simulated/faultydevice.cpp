@@ -73,6 +73,10 @@ Transfer FaultyDevice::doread(std::uint64_t offset, void *buffer, std::size_t by
         wait(std::chrono::nanoseconds(bytes * 1'000'000'000 / plan->rate));
     if (const Status status = count(offset); !status.ok())
         return {status, 0};
+    if (plan->locksafter == 0U)
+        return {{Fault::medium, 0}, 0};
+    if (plan->locksafter)
+        --*plan->locksafter;
     const std::size_t sector = plan->bytespersector;
     for (const FaultPlan::Slow &slow : plan->slow) {
         if (offset / sector <= slow.last && offset + bytes > slow.first * sector)

@@ -28,6 +28,9 @@ struct FaultPlan {
     /// Operations (transfer, flush, request) until the disk is gone; not set: it stays. Counts
     /// down; at 0 every operation fails (gone) and the disk no longer opens.
     std::optional<std::uint64_t> vanishafter;
+    /// Reads until the disk locks up: every read fails then (medium), its length unchanged. Not
+    /// set: it does not. Counts down.
+    std::optional<std::uint64_t> locksafter;
     /// How long a failing transfer takes, like a drive that retries.
     std::chrono::milliseconds faildelay{0};
     std::chrono::milliseconds delay{0}; ///< how long every transfer takes before that

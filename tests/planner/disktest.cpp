@@ -301,29 +301,16 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     for (const int sector : {1000, 1050})
         save(sector, QByteArray(512, 'n'));
 
-    QAbstractButton *row = selectpage()->diskgroup->button(0);
-    const auto offers = [row] {
-        qDeleteAll(row->findChildren<QMenu *>());
-        emit row->customContextMenuRequested({});
-        QList<QAction *> actions = row->findChild<QMenu *>()->actions();
-        actions.removeIf([](const QAction *one) { return !one->isEnabled(); });
-        return actions;
-    };
-    const auto restore = [&](int offer) {
-        offers().at(offer)->trigger();
-        QCoreApplication::processEvents();
-        return told().toStdString();
-    };
     ASSERT_EQ(offers().size(), 1);
     disk->recording->clear();
-    restore(0);
+    restore();
     EXPECT_EQ(count(Kind::open), 0U); // asked, and left alone
     dialogs.consent = true;
     disk->faults->unwritable.add(1000);
-    EXPECT_NE(restore(0).find("!These sectors are not on the disk as they were: 1, 1000."), ~0ULL);
+    EXPECT_TRUE(restore().contains("These sectors are not on the disk as they were: 1, 1000."));
     *disk->faults = {};
     EXPECT_EQ(offers().size(), 2); // of what the first one overwrote
-    EXPECT_NE(restore(1).find("are on the disk again."), ~0ULL);
+    EXPECT_TRUE(restore(1).contains("are on the disk again."));
     EXPECT_TRUE(load(0, 1280) == old);
 
     // a file of a twin, and damaged ones
@@ -335,6 +322,15 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     EXPECT_EQ(offers().size(), 3);
     twin.model += " %1%3";
     EXPECT_EQ(TableBackup::decode(twin.encode()).value().encode(), twin.encode());
+    // of another disk, which shows only in the length of its sectors, once the disk is open
+    const TableBackup other{"disk0", "", 0, 1024, twin.date, {{0, std::vector<std::uint8_t>(1024)}},
+                            {}};
+    ASSERT_EQ(other.save("disk1"), "");
+    QFile::rename(backupfiles("disk1").front(), "disk0.tables-other");
+    disk->recording->clear();
+    EXPECT_TRUE(restore().contains("kept from another disk. Nothing was written."));
+    EXPECT_EQ(count(Kind::write), 0U);
+    QFile::remove("disk0.tables-other");
     QFile::remove("disk0.tables-twin");
     const QStringList files = QDir().entryList({"disk0.tables-*"});
     ASSERT_EQ(files.size(), 3);

@@ -251,22 +251,21 @@ TEST(ScanFigures, AreAsManyLinesAsIsKnown)
 {
     using State = SurfaceCell::State;
     const geom disk = withfactors({.totalbytes = 4'000'000}, 500, 1, 2000);
-    std::vector<SurfaceCell> cells = {{0, 0, State::good, 20, 100},
-                                      {1, 1, State::bad, 3000, -1},
-                                      {2, 2, State::slow, 512.4, 25},
-                                      {3, 3, State::untested}};
     ScanSpeed speed(4'000'000'000, 0);
     for (const double seconds : {10.0, 90.0, 40.0})
         speed.add(1'000'000'000, seconds, seconds > 50);
+    const std::vector<SurfaceCell> cells = {{0, 0, State::good, 20, 100},
+                                            {1, 1, State::bad, 3000, -1},
+                                            {2, 2, State::slow, 512.4, 25},
+                                            {3, 3, State::untested}};
+    const SurfaceCell untimed{0, 0, State::bad};
     ScanFigures figures{SurfaceSum(cells, disk), speed, 3661, true, 25, 12};
-    const std::string done = "Done: 75 %\nElapsed: 1:01:01\n",
-                      sums = "Bad segments: 1\nSlow segments: 1\nSlowest transfer: 3000 ms";
-    EXPECT_EQ(figures.text(), done + "Left: less than 1 min\nSpeed: 25.0 MB/s, mean 40.0\n" + sums +
-                                  "\nLast good read: 12 s ago");
+    EXPECT_EQ(figures.text(),
+              "Done: 75 %\nElapsed: 1:01:01\nLeft: less than 1 min\nSpeed: 25.0 MB/s, mean 40.0\n"
+              "Bad segments: 1\nSlow segments: 1\nSlowest transfer: 3000 ms\n"
+              "Last good read: 12 s ago");
     figures.ison = false;
-    EXPECT_EQ(figures.text(), done + "Speed: mean 40.0 MB/s\n" + sums);
-    for (SurfaceCell &cell : cells)
-        cell = {cell.start, cell.stop, State::bad};
-    EXPECT_EQ((ScanFigures{.sum = SurfaceSum(cells, disk)}.text()), "Bad segments: 4");
+    EXPECT_NE(figures.text().find("1:01\nSpeed: mean 40.0 MB/s\nBad"), std::string::npos);
+    EXPECT_EQ((ScanFigures{.sum = SurfaceSum({&untimed, 1}, disk)}.text()), "Bad segments: 1");
     EXPECT_EQ((ScanFigures{.sum = SurfaceSum({}, disk)}.text()), "");
 }

@@ -1,7 +1,6 @@
 // Catches a run that marks, keeps or reuses what was not read from this disk, or loses what was,
 // and clicks whose outcome is not told.
 #include "core/bytes.h"
-#include "platform/decorator.h"
 #include "scan/scanfile.h"
 #include "scan/scanplan.h"
 #include "scan/surfaceview.h"
@@ -34,43 +33,22 @@ const std::pair<const char *, const char *> messages[] = {
     {"MISFIT", "The previous scan result in file disk0 does not fit this disk. It is that"},
     {"EARLIER", "The last scan was interrupted, and a complete result of an earlier one is"}};
 
-/// Fails every read after the first `left` ones.
-class LockingDevice : public platform::Decorator
-{
-public:
-    using Decorator::Decorator;
-    static inline int left = 0;
-
-protected:
-    platform::Transfer doread(std::uint64_t offset, void *buffer, std::size_t bytes) override
-    {
-        return left-- > 0 ? inner->read(offset, buffer, bytes)
-                          : platform::Transfer{{platform::Fault::medium, 0}, 0};
-    }
-};
-
 class ScanRun : public ::testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        QFile::remove("disk0");
-        LockingDevice::left = 1 << 20;
-    }
+    void SetUp() override { QFile::remove("disk0"); }
     /// Enters the scan page of a disk with so many cylinders of 50 sectors.
     void enter(std::uint64_t cylinders)
     {
         disk = bench.adddisk(cylinders);
-        disk->wrap = [inner = disk->wrap](std::unique_ptr<platform::Device> device) {
-            return std::make_unique<LockingDevice>(inner(std::move(device)));
-        };
         bench.openscanpage();
     }
     /// A word of a script. "bad=N" has sector N fail, and "healthy" none; "gone=N" is after so many
     /// operations, and "gone=" never; "reads=N" locks the disk up after so many; "denied" and
     /// "opens" are opens of the disk; "file=MARKS" writes a sound scan file, "cut=N" cuts it to as
-    /// many bytes, and "file=" removes it; "again" comes to the page in a new wizard. Other words
-    /// are clicks. Returns whether it could be done.
+    /// many bytes, and "file=" removes it; "again" comes to the page in a new wizard; "row=N"
+    /// chooses another disk; "skipscan" and "useprev" call the slots. Other words are clicks.
+    /// Returns whether it could be done.
     bool step(const QString &word)
     {
         const QString name = word.section('=', 0, 0), value = word.section('=', 1);
@@ -82,7 +60,7 @@ protected:
         else if (name == "gone")
             gone = value.isEmpty() ? std::nullopt : std::optional(value.toULongLong());
         else if (name == "reads")
-            LockingDevice::left = value.toInt();
+            disk->faults->locksafter = value.toULongLong();
         else if (name == "denied" || name == "opens")
             disk->opens = name == "opens";
         else if (name == "file")
@@ -92,6 +70,12 @@ protected:
             return QFile::resize("disk0", value.toInt());
         else if (name == "again")
             bench.openscanpage();
+        else if (name == "row")
+            bench.selectpage()->selectdisk(value.toInt());
+        else if (name == "skipscan")
+            page()->skipscan();
+        else if (name == "useprev")
+            page()->useprev();
         else
             return bench.clicks(name);
         return true;
@@ -197,8 +181,7 @@ TEST_F(ScanRun, CancelsResumesAndStartsAnew)
     play({{"healthy bnw", "SAVED planner BBB......... BBBB........"}});
     EXPECT_EQ(disk->recording->count(Kind::write), 12U * 3);
     // Skipping clears them, and so does entering from the first page.
-    after("b");
-    page()->skipscan();
+    after("b skipscan");
     EXPECT_EQ(page()->intsegs, (List{{0, 11, 0}}));
     play({{"bbn", "waiting prev BBB......... ............"}});
     EXPECT_EQ(page()->testfunc, write_test);
@@ -363,22 +346,25 @@ TEST_F(ScanRun, TheRecordOnTheDiskStandsInForAMissingFile)
 TEST_F(ScanRun, ClosingTheWindowEndsTheRunAndTheProgram)
 {
     enter(400);
-    const std::function<void()> ways[] = {[this] { bench.wizard->close(); }, &QApplication::quit};
-    for (const auto &way : ways) {
+    for (int i = 0; i < 16; ++i) { // at another moment of the disk's work each time
         step("again");
         bench.click(next);
         EXPECT_TRUE(bench.wait([this] { return page()->curseg >= 5; }));
-        QTimer watch;
+        for (QWidget *window :
+             std::initializer_list<QWidget *>{bench.wizard.get(), page()->scanprogress})
+            QTest::keyClick(window, Qt::Key_Escape); // ends and hides nothing
+        EXPECT_TRUE(page()->scanprogress->isVisible());
+        QTimer watch; // the first time may only end the run
         watch.callOnTimeout([&] {
-            QTest::keyClick(bench.wizard.get(), Qt::Key_Escape); // ends nothing
-            if (bench.wizard->isVisible() && page()->curseg >= 8)
-                way();
+            if (i % 2 == 0)
+                bench.wizard->close();
+            else if (bench.wizard->isVisible())
+                QApplication::quit();
         });
         watch.start(0);
-        QTimer::singleShot(20000, bench.wizard.get(), [] { QApplication::exit(99); });
+        QTimer::singleShot(9000, bench.wizard.get(), [] { QApplication::exit(99); });
         EXPECT_EQ(QApplication::exec(), 0);
         const int done = page()->curseg;
-        EXPECT_FALSE(page()->scantimer->isActive());
         EXPECT_LT(done, 400);
         EXPECT_EQ(after(""), "closed " + std::string(done, '.') + " " + std::string(400, '.'));
     }
@@ -412,21 +398,12 @@ TEST_F(ScanRun, PagesWithoutAPlanRefuseWithWords)
     step("again");
     play({{"nwbb denied", "SAVED locked .."}});
     // Nothing of an earlier disk is left if the next one does not open or has no whole cylinder.
-    for (int row = 0; row < 2; ++row) {
-        bench.selectpage()->selectdisk(row);
-        bench.click(next, next);
-        page()->skipscan();
-        page()->useprev();
-        EXPECT_EQ(after("b"),
-                  row ? " SMALL SMALL SMALL locked .. " : "NODISK NODISK NODISK NODISK locked .. ");
-        EXPECT_EQ(page()->segnum, 0);
-        EXPECT_EQ(page()->prevsource, 0);
-        EXPECT_TRUE(page()->intsegs.empty());
-        EXPECT_STREQ(page()->filename, row ? "disk1" : "disk0");
-    }
+    play({{"row=0 nn skipscan useprev b", "NODISK NODISK NODISK NODISK locked .. "},
+          {"row=1 nn skipscan useprev b", " SMALL SMALL SMALL locked .. "}});
+    EXPECT_TRUE(page()->intsegs.empty());
+    EXPECT_STREQ(page()->filename, "disk1");
     // The disk can't be opened when the run begins: the former result is back.
-    bench.selectpage()->selectdisk(0);
-    play({{"opens n denied n", "NODISK waiting prev .."}});
+    play({{"row=0 opens n denied n", "NODISK waiting prev .."}});
 }
 
 // What a file or an answer says about this program or another disk is never taken for the medium's.
@@ -533,8 +510,7 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
     shows("..B.B.......");
     EXPECT_FALSE(view->figures->text().contains("Elapsed"));
     EXPECT_TRUE(view->verdictline->text().startsWith("2 segments bad, 0 slow."));
-    after("b");
-    page()->skipscan();
+    after("b skipscan");
     shows("????????????");
 
     // A disk that locks up: a slow segment is not taken back for that, and behind a failure it does

@@ -1,20 +1,5 @@
 #include "tests/support/wizardbench.h"
 
-Watchdog::Watchdog()
-{
-    clock.start();
-    timer.callOnTimeout([this] { gaps.push_back(clock.restart()); });
-    timer.setTimerType(Qt::PreciseTimer);
-    timer.start(10);
-}
-
-double Watchdog::within(qint64 milliseconds) const
-{
-    return static_cast<double>(
-               std::ranges::count_if(gaps, [&](qint64 gap) { return gap <= milliseconds; })) /
-           static_cast<double>(gaps.size());
-}
-
 std::shared_ptr<platform::RecordedDisk>
 WizardBench::adddisk(std::uint64_t cylinders, std::uint32_t heads, std::uint32_t sectors)
 {
@@ -116,11 +101,19 @@ bool WizardBench::waitrun(int milliseconds)
     return wait([&timer] { return !timer || !timer->isActive(); }, milliseconds);
 }
 
-QString WizardBench::restore()
+QList<QAction *> WizardBench::offers()
 {
     QAbstractButton *row = selectpage()->diskgroup->checkedButton();
+    qDeleteAll(row->findChildren<QMenu *>());
     emit row->customContextMenuRequested({});
-    row->findChild<QMenu *>()->actions().at(0)->trigger();
+    QList<QAction *> actions = row->findChild<QMenu *>()->actions();
+    actions.removeIf([](const QAction *one) { return !one->isEnabled(); });
+    return actions;
+}
+
+QString WizardBench::restore(int offer)
+{
+    offers().at(offer)->trigger();
     QCoreApplication::processEvents();
     return dialogs.messages().last();
 }

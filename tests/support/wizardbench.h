@@ -15,23 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <vector>
-
-/// Measures how long the GUI thread goes without serving a timer of 10 ms.
-class Watchdog
-{
-public:
-    Watchdog();
-    /// The longest gap so far, in milliseconds.
-    [[nodiscard]] qint64 longest() const { return *std::ranges::max_element(gaps); }
-    /// The share of the gaps up to so many milliseconds, by their number.
-    [[nodiscard]] double within(qint64 milliseconds) const;
-
-private:
-    QTimer timer;
-    QElapsedTimer clock;
-    std::vector<qint64> gaps{0};
-};
 
 /// The real wizard over simulated disks, operated by its buttons like a user. `dialogs` answers and
 /// records message boxes.
@@ -70,9 +53,10 @@ public:
     bool runscan() { return click(next) && waitrun(); }
     /// Waits for the end of a run, whatever its result.
     bool waitrun(int milliseconds = 30'000);
-    /// Has the first page put the tables of a backup back on the chosen disk, by its menu; what it
-    /// told last.
-    QString restore();
+    /// What the first page's menu of the chosen disk offers: backups of tables, newest first.
+    QList<QAction *> offers();
+    /// Has the tables of one put back; what was told last.
+    QString restore(int offer = 0);
     /// Clicks the run's own abort button.
     void abortscan() { scanpage()->scanprogress->findChild<QPushButton *>()->click(); }
     [[nodiscard]] int current() const { return wizard->currentId(); }

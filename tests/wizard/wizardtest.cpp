@@ -1,5 +1,4 @@
 // Catches pages that pass the user's clicks, disks and texts on otherwise than they show them.
-#include "plan/tablebackup.h"
 #include "tests/support/wizardbench.h"
 
 namespace
@@ -156,23 +155,6 @@ TEST_F(Wizard, ThePagesHandTheNextButtonOn)
     EXPECT_EQ(bench.lastpage()->headlabel->text(),
               "Created 4 primary partitions,1 primary extended partition, and 2 logical disks. The "
               "detailed partition infomation is as follows.");
-}
-
-// The length of its sectors is known only once the disk is open.
-TEST_F(Wizard, TablesOfAnotherDiskAreNotRestored)
-{
-    const auto disk = bench.adddisk(60);
-    TableBackup kept;
-    kept.model = "disk0";
-    kept.sectorbytes = 1024;
-    kept.date = QDateTime::currentDateTimeUtc();
-    kept.sectors[0].resize(1024);
-    ASSERT_EQ(kept.save("disk0"), "");
-    bench.open();
-    bench.dialogs.consent = true;
-    EXPECT_TRUE(bench.restore().contains("kept from another disk. Nothing was written."));
-    EXPECT_EQ(disk->recording->count(platform::Operation::Kind::write), 0U);
-    QFile::remove(backupfiles("disk0").front());
 }
 
 TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
