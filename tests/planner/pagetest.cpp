@@ -152,6 +152,9 @@ TEST(CommitPlan, PartsAndReport)
     const std::vector<PART> parts = buildparts(entries(), 63);
     ASSERT_EQ(parts.size(), 5u);
     EXPECT_EQ(parts[0].bootflag, 0x80);
+    // the number counts rows of one kind
+    EXPECT_EQ(page.treemodel->rowname(page.treemodel->findpart(page.extparts[4])),
+              "Primary Partition 2");
     EXPECT_EQ(parts[2].systype, 0x1B);
     // the extended entry covers the gap between its logical disks
     EXPECT_EQ(parts[1].start, 63000u);
