@@ -25,7 +25,6 @@
 #include "scan/consolidation.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
-#include "views/surfacemap.h"
 
 #include <array>
 #include <cstdio>
@@ -204,21 +203,11 @@ void measure(WizardBench &bench)
         page.undo();
         selectall();
     };
-    std::vector<SurfaceCell> cells; // of every kind
-    for (unsigned i = 0; i < 500; ++i)
-        cells.push_back({i * 486, i * 486 + 485, static_cast<SurfaceCell::State>(i % 6),
-                         static_cast<double>(i * 7 % 600), i % 50 == 0 ? -1 : 200 - 0.2 * i});
-    SurfaceMap map;
-    map.setdisk(g);
-    map.setcells(cells);
-    map.resize(1800, 800);
-    QImage image(map.size(), QImage::Format_RGB32);
     std::puts("milliseconds                        blocks operation     views   diagram      page");
     fill(bench, true);
     report(page, {{"strategy 1", strategy(1)},
                   {"strategy 4, with its dialogs", strategy(4)},
-                  {"default plan", [&page] { page.defaultpartition(); }},
-                  {"surface map of 1800 x 800", [&] { map.render(&image); }}});
+                  {"default plan", [&page] { page.defaultpartition(); }}});
     fill(bench, false);
     bench.dialogs.fallback = [](const DialogAnswers::Seen &seen) -> QVariant {
         return seen.text == "CMax:" ? 0.1 : 0.0;

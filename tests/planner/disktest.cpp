@@ -4,7 +4,6 @@
 #include "platform/signatures.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
-#include "views/graphicsview.h"
 
 #include <QUndoStack>
 
@@ -345,20 +344,4 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
         file.write(bytes);
     }
     EXPECT_TRUE(offers().isEmpty());
-}
-
-TEST_F(PlannerOnDisk, TheDiagramIsPaintedAnewAfterEachChange)
-{
-    int paints = 0;
-    QObject::connect(page->diagramview, &GraphicsView::painted, page, [&paints] { paints++; });
-    const std::function<void()> changes[] = {[this] { page->strategybox->setCurrentIndex(1); },
-                                             [this] { page->undo(); },
-                                             [this] { page->extparts[0]->item->setSelected(true); },
-                                             [this] { page->actions[0]->trigger(); }};
-    for (const auto &change : changes) {
-        QTest::qWait(20);
-        paints = 0;
-        change();
-        EXPECT_TRUE(wait([&paints] { return paints > 0; }, 2000));
-    }
 }

@@ -2,6 +2,9 @@
 // would write.
 #include "tests/support/dialogs.h"
 #include "tests/support/planchecker.h"
+#include "views/graphicsview.h"
+
+#include <QSignalSpy>
 
 static const char *const plan = "p0-9 u10-19 p20-29 l30-39 b40-41 l42-49";
 
@@ -81,8 +84,14 @@ TEST(PlannerPage, HistoryForgives)
     page.activateWindow();
     ASSERT_TRUE(QTest::qWaitForWindowActive(&page));
     page.diagramview->setFocus();
+    const QSignalSpy paints(page.diagramview, &GraphicsView::painted);
     for (const auto &[keys, line, rows, selected, strategy] : steps) {
+        QTest::qWait(1);
+        const qsizetype painted = paints.size();
+        const int index = page.undostack->index();
         QTest::keySequence(page.diagramview, QKeySequence(keys));
+        EXPECT_TRUE(index == page.undostack->index() ||
+                    QTest::qWaitFor([&] { return paints.size() > painted; }));
         EXPECT_TRUE(page.historyline->text().startsWith(line)) << line;
         EXPECT_EQ(rowtext(*page.treemodel), rows) << line;
         EXPECT_EQ(blocktext(page.selectedparts()), selected) << line;
