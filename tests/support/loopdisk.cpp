@@ -24,34 +24,27 @@ int shell(const std::string &command)
 
 bool LoopDisk::available(std::string &why)
 {
-#ifndef QUARN_BADFILE
-    why = "built without libfuse3";
-#else
-    if (shell("test $(id -u) = 0 && test -w /dev/fuse && test -w /dev/loop-control") != 0)
-        why = "needs root, /dev/fuse and /dev/loop-control";
-#endif
+    if (shell("test $(id -u) = 0 && test -w /dev/fuse && test -w /dev/loop-control && "
+              "command -v qemu-storage-daemon") != 0)
+        why = "needs root, /dev/fuse, /dev/loop-control and qemu-storage-daemon";
     return why.empty();
 }
 
-LoopDisk::LoopDisk(const Options &options) : served(folder / "mount/" + options.name)
+LoopDisk::LoopDisk(const Options &options) : served(folder / options.name)
 {
-#ifdef QUARN_BADFILE
-    const std::uint64_t units = options.bytespersector / 512; // the server's sectors in one
     std::ostringstream command;
-    command << QUARN_BADDISK " " QUARN_BADFILE " " << folder.path << " " << options.name
-            << " '--sector-size " << options.bytespersector
-            << (options.partitions ? " --partscan" : "") << "' --size " << options.bytes;
+    command << QUARN_BADDISK " " << folder.path << " " << options.name << " " << options.bytes
+            << " sector=" << options.bytespersector << (options.partitions ? " partscan" : "");
     for (const auto &[option, ranges] :
-         {std::pair(" --bad ", options.badread), {" --badwrite ", options.badwrite}}) {
+         {std::pair(" read=", options.badread), {" write=", options.badwrite}}) {
         for (const Range &range : ranges)
-            command << option << range.first * units << "-" << (range.last + 1) * units - 1;
+            command << option << range.first << "-" << range.last;
     }
     keeper = ::popen(command.str().c_str(), "we");
     for (int i = 0; i < 1000 && !std::filesystem::exists(folder / "node"); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::ifstream(folder / "node") >> node;
     std::getline(std::ifstream(folder / "log"), error, '\0');
-#endif
 }
 
 LoopDisk::~LoopDisk()
