@@ -3,6 +3,7 @@
 #include "platform/timing.h"
 
 #include <algorithm>
+#include <bit>
 #include <utility>
 
 namespace platform
@@ -59,8 +60,15 @@ protected:
     Status dofilesizelow(std::uint32_t &bytes) override { return answer(disk->filesizelow, bytes); }
     Status dosectorsize(std::uint32_t &bytes) override { return answer(disk->sectorsize, bytes); }
     Status doidentitymap(std::uint8_t &map) override { return answer(disk->identitymap, map); }
-    Status doidentify(const IdentifyCommand &, IdentifyData &data) override
+    Status doidentify(const IdentifyCommand &command, IdentifyData &data) override
     {
+        // it is the first packet device of its map, or else the first disk
+        const unsigned map = disk->identitymap.value_or(0);
+        const bool packet = map > 0x0F;
+        const int drive = std::countr_zero(packet ? map >> 4 : map);
+        if (command.command != (packet ? 0xA1 : 0xEC) || command.drive != drive ||
+            command.drivehead != (drive % 2 == 0 ? 0xA0 : 0xB0))
+            return {Fault::badargument, 0};
         return answer(disk->identity, data);
     }
     Status doremovable(bool &removable) override { return answer(disk->removable, removable); }

@@ -40,7 +40,7 @@ struct SimulatedDisk {
     std::optional<std::uint32_t> filesizelow;
     std::optional<std::uint32_t> sectorsize;
     std::optional<std::uint8_t> identitymap;
-    std::optional<IdentifyData> identity;
+    std::optional<IdentifyData> identity; ///< the answer to the command that fits the map
     std::optional<bool> removable = false;
     std::optional<DiskDescription> description;
     std::optional<DiskContents> contents;
