@@ -4,8 +4,6 @@
 #include "platform/writegather.h"
 #include "tests/core/coretest.h"
 
-#include <cstdio>
-
 namespace
 {
 
@@ -95,8 +93,7 @@ TEST_P(SectorTests, TheSearchForTwoGoodSectorsTestsEach)
     faults.unreachable.add(50);
     for (const auto &[sector, result] : {std::pair(5U, 0), {50U, 1}, {6U, 2}, {7U, 3}, {8U, 4}})
         EXPECT_EQ(writeandreadtestonesector(handle, sector, bytes), result) << sector;
-    unsigned long long first = nosector;
-    unsigned long long second = nosector;
+    unsigned long long first = nosector, second = nosector;
     EXPECT_EQ(findfirsttwogoodsectors(handle, bytes, 9, first, second), 0);
     EXPECT_EQ(first, 5U);
     EXPECT_EQ(second, nosector);
@@ -137,44 +134,40 @@ TEST_P(SectorTests, ReadingsTellDamageRefusalsAndMissingDisksApart)
     EXPECT_FALSE(diskpresent(handle));
 }
 
+using TurningDisk = CoreTest;
+
 // Two segments of 50 MB on a turning disk with a quarter of the usual cache.
-TEST(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
+TEST_F(TurningDisk, TheWriteTestReachesTheMediumAtTheDisksSpeed)
 {
     constexpr std::uint64_t segment = 100'000; // sectors of 512 bytes
-    platform::SimulatedBackend backend;
-    const auto disk = platform::simulateddisk("disk", 500'000 * 512);
+    const auto disk = add("disk", 500'000 * 512);
     disk->sectorsize = 512;
     const auto turning = std::make_shared<platform::Turning>();
     turning->cachebytes /= 4;
-    disk->wrap = [turning](std::unique_ptr<platform::Device> opened) {
+    disk->wrap = [turning](std::unique_ptr<platform::Device> device) {
         return platform::inlargeblocks(
-            std::make_unique<platform::TurningDisk>(std::move(opened), turning));
+            std::make_unique<platform::TurningDisk>(std::move(device), turning));
     };
-    backend.disks = {disk};
-    platform::Status status;
-    std::unique_ptr<platform::Device> device;
     // the share of the media rate at which a test of the segment from this sector on succeeds
     const auto rate = [&](TestFunction test, std::uint64_t first) {
-        device = backend.open("disk", platform::Access::readwrite, status);
         const double start = turning->now;
-        EXPECT_EQ(test(device.get(), first, first + segment - 1, 512), 0);
-        device.reset(); // ends the thread that reads ahead
+        EXPECT_EQ(test(opened("disk"), first, first + segment - 1, 512), 0);
+        handles.clear(); // ends the thread that reads ahead
         return segment / (turning->now - start) / turning->sectorspertrack * turning->revolution;
     };
     for (const std::uint64_t first : {std::uint64_t{0}, segment}) {
         const double share = rate(write_test, first);
         std::printf("write test: %.3f of the media rate\n", share);
-        EXPECT_GT(share, 0.4); // seeks take the rest
-        EXPECT_LT(share, 0.5);
+        EXPECT_NEAR(share, 0.45, 0.05) << "seeks take the rest";
     }
     EXPECT_GT(rate(read_test, 0), 0.85);
 
     // a sector that the cache takes and the medium loses
     turning->losing.add(450'000);
-    device = backend.open("disk", platform::Access::readwrite, status);
-    EXPECT_EQ(write_test(device.get(), 400'000, 400'000 + segment - 1, 512), 1);
-    EXPECT_EQ(write_test(device.get(), 450'000, 450'000, 512), 1);
-    EXPECT_EQ(writeandreadtestonesector(device.get(), 450'000, 512), 4);
+    void *handle = opened("disk");
+    EXPECT_EQ(write_test(handle, 400'000, 400'000 + segment - 1, 512), 1);
+    EXPECT_EQ(write_test(handle, 450'000, 450'000, 512), 1);
+    EXPECT_EQ(writeandreadtestonesector(handle, 450'000, 512), 4);
 }
 
 INSTANTIATE_TEST_SUITE_P(SectorLengths, SectorTests, ::testing::Values(512, 4096));

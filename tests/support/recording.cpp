@@ -56,7 +56,7 @@ protected:
     {
         const auto hold = use();
         const Status status = meets(Disturbance::fail) ? Status{Fault::medium} : call();
-        recording->operations.push_back({Kind::request, 0, 0, 0, status, name});
+        recording->operations.push_back({Kind::request, 0, 0, 0, name});
         return status;
     }
 
@@ -76,7 +76,7 @@ private:
     }
     Transfer kept(Kind kind, std::uint64_t offset, std::size_t bytes, const Transfer &transfer)
     {
-        recording->operations.push_back({kind, offset, bytes, transfer.bytes, transfer.status});
+        recording->operations.push_back({kind, offset, bytes, transfer.bytes});
         return transfer;
     }
 

@@ -18,8 +18,7 @@ struct Operation {
     std::uint64_t offset = 0; ///< bytes from the start of the disk
     std::uint64_t bytes = 0;  ///< requested, of a transfer
     std::uint64_t moved = 0;  ///< bytes moved
-    Status status = Status::success();
-    std::string what = {}; ///< name of a request ("flush", "updateproperties", …)
+    std::string what = {};    ///< name of a request ("flush", "updateproperties", …)
 };
 
 /// The operations on one disk, over all its handles. Opens that failed are not in it.

@@ -11,10 +11,9 @@ class TempFolder
 public:
     TempFolder()
     {
-        const std::filesystem::path base = std::filesystem::temp_directory_path();
-        std::random_device random;
+        const std::string base = (std::filesystem::temp_directory_path() / "quarn-").string();
         do // use it only if this call created it
-            path = (base / ("quarn-" + std::to_string(random()))).string();
+            path = base + std::to_string(std::random_device()());
         while (!std::filesystem::create_directory(path));
     }
     TempFolder(const TempFolder &) = delete;

@@ -105,17 +105,12 @@ Item *itemof(std::string path)
     return nullptr;
 }
 
-template <class Function> void *address(Function *function)
-{
-    return reinterpret_cast<void *>(function);
-}
-
 std::map<void *, std::uintptr_t> originals; ///< by the function that replaces it
 
 /// The system's own function.
 template <class Function> Function *real(Function *replacement)
 {
-    return reinterpret_cast<Function *>(originals.at(address(replacement)));
+    return reinterpret_cast<Function *>(originals.at(reinterpret_cast<void *>(replacement)));
 }
 
 HANDLE WINAPI createfile(LPCSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
@@ -354,7 +349,7 @@ std::map<std::string, void *> replacements()
     std::map<std::string, void *> all;
     const auto replace = [&all]<class Function>(const char *name, Function *,
                                                 std::type_identity_t<Function> *by) {
-        all[name] = address(by);
+        all[name] = reinterpret_cast<void *>(by);
     };
     replace("CreateFileA", ::CreateFileA, createfile);
     replace("CloseHandle", ::CloseHandle, closehandle);
@@ -463,13 +458,10 @@ void describe(const std::string &description)
     for (std::string line; std::getline(lines, line);) {
         std::istringstream words(line);
         std::string word;
-        if (!(words >> word))
-            continue;
+        words >> word;
         Item &item = (word == "disk" ? disks : volumes).emplace_back();
-        while (words >> word) {
-            const std::size_t sign = std::min(word.find('='), word.size());
-            item.words[word.substr(0, sign)] = word.substr(std::min(sign + 1, word.size()));
-        }
+        while (words >> word)
+            item.words[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
     }
 }
 
@@ -480,3 +472,16 @@ std::string events()
 }
 
 } // namespace standin
+
+// Loaded into a program by quarn-launch: the disks described in the file QUARN_STANDIN.
+BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
+{
+    if (reason == DLL_PROCESS_ATTACH) {
+        const char *file = std::getenv("QUARN_STANDIN");
+        std::stringstream text;
+        text << std::ifstream(file != nullptr ? file : "").rdbuf();
+        standin::describe(text.str());
+        standin::install();
+    }
+    return TRUE;
+}
