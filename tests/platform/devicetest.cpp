@@ -13,15 +13,9 @@
 
 using namespace platform;
 
-namespace
-{
-
-Status status;
-
-} // namespace
-
 TEST(Device, KeepsTheContract)
 {
+    Status status;
     for (const std::uint32_t sector : {512U, 4096U}) {
         SCOPED_TRACE(sector);
         SimulatedBackend simulated;
@@ -58,6 +52,7 @@ TEST(Device, KeepsTheContract)
 // misses a failed open does no harm.
 TEST(Device, RefusesWhatItMust)
 {
+    Status status;
     SimulatedBackend simulated;
     simulated.disks = {simulateddisk("sim", 4096)};
     ReadAhead disk(simulated.open("sim", Access::readwrite, status));

@@ -105,7 +105,7 @@ TEST(TakeAlong, ReadsWhatOtherToolsFindOnARealDisk)
     std::string why = outputof("command -v ddrescue").empty() ? "needs ddrescue" : "";
     if (!LoopDisk::available(why))
         GTEST_SKIP() << why;
-    const LoopDisk disk({.bytes = 9'999'872, .badread = {{1500, 1520}, {10600, 10600}}});
+    const LoopDisk disk(9'999'872, "read=1500-1520 read=10600");
     ASSERT_FALSE(disk.node.empty()) << disk.error;
     MapTarget target{withfactors({.totalbytes = 9'999'872}, 512, 63, 16), {}, 9'999'872};
     target.plan = makeplan(target.geometry);

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 std::string outputof(const std::string &command)
@@ -30,17 +29,12 @@ bool LoopDisk::available(std::string &why)
     return why.empty();
 }
 
-LoopDisk::LoopDisk(const Options &options) : served(folder / options.name)
+LoopDisk::LoopDisk(std::uint64_t bytes, const std::string &options, const std::string &name)
+    : served(folder / name)
 {
-    std::ostringstream command;
-    command << QUARN_BADDISK " " << folder.path << " " << options.name << " " << options.bytes
-            << " sector=" << options.bytespersector << (options.partitions ? " partscan" : "");
-    for (const auto &[option, ranges] :
-         {std::pair(" read=", options.badread), {" write=", options.badwrite}}) {
-        for (const Range &range : ranges)
-            command << option << range.first << "-" << range.last;
-    }
-    keeper = ::popen(command.str().c_str(), "we");
+    const std::string command =
+        QUARN_BADDISK " " + folder.path + " " + name + " " + std::to_string(bytes) + " " + options;
+    keeper = ::popen(command.c_str(), "we");
     for (int i = 0; i < 1000 && !std::filesystem::exists(folder / "node"); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::ifstream(folder / "node") >> node;

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <vector>
 
 /// A real block device with damage: a loop device with direct transfers on a file whose chosen
 /// sectors fail (`baddisk`). Needs root, FUSE and loop devices; check `available` first. It goes
@@ -13,19 +12,10 @@
 class LoopDisk
 {
 public:
-    /// Sectors of the device, both ends inclusive.
-    struct Range {
-        std::uint64_t first, last;
-    };
-    struct Options {
-        std::uint64_t bytes = 0;
-        std::uint32_t bytespersector = 512;
-        std::vector<Range> badread = {}, badwrite = {};
-        std::string name = "disk"; ///< of the file; the disk's model
-        bool partitions = false;   ///< whether the kernel scans it for partitions
-    };
-
-    explicit LoopDisk(const Options &options);
+    /// `options` are those of `baddisk`: "sector=4096 partscan read=7-9 write=8"; `name`, that of
+    /// the file, is the disk's model.
+    explicit LoopDisk(std::uint64_t bytes, const std::string &options = "",
+                      const std::string &name = "disk");
     LoopDisk(const LoopDisk &) = delete;
     LoopDisk &operator=(const LoopDisk &) = delete;
     ~LoopDisk();

@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <map>
 #include <mutex>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include <psapi.h>
@@ -135,10 +135,9 @@ BOOL WINAPI closehandle(HANDLE handle)
             item->locker = nullptr;
         item->dismounted = item->dismounted && item->locker;
         if (item->reads > 0)
-            note("closed " + (*item)["number"] + ": " + std::to_string(item->reads) + " reads, " +
-                 std::to_string(item->readbytes) + " bytes");
-        item->reads = 0;
-        item->readbytes = 0;
+            note("closed " + (*item)["number"] + ": " +
+                 std::to_string(std::exchange(item->reads, 0)) + " reads, " +
+                 std::to_string(std::exchange(item->readbytes, 0)) + " bytes");
         const std::lock_guard hold(guard);
         handles.erase(handle);
     }
@@ -387,10 +386,6 @@ std::map<std::string, void *> replacements()
         }
         return TRUE;
     });
-    replace("SetupDiGetClassDevsA", ::SetupDiGetClassDevsA,
-            [](auto...) -> HDEVINFO { return &search; });
-    replace("SetupDiDestroyDeviceInfoList", ::SetupDiDestroyDeviceInfoList,
-            [](auto) { return TRUE; });
     replace("SetupDiEnumDeviceInterfaces", ::SetupDiEnumDeviceInterfaces,
             [](auto, auto, auto, auto member, auto data) {
                 data->Reserved = member;

@@ -125,11 +125,12 @@ TEST_F(WholeRun, OnABlockDeviceWithDamage)
     std::string why;
     if (!LoopDisk::available(why))
         GTEST_SKIP() << why;
-    LoopDisk::Options options{.bytes = 2147483648, .name = "wholerun"};
-    for (const std::uint64_t segment : damagedsegments)
-        options.badread.push_back({damagedsector(segment), damagedsector(segment)});
-    options.badwrite = options.badread;
-    const LoopDisk disk(options);
+    std::string damage;
+    for (const char *option : {" read=", " write="}) {
+        for (const std::uint64_t segment : damagedsegments)
+            damage += option + std::to_string(damagedsector(segment));
+    }
+    const LoopDisk disk(2147483648, damage, "wholerun");
     ASSERT_FALSE(disk.node.empty()) << disk.error;
     platform::setbackend(nullptr);
     const auto run = [](const QString &command) {
