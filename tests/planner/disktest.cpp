@@ -110,6 +110,16 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     selectblocks(*page, {12});
     page->rescan();
     EXPECT_EQ(count(Kind::write), 4u);
+    // what a later re-test finds in front of that is known too
+    selectblocks(*page, {0});
+    disk->faults->unreadable.add(5 * cylinder);
+    page->rescan();
+    page->undo();
+    page->undo();
+    refused("; Logical Disk, 0.0");
+    // a plan of a scan that the user trusts again knows nothing of it
+    EXPECT_TRUE(click(back, skip));
+    EXPECT_EQ(commits(), "");
 }
 
 TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)
@@ -170,6 +180,7 @@ TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
     EXPECT_TRUE(click(back, skip));
     EXPECT_EQ(blocktext(page->extparts), "u0-39");
     EXPECT_EQ(page->strategybox->currentIndex(), 0);
+    EXPECT_FALSE(page->undostack->canUndo());
 }
 
 TEST_F(PlannerOnDisk, BadFirstSegment)

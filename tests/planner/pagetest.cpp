@@ -97,6 +97,13 @@ TEST(PlannerPage, HistoryForgives)
         EXPECT_EQ(blocktext(page.selectedparts()), selected) << line;
         EXPECT_EQ(page.strategybox->currentIndex(), strategy) << line;
     }
+    // what was undone does not change where the next one's row comes
+    makeplan(page, "l0-9 u10-19 l20-29");
+    selectblocks(page, {10});
+    page.addld();
+    page.undo();
+    page.addld();
+    EXPECT_EQ(rowtext(*page.treemodel), "e0-29[l0-9 l10-19 l20-29]");
     // the wheel over the closed box leaves the plan alone
     const auto center = QPointF(page.strategybox->rect().center());
     QWheelEvent wheel(center, page.strategybox->mapToGlobal(center), {}, {0, -120}, Qt::NoButton,
@@ -145,6 +152,7 @@ TEST(PlannerPage, NoteFollowsThePlan)
     page.treeview->setCurrentIndex(page.treemodel->index(1, 0));
     page.onupPartTreeNode();
     EXPECT_EQ(remarks(), spans + "; rows are out of disk order.");
+    EXPECT_EQ(page.undoaction->text(), "Undo move Primary Partition 1 up");
     selectblocks(page, {20, 30, 40});
     page.combineparts();
     EXPECT_EQ(remarks(), "a partition holds a bad stretch; " + spans + ".");

@@ -470,4 +470,9 @@ TEST_P(LoopDevice, TellsWhoHasADiskOpenWhichOneItIsAndWhatItHolds)
     EXPECT_TRUE(nativebackend().contents(disk.node, contents).ok());
     ASSERT_EQ(contents.volumes.size(), 1U);
     EXPECT_EQ(contents.volumes[0].filesystem, "swap");
+    // an extended partition is no volume
+    ASSERT_EQ(shell("printf ',4M,L\\n,,E\\n,4M,L\\n' | sfdisk -q --no-reread " + disk.node), 0);
+    EXPECT_TRUE(nativebackend().contents(disk.node, contents).ok());
+    ASSERT_EQ(contents.volumes.size(), 2U);
+    EXPECT_EQ(contents.volumes[1].number, 5);
 }

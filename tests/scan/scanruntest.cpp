@@ -120,7 +120,7 @@ protected:
     std::string surface()
     {
         std::string states;
-        for (const SurfaceCell &cell : page()->surface())
+        for (const SurfaceCell &cell : page()->surfaceview->map->cells())
             states += "?.sBmw"[static_cast<int>(cell.state)];
         return states;
     }
@@ -268,6 +268,7 @@ TEST_F(ScanRun, AFileThatCanNotBeWrittenCostsTheFileAndNotTheRun)
         EXPECT_EQ(after(script), expected);
         EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
     }
+    EXPECT_TRUE(QFile::exists("disk0.previous")); // a run that was not saved replaces nothing
 }
 
 // Two disks of one model in turn at one node: each keeps its own file.
@@ -434,7 +435,7 @@ TEST_F(ScanRun, OnlyWhatWasReadFromThisDiskCounts)
           {"file= reads=10 nw", "GONE waiting prev ... .........."},
           {"file= reads=11 nw", "GONE waiting prev ... .........."},
           // What failed just before that is taken back too, with its record.
-          {"file= bad=50 reads=5 nw", "GONE waiting prev . .........."},
+          {"file= bad=50 bad=100 reads=7 nw", "GONE waiting prev . .........."},
           {"healthy reads=1000000 pw", "SAVED planner .........."},
           {"bbn", "waiting prev .........."}});
     // Gone at its start too, where nothing but the end of the failed segment can be read.
@@ -501,6 +502,9 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
     EXPECT_TRUE(view->figures->text().startsWith("Done: 25 %\nElapsed: 0:00:"));
     play({{"w", "EARLIER SAVED planner ..B......... .BBB........"}});
     shows(".mBm.s......");
+    page()->limitbox->setValue(120);
+    shows(".mBm.s.s....");
+    page()->limitbox->setValue(500);
     EXPECT_TRUE(view->figures->text().startsWith("Done: 100 %\nElapsed: 0:00:"));
     EXPECT_TRUE(view->figures->text().endsWith(
         "\nBad segments: 1\nSlow segments: 1\nSlowest transfer: 500 ms"));

@@ -134,6 +134,8 @@ TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
          " 1 bad segment fewer than on 2026-11-01."},
         {"B.B.................", "BB..................",
          " Do not use this disk: a tenth of it is bad."},
+        {"....................", "....................",
+         " No more bad segments than on 2026-11-01."},
         {"B...................", ".B", " 1.0 GB of damage less than on 2026-11-01."}};
     for (const auto &[now, former, expected] : cases) {
         FormerResult before{{.bytespercyl = 2'000'000'000}, marked(former), {2026, 11, 1}};
@@ -152,6 +154,7 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
     WizardBench bench;
     const auto disk = bench.adddisk(20);
     disk->faults->unreadable.add(5 * 50 + 27);
+    bench.adddisk(20);
     bench.openscanpage();
     QString typed = "along.txt";
     bench.dialogs.custom = [&](QWidget *widget) {
@@ -230,5 +233,15 @@ TEST(TakeAlong, TheMapsMenuSavesAndLoads)
         EXPECT_EQ(QFile::exists("disk0.previous"), found.ends_with("planner"));
         EXPECT_TRUE(!found.ends_with("planner") || bench.click(WizardBench::back));
     }
+    typed = "disk0.previous";
+    EXPECT_TRUE(choose(0, 0).starts_with("Can not write the report.\n"));
     QFile::remove("disk0.previous");
+    // another disk has not grown since
+    EXPECT_TRUE(bench.scanpage()->report().verdict.contains(" than on "));
+    ASSERT_TRUE(replacescanfile("disk1", g, marked("....................")));
+    ASSERT_TRUE(bench.click(WizardBench::back));
+    bench.selectpage()->diskgroup->button(1)->click();
+    ASSERT_TRUE(bench.click(WizardBench::next, WizardBench::prev));
+    EXPECT_EQ(bench.scanpage()->report().verdict, "0 segments bad, 0 slow. Nothing is lost.");
+    QFile::remove("disk1");
 }

@@ -193,6 +193,8 @@ TEST_F(Diagram, BlocksAreInTheAccessibilityTree)
     }
     EXPECT_EQ(list->child(7), nullptr);
     EXPECT_EQ(list->focusChild(), list->child(4));
+    page.treeview->setFocus();
+    EXPECT_FALSE(list->child(4)->state().focused);
 
     // An entry outlives its block, and knows it.
     QAccessibleInterface *last = list->child(6);

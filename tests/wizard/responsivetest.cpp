@@ -74,9 +74,11 @@ TEST_F(Responsive, InputDuringWorkGoesNowhere)
     watchdog.callOnTimeout([&] { longest = std::max(longest, served.restart()); });
     watchdog.start(10);
     int pressed = 0;
+    QString labels;
     presses.callOnTimeout([&] {
         if (!InputGuard::active())
             return;
+        labels += dialog() ? dialog()->labelText() : QString();
         QList<QWidget *> targets = bench.wizard->findChildren<QWidget *>();
         targets.removeIf([](QWidget *one) { return !one->isVisible() || !one->isEnabled(); });
         QWidget *const target = targets[static_cast<qsizetype>(random()) % targets.size()];
@@ -102,7 +104,9 @@ TEST_F(Responsive, InputDuringWorkGoesNowhere)
     EXPECT_EQ(bench.scanpage()->intsegs, (std::vector<SEG>{{0, 3, 0}, {4, 6, 1}, {7, 11, 0}}));
     EXPECT_LE(bench.scanpage()->surfaceview->map->currentcell(), 0); // 0 comes with the focus
     ASSERT_TRUE(stays());
+    disk->faults->delay = delay * 7 / 5; // the boundary's eight reads take more than 3 s
     ASSERT_TRUE(bench.click(back, prev));
+    disk->faults->delay = delay;
     ASSERT_TRUE(stays());
     const QByteArray file = filecontent("disk0");
     selectblocks(*bench.planner(), {7});
@@ -118,6 +122,8 @@ TEST_F(Responsive, InputDuringWorkGoesNowhere)
     EXPECT_EQ(QString::fromStdString(disk->recording->course()).count(" w0+1"), 1);
 
     EXPECT_GT(pressed, 50);
+    EXPECT_TRUE(labels.contains("This can not be cancelled any more."));
+    EXPECT_FALSE(labels.contains("waiting for the disk"));
     EXPECT_LT(longest, delay.count() * 9 / 10); // a read that blocks takes all of it
 }
 

@@ -56,6 +56,8 @@ TEST_F(Wizard, AsksForADisk)
     hostile->identitymap = 1;
     hostile->identity = platform::identitywithmodel("<b>&lt;x\r\n\x1b[2J../../etc/x:%1%n\x7f");
     bench.backend.systempaths = {bench.backend.disks[0]->path};
+    bench.open(-1);
+    EXPECT_EQ(bench.wizard->focusWidget(), bench.selectpage()->diskgroup->button(1));
     bench.openscanpage(2);
     QStringList rows;
     for (const auto *row : bench.wizard->findChildren<QRadioButton *>())
