@@ -118,6 +118,8 @@ static void perform(DiskPartition &page, const QString &text)
         page.defaultpartition();
     else if (name == "resize")
         page.resizepartdiagram();
+    else if (name == "undo" || name == "redo")
+        name == "undo" ? page.undo() : page.redo();
     else if (row.isValid())
         page.treemodel->setData(row.siblingAtColumn(static_cast<int>(columns.indexOf(name))),
                                 argument, Qt::EditRole);
@@ -223,14 +225,15 @@ static void walk(const QString &plan, unsigned seed, int steps)
         const EXTPART part = model.extendpart ? *model.extendpart : EXTPART();
         return std::array{part.start, part.stop, part.size};
     };
-    static const QStringList operations = {
-        "addpp",   "addld", "addpp",   "addld",   "delpart", "split",  "split3", "split4",
-        "resize",  "split", "splitn",  "sysdata", "up",      "down",   "delete", "combine",
-        "combine", "type ", "active ", "start ",  "stop ",   "start ", "stop "};
+    static const QStringList operations = {"addpp",   "addld",   "addpp",  "addld",   "delpart",
+                                           "split",   "split3",  "split4", "resize",  "split",
+                                           "splitn",  "sysdata", "up",     "down",    "delete",
+                                           "combine", "combine", "type ",  "active ", "start ",
+                                           "stop ",   "start ",  "stop ",  "undo",    "redo"};
     static const QStringList junk = {"", "-1", "nan", "inf", "1e30", "x"};
     makeplan(page, plan);
     page.undostack->clear();
-    QList<PlanState> states = {page.save()};
+    QList<PlanState> states = {page.save()}; // by the number of steps that are done
     const QList<EXTPART *> &blocks = page.extparts;
     for (int step = 0; step < steps && !testing::Test::HasFailure(); step++) {
         SCOPED_TRACE(std::to_string(seed) + ", " + std::to_string(step) + ": " + blocktext(blocks));
@@ -254,6 +257,7 @@ static void walk(const QString &plan, unsigned seed, int steps)
         const auto boundsbefore = bounds();
         cancelled = told = false;
         dialogs.takeseen();
+        const int done = page.undostack->index();
         const std::string before = planstate(page);
         QString what = operations[below(operations.size())];
         const bool typed = what.startsWith('s') && what.endsWith(' ');
@@ -275,13 +279,16 @@ static void walk(const QString &plan, unsigned seed, int steps)
             EXPECT_EQ(one, one.isValid() ? model.findpart(&partof(one)) : QModelIndex());
         refusals += refused;
         changes += after != before;
-        if (PlanState state = page.save(); state != states.last())
+        if (PlanState state = page.save(); !what.endsWith("do") && state != states[done]) {
+            states.resize(done + 1);
             states.append(std::move(state));
+        }
+        EXPECT_TRUE(page.save() == states[page.undostack->index()]);
     }
 
     // back to the start and forth to the end
     ASSERT_EQ(page.undostack->count() + 1, states.size());
-    for (qsizetype i = states.size() - 1, by = -1; i < states.size(); i += by) {
+    for (qsizetype i = page.undostack->index(), by = -1; i < states.size(); i += by) {
         EXPECT_TRUE(page.save() == states[i]) << i;
         EXPECT_EQ(planfaults(page), "") << i;
         by = i == 0 ? 1 : by;
