@@ -189,46 +189,36 @@ TEST(ScanFileFormat, RecordsReachTheirMedium)
 
 TEST(ScanSpeed, TellsWhatTheRunItselfHasSeen)
 {
-    struct Stretch {
-        int segments;
-        double megabytes, seconds; ///< of each segment
-        bool bad = false;
-    };
-    const struct {
-        double total, done; // megabytes
-        std::vector<Stretch> stretches;
-        const char *text;
-    } cases[] = {
+    // Megabytes in all and done before; segments with the megabytes and seconds of each, "!" bad.
+    const std::tuple<double, double, const char *, const char *> cases[] = {
         // A rate at once, an estimate after some seconds.
-        {1000, 0, {{2, 10, 2}}, "2 % done, 0 bad segments, 5.0 MB/s"},
-        {1000, 0, {{3, 10, 2}}, "3 % done, 0 bad segments, 5.0 MB/s, about 3 min left"},
+        {1000, 0, "2x10/2", "2 % done, 0 bad segments, 5.0 MB/s"},
+        {1000, 0, "3x10/2", "3 % done, 0 bad segments, 5.0 MB/s, about 3 min left"},
         // Neither without a healthy segment, however long it took.
-        {1000, 0, {{1, 10, 60, true}}, "1 % done, 1 bad segment"},
+        {1000, 0, "1x10/60!", "1 % done, 1 bad segment"},
         // Damage does not lower the rate: 600 of the 800 MB left take 120 s, 20 segments 30 s each.
-        {1000,
-         0,
-         {{15, 10, 2}, {5, 10, 30, true}},
-         "20 % done, 5 bad segments, 5.0 MB/s, about 12 min left"},
+        {1000, 0, "15x10/2 5x10/30!", "20 % done, 5 bad segments, 5.0 MB/s, about 12 min left"},
         // An earlier run counts for the progress, not for the rate.
-        {1000, 900, {{6, 10, 1}}, "96 % done, 0 bad segments, 10.0 MB/s, less than 1 min left"},
+        {1000, 900, "6x10/1", "96 % done, 0 bad segments, 10.0 MB/s, less than 1 min left"},
         // A disk that got slower has its present rate.
-        {4e6,
-         0,
-         {{100, 4000, 20}, {200, 4000, 40}},
+        {4e6, 0, "100x4000/20 200x4000/40",
          "30 % done, 0 bad segments, 100.0 MB/s, about 7 h 47 min left"},
-        {2e7, 0, {{1, 40000, 4000}}, "0 % done, 0 bad segments, 10.0 MB/s, about 23 d 2 h left"},
+        {2e7, 0, "1x40000/4000", "0 % done, 0 bad segments, 10.0 MB/s, about 23 d 2 h left"},
         // 100 % means all of it.
-        {3e6, 2999999, {{1, 0.5, 60, true}}, "99 % done, 1 bad segment"},
-        {1000, 990, {{1, 10, 1, true}}, "100 % done, 1 bad segment"},
-    };
+        {3e6, 2999999, "1x0.5/60!", "99 % done, 1 bad segment"},
+        {1000, 990, "1x10/1!", "100 % done, 1 bad segment"}};
     const auto bytes = [](double megabytes) { return static_cast<std::uint64_t>(megabytes * 1e6); };
-    for (const auto &row : cases) {
-        ScanSpeed speed(bytes(row.total), bytes(row.done));
-        for (const Stretch &one : row.stretches) {
-            for (int i = 0; i < one.segments; ++i)
-                speed.add(bytes(one.megabytes), one.seconds, one.bad);
+    for (const auto &[total, done, stretches, expected] : cases) {
+        ScanSpeed speed(bytes(total), bytes(done));
+        std::istringstream words(stretches);
+        for (std::string word; words >> word;) {
+            int segments = 0;
+            double megabytes = 0, seconds = 0;
+            std::sscanf(word.c_str(), "%dx%lf/%lf", &segments, &megabytes, &seconds);
+            for (int i = 0; i < segments; ++i)
+                speed.add(bytes(megabytes), seconds, word.back() == '!');
         }
-        EXPECT_EQ(speed.text(), row.text);
+        EXPECT_EQ(speed.text(), expected);
     }
 }
 
