@@ -47,8 +47,7 @@ protected:
     /// Serial number and instance of what is opened for the chosen disk now, else the reason.
     std::string found()
     {
-        std::string refusal;
-        std::string where;
+        std::string refusal, where;
         const DiskHandle disk = openchosen(chosen, refusal, &where);
         const DiskIdentity now = readidentity(disk.get(), "");
         return disk ? now.serial + "@" + now.instance + " " + where : refusal.substr(23);

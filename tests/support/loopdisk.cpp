@@ -34,17 +34,11 @@ LoopDisk::LoopDisk(std::uint64_t bytes, const std::string &options, const std::s
 {
     const std::string command =
         QUARN_BADDISK " " + folder.path + " " + name + " " + std::to_string(bytes) + " " + options;
-    keeper = ::popen(command.c_str(), "we");
+    keeper.reset(::popen(command.c_str(), "we"));
     for (int i = 0; i < 1000 && !std::filesystem::exists(folder / "node"); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     std::ifstream(folder / "node") >> node;
     std::getline(std::ifstream(folder / "log"), error, '\0');
-}
-
-LoopDisk::~LoopDisk()
-{
-    if (keeper != nullptr)
-        ::pclose(keeper);
 }
 
 std::string LoopDisk::medium(std::uint64_t offset, std::size_t bytes) const

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 /// A real block device with damage: a loop device with direct transfers on a file whose chosen
@@ -16,9 +17,6 @@ public:
     /// the file, is the disk's model.
     explicit LoopDisk(std::uint64_t bytes, const std::string &options = "",
                       const std::string &name = "disk");
-    LoopDisk(const LoopDisk &) = delete;
-    LoopDisk &operator=(const LoopDisk &) = delete;
-    ~LoopDisk();
 
     /// Whether this system can create such devices; if not, `why`.
     static bool available(std::string &why);
@@ -35,8 +33,9 @@ public:
 
 private:
     TempFolder folder;
-    std::string served;          ///< path of the file that fails
-    std::FILE *keeper = nullptr; ///< input of the program that keeps the device
+    std::string served; ///< path of the file that fails
+    /// Input of the program that keeps the device.
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> keeper{nullptr, ::pclose};
 };
 
 /// The status of a command of the shell, which may be one of the administrator's.
