@@ -8,7 +8,6 @@
 //     commit was refused.
 //
 // quarn-scanbench read|write NODE
-// quarn-scanbench simulated MB DAMAGED-SEGMENTS MILLISECONDS-A-FAILURE
 //     Scans a disk; a write test destroys its contents. Prints seconds, CPU seconds and bad
 //     segments; the scan file is left in the current directory.
 //
@@ -21,7 +20,6 @@
 //     something kills it.
 
 #include "plan/planreport.h"
-#include "platform/writegather.h"
 #include "scan/consolidation.h"
 #include "tests/support/planchecker.h"
 #include "tests/support/wizardbench.h"
@@ -99,23 +97,8 @@ int walk(WizardBench &bench, const QStringList &arguments)
 int scanbench(WizardBench &bench, const QStringList &arguments)
 {
     bench.dialogs.timer.setInterval(20); // looking for dialogs all the time would be measured along
-    const bool simulated = arguments.value(1) == "simulated";
-    if (arguments.size() != (simulated ? 5 : 3))
-        return usage();
-    if (simulated) { // with the large blocks of native disks
-        const auto disk =
-            bench.adddisk(arguments[2].toULongLong() * 1'000'000 / (16 * 63 * 512), 16, 63);
-        disk->wrap = platform::inlargeblocks;
-        const int segments = arguments[3].toInt();
-        // one sector in the middle of so many segments, evenly over the disk
-        for (int i = 0; i < segments; ++i)
-            disk->faults->unreadable.add(
-                (static_cast<std::uint64_t>(i * 500 / segments) * 2 + 101) * (disk->bytes / 512) /
-                1000);
-        disk->faults->faildelay = std::chrono::milliseconds(arguments[4].toInt());
-    }
     bench.open(-1);
-    bench.openscanpage(simulated ? 0 : bench.rowof(arguments[2].toStdString()));
+    bench.openscanpage(bench.rowof(arguments.value(2).toStdString()));
     if (bench.current() != bench.wizard->scanpageid || bench.scanpage()->segnum == 0) {
         std::fputs("no such disk\n", stderr);
         return 1;
@@ -128,8 +111,7 @@ int scanbench(WizardBench &bench, const QStringList &arguments)
     bench.click(WizardBench::next);
     if (!bench.waitrun(scantimeout) || !page.scantimer)
         return 1;
-    const auto bad = std::count_if(page.segs, page.segs + page.segnum,
-                                   [](const SEG &seg) { return seg.isbad != 0; });
+    const auto bad = std::ranges::count(page.segs, page.segs + page.segnum, 1, &SEG::isbad);
     std::printf("%.3f %.3f %d\n", static_cast<double>(clock.elapsed()) / 1000,
                 static_cast<double>(std::clock() - cpu) / CLOCKS_PER_SEC, static_cast<int>(bad));
     return 0;
@@ -290,7 +272,7 @@ int main(int argc, char **argv)
         {"quarn-scanvictim", scanvictim}};
     const auto job = jobs.value(QFileInfo(argv[0]).fileName());
     WizardBench bench;
-    if (job == walk || (job == scanbench && arguments.value(1) != "simulated"))
+    if (job == walk || job == scanbench)
         platform::setbackend(nullptr); // the real disks
     // a real disk may report no geometry: the guess is taken
     bench.dialogs.custom = [](QWidget *widget) {

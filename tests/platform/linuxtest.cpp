@@ -22,7 +22,6 @@
 #include <sstream>
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -274,17 +273,6 @@ TEST(Linux, OtherFilesAreNoDisksAndNoFilesOfTheProgram)
         EXPECT_EQ(LinuxDevice::open(path, Access::read, status), nullptr) << path;
         EXPECT_EQ(status.fault, fault) << path;
     }
-    // A short read into aligned memory is told as it is: memory of this process up to a hole.
-    char *const pages = static_cast<char *>(
-        ::mmap(nullptr, 12288, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    ASSERT_EQ(::munmap(pages + 4096, 4096), 0);
-    const auto memory = LinuxDevice::open("/proc/self/mem", Access::read, status);
-    ASSERT_NE(memory, nullptr);
-    const Transfer part =
-        memory->read(reinterpret_cast<std::uintptr_t>(pages) + 4096 - 512, pages + 8192, 1024);
-    EXPECT_TRUE(part.status.ok()) << part.status.code;
-    EXPECT_EQ(part.bytes, 512U);
-    ::munmap(pages, 12288);
     // The program's own files: no link is followed, and no open blocks on a pipe.
     std::filesystem::create_symlink(file, folder / "link");
     std::filesystem::create_symlink(folder / "missing", folder / "dangling");

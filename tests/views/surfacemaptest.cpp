@@ -1,3 +1,4 @@
+// Catches a map that points to, names or shows another cell than the scan or the user means.
 #include "views/surfacemap.h"
 #include "views/surfacecells.h"
 
@@ -109,21 +110,13 @@ TEST_F(SurfaceMapTest, KeysAndPointerReachEveryCell)
                       "550 to 599, sectors 8835750 to 9638999"));
     QTest::mouseMove(map.windowHandle(), middle(3));
     EXPECT_TRUE(shows("segment 4 of 480, good"));
+    QAccessibleInterface *spoken = QAccessible::queryAccessibleInterface(grid)->child(1);
+    EXPECT_EQ(spoken->text(QAccessible::Name),
+              "segment 2, 0.4 GB to 0.8 GB, good, slowest read 35 ms");
+    EXPECT_EQ(spoken->rect().topLeft(), grid->mapToGlobal(grid->cellrect(1).topLeft()));
     map.setcells({map.cells().begin(), map.cells().begin() + 5});
     EXPECT_EQ(map.currentcell(), 4);
-}
-
-TEST_F(SurfaceMapTest, SpeaksItsCells)
-{
-    QAccessibleInterface *list = QAccessible::queryAccessibleInterface(grid),
-                         *cell = list->child(1);
-    EXPECT_EQ(list->childCount(), 480);
-    QTest::keyClick(grid, Qt::Key_Right);
-    EXPECT_EQ(cell->text(QAccessible::Name),
-              "segment 2, 0.4 GB to 0.8 GB, good, slowest read 35 ms");
-    EXPECT_EQ(list->focusChild(), cell);
-    EXPECT_EQ(list->childAt(cell->rect().center().x(), cell->rect().center().y()), cell);
     map.setcells({});
-    EXPECT_TRUE(cell->state().invalid);
+    EXPECT_TRUE(spoken->state().invalid);
     EXPECT_FALSE(map.grab().isNull());
 }
