@@ -176,14 +176,11 @@ TEST(Planner, Dialogs)
     for (const char *operation : {"splitn", "sysdata", "strategy 4", "strategy 5"})
         perform(page, operation);
     QString texts;
-    for (const DialogAnswers::Seen &one : dialogs.seen) {
-        texts += one.title.section(' ', 0, 0) + " ";
-        for (const double number : {one.value, one.minimum, one.maximum, one.step})
-            texts += QString::number(number) + " ";
-        texts += QString::number(one.decimals) + ", ";
-    }
-    EXPECT_EQ(texts, "n 2 0 50 1 0, System 3 0 18 1 1, Data 3 1 50 1 0, Input 2 1 2 1 0, "
-                     "Max 20 0 30 1 1, Min 0 0 30 1 1, ");
+    for (const DialogAnswers::Seen &one : dialogs.seen)
+        QDebug(&texts).noquote() << one.title.section(' ', 0, 0) << one.value << one.minimum
+                                 << one.maximum << one.step << one.decimals;
+    EXPECT_EQ(texts, "n 2 0 50 1 0 System 3 0 18 1 1 Data 3 1 50 1 0 Input 2 1 2 1 0 "
+                     "Max 20 0 30 1 1 Min 0 0 30 1 1 ");
     // a typed comma is the point in every locale, and no sign of thousands
     for (const char *locale : {"de_DE", "en_US"}) {
         QLocale::setDefault(QLocale(locale));
