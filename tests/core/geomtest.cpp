@@ -8,17 +8,20 @@ namespace
 
 using Geometry = CoreTest;
 
-// Where each field lies the scan file of a whole run shows.
-TEST_F(Geometry, ImagesHoldWholeNumbers)
+TEST_F(Geometry, ImagesHaveTheirBytesInPlace)
 {
-    constexpr std::uint64_t most = ~0ULL;
-    const geom geometry{255, 63, 512, most - 1, most - 2, most - 3, most - 4, most - 5};
+    // the scan file of a whole run shows where each field lies
+    const geom geometry = {
+        255, 63, 512, 1ULL << 40, 3ULL << 40, 5ULL << 40, 0x0102030405060708, 7ULL << 40};
     auto image = encodegeom(geometry);
     image[13] = 0xEE; // the padding is ignored
     EXPECT_EQ(decodegeom(image), geometry);
 
-    const SEG seg{0x1112131415161718, 0x0807060504030201, -2};
+    const SEG seg{243, 0x0807060504030201, -2};
     auto record = encodeseg(seg);
+    const std::array<std::uint8_t, segsize> bytes = {
+        0xF3, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 0xFE, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0};
+    EXPECT_EQ(record, bytes);
     record[21] = 0xEE;
     EXPECT_EQ(decodeseg(record), seg);
 }
