@@ -44,11 +44,12 @@ protected:
         bench.openscanpage();
     }
     /// A word of a script. "bad=N" has sector N fail, and "healthy" none; "gone=N" is after so many
-    /// operations, and "gone=" never; "reads=N" locks the disk up after so many; "denied" and
-    /// "opens" are opens of the disk; "file=MARKS" writes a sound scan file, "cut=N" cuts it to as
-    /// many bytes, and "file=" removes it; "again" comes to the page in a new wizard; "row=N"
-    /// chooses another disk; "skipscan" and "useprev" call the slots. Other words are clicks.
-    /// Returns whether it could be done.
+    /// operations, and "gone=" never; "reads=N" locks the disk up after so many; "slow=N" has that
+    /// sector take a second, and "marks" has slow segments marked; "denied" and "opens" are opens
+    /// of the disk; "file=MARKS" writes a sound scan file, "cut=N" cuts it to as many bytes, and
+    /// "file=" removes it; "again" comes to the page in a new wizard; "row=N" chooses another disk;
+    /// "skipscan" and "useprev" call the slots. Other words are clicks. Returns whether it could be
+    /// done.
     bool step(const QString &word)
     {
         const QString name = word.section('=', 0, 0), value = word.section('=', 1);
@@ -61,6 +62,11 @@ protected:
             gone = value.isEmpty() ? std::nullopt : std::optional(value.toULongLong());
         else if (name == "reads")
             disk->faults->locksafter = value.toULongLong();
+        else if (name == "slow")
+            disk->faults->slow = {
+                {value.toULongLong(), value.toULongLong(), std::chrono::seconds(1)}};
+        else if (name == "marks")
+            page()->slowbox->setChecked(true);
         else if (name == "denied" || name == "opens")
             disk->opens = name == "opens";
         else if (name == "file")
@@ -519,14 +525,7 @@ TEST_F(ScanRun, ASlowSegmentIsShownAndMarkedOnlyIfTheUserSaysSo)
 
     // A disk that locks up: a slow segment is not taken back for that, and behind a failure it does
     // not say that the disk was still there.
-    const std::tuple<bool, std::uint64_t, const char *, const char *> locking[] = {
-        {true, 75, "reads=6 nw", "GONE waiting prev .B .B.........."},
-        {true, 175, "reads=11 nw", "GONE waiting prev .. ............"},
-        {false, 175, "reads=12 nw", "GONE waiting prev ..B. ..B........."}};
-    for (const auto &[marks, slowat, script, outcome] : locking) {
-        after("file= again");
-        page()->slowbox->setChecked(marks);
-        disk->faults->slow = {slow(slowat, slowat, 700)};
-        EXPECT_EQ(after(script), outcome);
-    }
+    play({{"file= again marks slow=75 reads=6 nw", "GONE waiting prev .B .B.........."},
+          {"file= again marks slow=175 reads=11 nw", "GONE waiting prev .. ............"},
+          {"file= again slow=175 reads=12 nw", "GONE waiting prev ..B. ..B........."}});
 }

@@ -109,12 +109,10 @@ TEST(TakeAlong, ReadsWhatOtherToolsFindOnARealDisk)
     ASSERT_FALSE(disk.node.empty()) << disk.error;
     MapTarget target{withfactors({.totalbytes = 9'999'872}, 512, 63, 16), {}, 9'999'872};
     target.plan = makeplan(target.geometry);
-    for (const std::uint32_t size : {0, 512, 1024, 4096}) {
-        const std::string tool = size == 0
-                                     ? "ddrescue -qfd " + disk.node + " /dev/null m && cat m"
-                                     : "badblocks -b" + std::to_string(size) + " " + disk.node;
-        EXPECT_EQ(read(target, size, outputof(tool)), ".B........B........") << tool;
-    }
+    for (const auto &[size, tool] : {std::pair(0U, "ddrescue -qfd $DISK /dev/null m && cat m"),
+                                     {1024U, "badblocks -b 1024 $DISK"}})
+        EXPECT_EQ(read(target, size, outputof("DISK=" + disk.node + "; " + tool)),
+                  ".B........B........");
 }
 
 TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
