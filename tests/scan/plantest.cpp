@@ -40,15 +40,11 @@ TEST(ScanPlan, CutsEveryDiskAlike)
 {
     // Cylinders, segments, the last one's end, and the sum of all ends. With 1001 cylinders
     // rounding leaves the last one out.
-    const std::uint64_t disks[][4] = {{0, 0, 0, 0},
-                                      {1, 1, 0, 0},
-                                      {499, 499, 498, 124251},
-                                      {500, 500, 499, 124750},
-                                      {501, 500, 500, 124751},
-                                      {1000, 500, 999, 250000},
-                                      {1001, 500, 999, 250000},
-                                      {121601, 500, 121600, 30460301}};
-    for (const auto &[cylinders, segments, last, expected] : disks) {
+    std::istringstream disks("0 0 0 0  1 1 0 0  499 499 498 124251  500 500 499 124750  "
+                             "501 500 500 124751  1000 500 999 250000  1001 500 999 250000  "
+                             "121601 500 121600 30460301");
+    for (std::uint64_t cylinders, segments, last, expected;
+         disks >> cylinders >> segments >> last >> expected;) {
         const geom geometry = geometryof(cylinders);
         const List plan = makeplan(geometry);
         ASSERT_EQ(plan.size(), segments);

@@ -154,7 +154,7 @@ TEST(Sweep, NoFailureIsTakenForSuccess)
     ASSERT_EQ(whole.writes, whole.planned);
     const bool all = qEnvironmentVariableIsSet("QUARN_SWEEP");
     const std::vector<Operation> &operations = whole.disk->recording->operations;
-    int runs = 0, told = 0;
+    int told = 0;
     for (const Disturbance how : {Disturbance::fail, Disturbance::cut, Disturbance::none}) {
         for (std::size_t i = 0; i < operations.size(); i++) {
             const bool disturbs =
@@ -167,11 +167,9 @@ TEST(Sweep, NoFailureIsTakenForSuccess)
             std::set<std::uint64_t> asked = session.planned;
             asked.insert(whole.writes.begin(), whole.writes.end());
             EXPECT_TRUE(std::ranges::includes(asked, session.writes));
-            runs++;
             told += session.lost > 0 ? 1 : 0;
         }
     }
-    std::printf("%d sessions, %d with lines about lost sectors\n", runs, told);
     EXPECT_GT(told, 0);
 }
 
