@@ -36,12 +36,6 @@ namespace
 /// How long a scan may take on an emulated machine, in milliseconds.
 constexpr int scantimeout = 3'000'000;
 
-int usage()
-{
-    std::fputs("usage: see the first lines of tests/bench/driver.cpp\n", stderr);
-    return 2;
-}
-
 // ---- quarn-walk
 
 void printplan(const DiskPartition &page)
@@ -269,5 +263,8 @@ int main(int argc, char **argv)
             dialog->accept();
         return dialog != nullptr;
     };
-    return job ? job(bench, arguments) : usage();
+    if (job)
+        return job(bench, arguments);
+    std::fputs("usage: see the first lines of tests/bench/driver.cpp\n", stderr);
+    return 2;
 }

@@ -18,6 +18,7 @@ protected:
 
     void SetUp() override
     {
+        disk->description.emplace().serial = "S1";
         openscanpage();
         scan = scanpage();
         page = planner();
@@ -168,11 +169,12 @@ TEST_F(PlannerOnDisk, RefusedCommitWritesNothing)
     refused("partition failed!");
     EXPECT_EQ(count(Kind::write), 4u);
     disk->updatefails = false;
+    disk->path = "sim9"; // it came back
     EXPECT_EQ(commits(), "");
     EXPECT_EQ(count(Kind::write), 8u);
     // scan record, master boot sector, boot records
     EXPECT_NE(disk->recording->course().find("w1+1 w0+1 w16+1 w640+1"), std::string::npos);
-    EXPECT_EQ(page->partresult.logicalcount, 2);
+    EXPECT_EQ(page->partresult.devicepath, "sim9");
 
     // entering again starts again
     EXPECT_TRUE(click(back));
@@ -239,6 +241,8 @@ TEST_F(PlannerOnDisk, ReportNamesWhatDidNotReachTheDisk)
         commit();
         EXPECT_TRUE(lastpage()->reportedit->toPlainText().endsWith(
             "=sim0 bs=512 seek=7 count=1 oflag=direct\n"));
+        EXPECT_TRUE(platform::removalcommands("a#b", {{"swap", 9000}}, true, 4096)
+                        .ends_with("=a bs=4096 seek=2 count=1 oflag=direct\n"));
         *disk->faults = {};
     }
     save(2, QByteArray(3072, '\0'));
@@ -286,12 +290,12 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
         old[i] = static_cast<char>(i * 7 + i / 512);
     // Sector, entry, type, start. Links count from the first record; the last one leads back, and
     // another one to data.
-    const std::array<int, 4> entries[] = {{0, 0, 7, 64},     {0, 1, 5, 900},   {0, 2, 5, 1100},
-                                          {900, 0, 7, 16},   {900, 1, 5, 100}, {1000, 0, 7, 16},
-                                          {1000, 1, 5, 150}, {1050, 0, 7, 16}, {1050, 1, 5, 100}};
+    const std::array<int, 4> entries[] = {
+        {0, 0, 7, 64},    {0, 1, 5, 900},    {0, 2, 5, 1100},  {900, 0, 7, 16},   {900, 1, 5, 100},
+        {1000, 0, 7, 16}, {1000, 1, 5, 150}, {1050, 0, 7, 16}, {1050, 1, 5, 100}, {420, 0, 7, 16}};
     for (const auto &[sector, entry, type, start] : entries) {
         if (entry == 0)
-            old.replace(sector * 512 + 0x1BE, 66, QByteArray(64, '\0') + "\x55\xAA");
+            old.replace(sector * 512 + 0x1BE, 66, "\x80" + QByteArray(63, '\0') + "\x55\xAA");
         char *slot = old.data() + sector * 512 + 0x1BE + 16 * entry;
         slot[4] = static_cast<char>(type);
         qToLittleEndian(start, slot + 8);
@@ -310,6 +314,7 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     // what was done to the disk since
     for (const int sector : {1000, 1050})
         save(sector, QByteArray(512, 'n'));
+    save(320, old.mid(900 * 512, 512)); // leads to 420
 
     ASSERT_EQ(offers().size(), 1);
     disk->recording->clear();
@@ -320,6 +325,7 @@ TEST_F(PlannerOnDisk, TheOldTablesComeBack)
     EXPECT_TRUE(restore().contains("These sectors are not on the disk as they were: 1, 1000."));
     *disk->faults = {};
     EXPECT_EQ(offers().size(), 2); // of what the first one overwrote
+    EXPECT_TRUE(readbackup(backupfiles("disk0").front())->sectors.contains(420));
     EXPECT_TRUE(restore(1).contains("are on the disk again."));
     EXPECT_TRUE(load(0, 1280) == old);
 

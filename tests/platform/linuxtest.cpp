@@ -226,8 +226,8 @@ TEST(Linux, KnowsTheSystemAndOtherUsersThroughEveryLayer)
                 "31 1 0:40 / /pool rw - btrfs /dev/tsdd rw\n"
                 "32 1 8:17 / /else rw - ext4 /dev/tsdb1 rw\n"
                 "33 1 259:7 / /media/my\\040disk\\134\\012\\033) rw - vfat /dev/tsdg11 rw\n"
-                "34 1 8:113 / " +
-                most.substr(11) + "\xE2\x82\xAC rw - ext4 x rw");
+                "34 1 0:41 / " +
+                most.substr(11) + "\xE2\x82\xAC rw - bcachefs /dev/none:/dev/tsdh1 rw");
     tree.add({"proc/swaps=Filename Type Size Used Priority\n"
               "/dev/tsdc1 partition 1 0 -2\n/dev/tsdf1 file 1 0 -3"});
     EXPECT_EQ(tree.users("tsda tsdb tsdc tsde tsdf tsdg tsdh"),

@@ -418,13 +418,13 @@ TEST_F(ScanRun, OnlyWhatWasReadFromThisDiskCounts)
 {
     enter(10);
     const geom found = page()->diskgeom;
-    // The file of a larger disk, of one with other sectors, and one that claims more than there is:
+    // The file of a longer disk, of one with other sectors, and one that claims more than there is:
     // geometry, plan and marks stay, and the scan that is asked for is that of this disk.
     geom huge = found;
     huge.totalbytes = huge.bytespercyl << 40;
     huge.cylinders = 1ULL << 40;
     huge.totalsectors = huge.totalbytes / 512;
-    for (const geom &stored : {withfactors({.totalbytes = found.totalbytes * 4}, 512, 25, 2),
+    for (const geom &stored : {withfactors({.totalbytes = found.totalbytes + 512}, 512, 25, 2),
                                withfactors({.totalbytes = found.totalbytes}, 1024, 25, 1), huge}) {
         ASSERT_TRUE(replacescanfile("disk0", stored, makeplan(stored)));
         after("bn");

@@ -99,22 +99,6 @@ TEST(TakeAlong, WritesWhatOtherToolsRead)
     EXPECT_EQ(badblockssize({{512ULL * 7, 512 * 123456789012}}, 512).bytes, 1493827146032U);
 }
 
-// What they find on a real disk with damage.
-TEST(TakeAlong, ReadsWhatOtherToolsFindOnARealDisk)
-{
-    std::string why = outputof("command -v ddrescue").empty() ? "needs ddrescue" : "";
-    if (!LoopDisk::available(why))
-        GTEST_SKIP() << why;
-    const LoopDisk disk(9'999'872, "read=1500-1520 read=10600");
-    ASSERT_FALSE(disk.node.empty()) << disk.error;
-    MapTarget target{withfactors({.totalbytes = 9'999'872}, 512, 63, 16), {}, 9'999'872};
-    target.plan = makeplan(target.geometry);
-    for (const auto &[size, tool] : {std::pair(0U, "ddrescue -qfd $DISK /dev/null m && cat m"),
-                                     {1024U, "badblocks -b 1024 $DISK"}})
-        EXPECT_EQ(read(target, size, outputof("DISK=" + disk.node + "; " + tool)),
-                  ".B........B........");
-}
-
 TEST(TakeAlong, TheVerdictTellsWhatGrewAndWhenToGiveUp)
 {
     // Twenty segments of 1 GB; former marks of as many, or else of cylinders with 2 GB.

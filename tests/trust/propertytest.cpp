@@ -90,14 +90,16 @@ TEST(PropertyTest, WhatIsWrittenLiesOnGoodGroundAlone)
         if (upto(1) != 0)
             addprotect(segs.data(), static_cast<int>(segs.size()));
         segs[upto(segs.size() - 1)].isbad = 0;
+        const std::uint64_t end = geometry.totalsectors + 7; // more than the geometry tells
         platform::SectorSet bad;
+        bad.add(end + upto(3));
         for (const SEG &seg : segs) {
             if (seg.isbad != 0)
                 bad.add(seg.firstsector(g.sectorspercyl), seg.lastsector(g.sectorspercyl));
         }
 
-        const std::uint64_t end = geometry.totalsectors - 1;
-        bench.backend.disks = {platform::simulateddisk("disk", geometry.totalbytes, sectorbytes)};
+        bench.backend.disks = {
+            platform::simulateddisk("disk", (end + 1) * sectorbytes, sectorbytes)};
         platform::SimulatedDisk &disk = *bench.backend.disks[0];
         disk.faults->unreadable = bad;
         if (upto(1) != 0) // damage in the first segment may leave the first tracks alone

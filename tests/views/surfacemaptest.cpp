@@ -92,6 +92,7 @@ TEST_F(SurfaceMapTest, KeysAndPointerReachEveryCell)
             QTest::keyClick(grid, key == 'e' ? Qt::Key_End : keys[std::string("lrudpn").find(key)]);
         EXPECT_EQ(map.currentcell(), cell) << script;
     };
+    press("", 0); // comes with the focus
     press("lur", 1);
     press("dd", 2 * wide + 1);
     press("nnnnnd", lowest);

@@ -182,25 +182,23 @@ TEST_F(Responsive, AStalledDiskIsNamed)
     EXPECT_TRUE(idle.isHidden());
 }
 
-// Second clicks and repeated keys do not press, and a press that began on another page does not.
+// Repeated keys do not press, and a press that began on another page does not.
 TEST_F(Responsive, APressCountsOnThePageThatShows)
 {
     disk->faults->delay = std::chrono::milliseconds(0);
     QAbstractButton *const button = bench.wizard->button(next);
     ASSERT_TRUE(bench.click(bench.skip));
     QTest::mouseClick(bench.wizard->button(back), Qt::LeftButton);
-    QTest::mouseDClick(bench.wizard->button(back), Qt::LeftButton);
-    QTest::mouseRelease(bench.wizard->button(back), Qt::LeftButton);
-    EXPECT_EQ(bench.current(), bench.wizard->scanpageid);
     QTest::mousePress(button, Qt::LeftButton);
-    ASSERT_TRUE(bench.click(bench.skip));
+    bench.scanpage()->skipscan();
+    bench.wizard->back();
     EXPECT_FALSE(button->isDown());
     // a hand that is not still would push it down again
     QMouseEvent move(QEvent::MouseMove, QPointF(9, 9), button->mapToGlobal(QPointF(9, 9)),
                      Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(button, &move);
     QTest::mouseRelease(button, Qt::LeftButton);
-    EXPECT_TRUE(stays());
+    ASSERT_TRUE(bench.click(bench.skip)); // no run began
     button->setFocus();
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Space}) {
         for (const auto type : {QEvent::KeyPress, QEvent::KeyRelease}) {

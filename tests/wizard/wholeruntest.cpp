@@ -77,6 +77,7 @@ protected:
         EXPECT_EQ(filecontent(bench.scanpage()->filename), expectedfile());
         QComboBox *strategies = bench.planner()->strategybox;
         ASSERT_TRUE(bench.reach(strategies));
+        EXPECT_TRUE(bench.planner()->plannote->toolTip().contains(" 0.049 GB lost to damage, "));
         QTest::keyClick(strategies, Qt::Key_Down);
         ASSERT_TRUE(bench.click(WizardBench::next));
         const QStringList messages = bench.dialogs.messages();
@@ -85,6 +86,7 @@ protected:
         EXPECT_EQ(messages.size(), 1);
         EXPECT_EQ(bench.unnamed(), QStringList());
         EXPECT_EQ(bench.lastpage()->reportedit->toPlainText().count('\n'), 6);
+        EXPECT_TRUE(bench.reach(bench.wizard->button(WizardBench::back)));
 
         EXPECT_EQ(load(0).replace(0x1B8, 4, QByteArray(4, '\0')),
                   table("0000010207fe3f30827d00006f850b00"
