@@ -322,6 +322,7 @@ void Scan::skip()
     for (SEG &seg : plan)
         seg.isbad = 0;
     known.assign(plan.size(), {});
+    manner.reset();
     intsegs = merged();
 }
 

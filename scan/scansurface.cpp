@@ -3,6 +3,8 @@
 #include "platform/platform.h"
 #include "platform/timing.h"
 
+#include <algorithm>
+
 // What a scan knows of its segments beside their marks.
 
 namespace
@@ -56,6 +58,12 @@ bool Scan::isdamaged(const SegmentTest &test) const
 
 void Scan::keeptimes(int index, const SegmentTest &test)
 {
+    // A re-test in another manner than what is known leaves none that holds for all of it.
+    const bool writes = testfunc == write_test;
+    if (std::ranges::none_of(known, &Known::tested))
+        manner = {writes, slowlimit, slowisbad};
+    else if (manner && manner->writetest != writes)
+        manner.reset();
     known[index] = {true, known[index].margin, test.slowest, test.speed};
 }
 

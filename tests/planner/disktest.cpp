@@ -111,6 +111,7 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     selectblocks(*page, {12});
     page->rescan();
     EXPECT_EQ(count(Kind::write), 4u);
+    EXPECT_FALSE(scan->report().manner); // some was read, some written
     // what a later re-test finds in front of that is known too
     selectblocks(*page, {0});
     disk->faults->unreadable.add(5 * cylinder);
@@ -121,6 +122,10 @@ TEST_F(PlannerOnDisk, RetestStartsAfreshOnNewBadSectors)
     // a plan of a scan that the user trusts again knows nothing of it
     EXPECT_TRUE(click(back, skip));
     EXPECT_EQ(commits(), "");
+    EXPECT_TRUE(click(back));
+    selectblocks(*page, {0});
+    page->rescan();
+    EXPECT_TRUE(scan->report().manner.value_or(ScanManner()).writetest);
 }
 
 TEST_F(PlannerOnDisk, RetestOfADiskThatWentAwayMarksNothing)

@@ -158,10 +158,11 @@ TEST_F(Wizard, AGuessedGeometryCanBeCorrected)
     QString shown;       // what stood there
     bench.dialogs.custom = [&](QWidget *widget) {
         auto *dialog = qobject_cast<GeomDlg *>(widget);
-        if (!dialog || answers.isEmpty() || !dialog->isEnabled())
+        if (!dialog || !dialog->isEnabled())
             return dialog != nullptr;
         shown.clear();
-        const QStringList typed = answers.takeFirst().split(',');
+        const QStringList typed = answers.value(0, "cancel").split(',');
+        answers = answers.mid(1);
         QLineEdit *const edits[] = {dialog->bytesedit, dialog->sectorsedit, dialog->headsedit,
                                     dialog->cylindersedit};
         for (int i = 0; i < 4; ++i) {
