@@ -105,7 +105,10 @@ std::optional<DeviceNumber> parsenumber(const std::string &text)
 std::string attribute(const fs::path &file)
 {
     std::ifstream stream(file, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(stream), {});
+    // an attribute that a disk lacks fails when it is read; an iterator would throw then
+    std::string text(1 << 16, '\0');
+    stream.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(stream.gcount()));
     if (!text.empty() && text.back() == '\n')
         text.pop_back();
     return text;

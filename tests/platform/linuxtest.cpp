@@ -146,6 +146,7 @@ TEST(Linux, DescribesDisks)
     std::copy_n("\x01\x50\x23\x45\x67\x89\xAB\xCD", 8, drive.begin() + 216);
     describeata(drive, disk);
     EXPECT_EQ(text(disk), "USB,Acme,DISK,WD-WX1,naa.500145238967cdab");
+    EXPECT_EQ(attribute("/proc/self/mem"), "") << "a file whose read fails";
 }
 
 /// Disks and the devices above them, as sysfs shows them. A device's folder is its path.
